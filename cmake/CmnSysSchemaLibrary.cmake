@@ -1,0 +1,119 @@
+# cmnsys_add_schema_library(<target>
+#   AREA <folder below ProtoBuf/>
+#   [ROOT <folder>]
+#   FILES <file.proto>...
+#   [DEPENDS_ON <schema library>...]
+#   [STOCK_IMPORTS <path prefix>...]
+#   [IMPORT_DIRS <folder>...]
+#   [PRECOMPILED_HEADER])
+#
+# Adds the shared library <target> made of the classes that protoc and protoc-gen-cmnsys generate
+# from <ROOT>/ProtoBuf/<AREA>/<file.proto>.
+#
+# ROOT            the folder above ProtoBuf/; without it the project's source folder.
+# AREA            names the folder of the schema files, and of the generated ones.
+# FILES           the schema files, the ones that compile longest first.
+# DEPENDS_ON      schema libraries whose files are imported.
+# STOCK_IMPORTS   path prefixes of imports that may come from protoc's C++ generator alone, which
+#                 writes no registration routine.
+# IMPORT_DIRS     folders, searched first, that hold imported schema files of other packages.
+# PRECOMPILED_HEADER  compiles the protobuf headers once for all files; pays from some ten files on.
+#
+# Generated files are written to <build>/ProtoBuf/generated/<Config>-<Platform>/ProtoBuf/<AREA>/ and
+# included as "ProtoBuf/<AREA>/<file>.pb.h". Each schema file has a command of its own that knows
+# its imports, and replaces a generated file only when its text changes. The target's property
+# CMNSYS_SCHEMA_FILES lists the schema files by the paths under which they register.
+
+include(GenerateExportHeader)
+
+set(CMNSYS_GENERATED_ROOT
+  ${PROJECT_BINARY_DIR}/ProtoBuf/generated/${CMAKE_BUILD_TYPE}-${CMAKE_SYSTEM_NAME})
+set(_CMNSYS_GENERATE_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/GenerateSchema.cmake)
+
+function(cmnsys_add_schema_library target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg
+    "PRECOMPILED_HEADER" "AREA;ROOT" "FILES;DEPENDS_ON;STOCK_IMPORTS;IMPORT_DIRS")
+  if(arg_UNPARSED_ARGUMENTS OR NOT arg_AREA OR NOT arg_FILES)
+    message(FATAL_ERROR "cmnsys_add_schema_library(${target}): AREA and FILES are needed; "
+      "not understood: \"${arg_UNPARSED_ARGUMENTS}\"")
+  endif()
+
+  if(NOT arg_ROOT)
+    set(arg_ROOT ${PROJECT_SOURCE_DIR})
+  endif()
+
+  set(area_dir ProtoBuf/${arg_AREA})
+  set(export_header ${area_dir}/${target}.export.h)
+  string(TOUPPER ${target}_EXPORT export_macro)
+  set(plugin_options dllexport_decl=${export_macro} export_header=${export_header})
+  foreach(prefix IN LISTS arg_STOCK_IMPORTS)
+    list(APPEND plugin_options stock_import=${prefix})
+  endforeach()
+  list(JOIN plugin_options "," plugin_options)
+  list(JOIN arg_IMPORT_DIRS "|" import_dirs)
+
+  set(sources)
+  set(headers)
+  set(schema_files)
+  foreach(file IN LISTS arg_FILES)
+    cmake_path(REMOVE_EXTENSION file LAST_ONLY OUTPUT_VARIABLE base)
+    set(source ${CMNSYS_GENERATED_ROOT}/${area_dir}/${base}.pb.cc)
+    set(header ${CMNSYS_GENERATED_ROOT}/${area_dir}/${base}.pb.h)
+    set(stage ${CMAKE_CURRENT_BINARY_DIR}/stage/${arg_AREA}/${base})
+    add_custom_command(
+      OUTPUT ${source} ${header}
+      COMMAND ${CMAKE_COMMAND}
+        -D PROTOC=$<TARGET_FILE:protobuf::protoc>
+        -D PLUGIN=$<TARGET_FILE:protoc-gen-cmnsys>
+        -D SCHEMA_ROOT=${arg_ROOT}
+        -D IMPORT_DIRS=${import_dirs}
+        -D FILE=${area_dir}/${file}
+        -D EXPORT_MACRO=${export_macro}
+        -D PLUGIN_OPTIONS=${plugin_options}
+        -D STAGE=${stage}
+        -D GENERATED_ROOT=${CMNSYS_GENERATED_ROOT}
+        -P ${_CMNSYS_GENERATE_SCRIPT}
+      DEPENDS ${arg_ROOT}/${area_dir}/${file} protoc-gen-cmnsys ${_CMNSYS_GENERATE_SCRIPT}
+      DEPFILE ${stage}.d
+      COMMENT "Generating ${area_dir}/${base}.pb.{h,cc}"
+      VERBATIM)
+    list(APPEND sources ${source})
+    list(APPEND headers ${header})
+    list(APPEND schema_files ${area_dir}/${file})
+  endforeach()
+
+  add_library(${target} SHARED ${sources} ${headers})
+  add_library(CmnSys::${target} ALIAS ${target})
+  generate_export_header(${target}
+    EXPORT_MACRO_NAME ${export_macro}
+    EXPORT_FILE_NAME ${CMNSYS_GENERATED_ROOT}/${export_header})
+
+  # C++14: below C++17 the generator also defines the constants of nested enums in the library,
+  # where callers that compile as C++11 or C++14 need them. The headers serve C++11 and later.
+  set_target_properties(${target} PROPERTIES
+    CMNSYS_SCHEMA_FILES "${schema_files}"
+    CXX_STANDARD 14
+    CXX_STANDARD_REQUIRED ON
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_compile_features(${target} INTERFACE cxx_std_11)
+  target_compile_options(${target} PRIVATE -fno-semantic-interposition -fno-gnu-unique)
+  # nodelete: the runtime keeps pointers into the library, so it stays mapped after dlclose.
+  target_link_options(${target} PRIVATE LINKER:-z,nodelete LINKER:-z,defs)
+  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${CMNSYS_GENERATED_ROOT}>)
+  target_link_libraries(${target} PUBLIC protobuf::libprotobuf ${arg_DEPENDS_ON})
+  if(arg_PRECOMPILED_HEADER)
+    target_precompile_headers(${target} PRIVATE
+      <google/protobuf/extension_set.h>
+      <google/protobuf/generated_enum_reflection.h>
+      <google/protobuf/generated_message_reflection.h>
+      <google/protobuf/message.h>
+      <google/protobuf/reflection_ops.h>
+      <google/protobuf/service.h>
+      <google/protobuf/unknown_field_set.h>
+      <google/protobuf/wire_format.h>)
+  endif()
+endfunction()

@@ -1,0 +1,5 @@
+# What all hand-written code of this project compiles with; generated code does not.
+add_library(cmnsys_own_code INTERFACE)
+target_compile_features(cmnsys_own_code INTERFACE cxx_std_17)
+target_compile_options(cmnsys_own_code INTERFACE
+  -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
