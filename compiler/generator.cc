@@ -1,0 +1,60 @@
+#include "generator.h"
+
+#include <google/protobuf/compiler/cpp/names.h>
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/io/printer.h>
+#include <google/protobuf/io/zero_copy_stream.h>
+
+#include <functional>
+#include <memory>
+
+#include "options.h"
+#include "registration.h"
+#include "service_writer.h"
+
+namespace CmnSys::Compiler {
+
+using google::protobuf::FileDescriptor;
+using google::protobuf::io::Printer;
+
+bool Generator::Generate(const FileDescriptor* file, const std::string& parameter,
+                         google::protobuf::compiler::GeneratorContext* context,
+                         std::string* error) const {
+  Options options;
+  if (!ParseOptions(parameter, &options, error)) return false;
+
+  const std::string base = google::protobuf::compiler::cpp::StripProto(file->name());
+  const std::string header = base + ".pb.h";
+  const std::string source = base + ".pb.cc";
+  const bool services = WritesServices(file);
+
+  const auto insert = [context](const std::string& path, const char* point,
+                                const std::function<void(Printer*)>& write) {
+    const std::unique_ptr<google::protobuf::io::ZeroCopyOutputStream> stream(
+        context->OpenForInsert(path, point));
+    Printer printer(stream.get(), '$');
+    write(&printer);
+  };
+
+  insert(header, "includes", [&](Printer* printer) {
+    if (!options.export_header.empty()) {
+      printer->Print("#include \"$header$\"\n", "header", options.export_header);
+    }
+    if (services) printer->Print("#include <google/protobuf/service.h>\n");
+  });
+  insert(header, "namespace_scope", [&](Printer* printer) {
+    WriteRegistrationDeclaration(file, options, printer);
+    if (services) WriteServiceDeclarations(file, options, printer);
+  });
+  insert(source, "includes", [&](Printer* printer) {
+    if (services) printer->Print("#include <cstdlib>\n");
+    WriteRegistrationPrologue(file, options, printer);
+  });
+  insert(source, "namespace_scope", [&](Printer* printer) {
+    WriteRegistrationDefinition(file, options, printer);
+    if (services) WriteServiceDefinitions(file, printer);
+  });
+  return true;
+}
+
+}  // namespace CmnSys::Compiler

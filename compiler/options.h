@@ -1,0 +1,32 @@
+// The parameters that a build passes to protoc-gen-cmnsys with --cmnsys_out=PARAMETERS:DIR or
+// --cmnsys_opt=PARAMETERS.
+
+#ifndef CMNSYS_COMPILER_OPTIONS_H_
+#define CMNSYS_COMPILER_OPTIONS_H_
+
+#include <string>
+#include <vector>
+
+namespace CmnSys::Compiler {
+
+struct Options {
+  // Macro in front of every exported declaration (dllexport_decl=MACRO), the same as the one given
+  // to protoc's C++ generator. Empty: nothing is exported explicitly.
+  std::string export_macro;
+
+  // Header that defines export_macro (export_header=PATH), included by every generated header.
+  std::string export_header;
+
+  // Path prefixes of imports that may have been generated without this plugin
+  // (stock_import=PREFIX, may be repeated). Their registration routines are called only where the
+  // linked program has them.
+  std::vector<std::string> stock_imports;
+};
+
+// Reads a plugin parameter ("key=value,key=value") into *options. Returns false and sets *error to
+// a sentence that names the offending key when a key is unknown or a value is missing.
+bool ParseOptions(const std::string& parameter, Options* options, std::string* error);
+
+}  // namespace CmnSys::Compiler
+
+#endif  // CMNSYS_COMPILER_OPTIONS_H_
