@@ -1,0 +1,85 @@
+#include <algorithm>
+#include <utility>
+
+#include "CmnSys/Util/NameSearch.h"
+
+namespace CmnSys::Util {
+namespace {
+
+// Queries beyond this are no slips of a finger; comparing them would only cost time.
+constexpr std::size_t kLongestComparedQuery = 200;
+
+std::string Lower(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return result;
+}
+
+std::string_view LastPart(std::string_view name) { return name.substr(name.rfind('.') + 1); }
+
+// Optimal string alignment distance: insertions, deletions, replacements and swaps of neighbours.
+std::size_t Distance(std::string_view a, std::string_view b) {
+  std::vector<std::size_t> before_last(b.size() + 1);
+  std::vector<std::size_t> last(b.size() + 1);
+  std::vector<std::size_t> row(b.size() + 1);
+  for (std::size_t j = 0; j <= b.size(); ++j) last[j] = j;
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    row[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t replaced = last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+      row[j] = std::min({replaced, last[j] + 1, row[j - 1] + 1});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+        row[j] = std::min(row[j], before_last[j - 2] + 1);
+      }
+    }
+    std::swap(before_last, last);
+    std::swap(last, row);
+  }
+  return last[b.size()];
+}
+
+}  // namespace
+
+std::vector<std::string> MatchingNames(const std::vector<std::string>& names,
+                                       std::string_view query) {
+  std::vector<std::string> endings;
+  const std::string ending = "." + std::string(query);
+  for (const std::string& name : names) {
+    if (name == query) return {name};
+    if (name.size() > ending.size() &&
+        name.compare(name.size() - ending.size(), ending.size(), ending) == 0) {
+      endings.push_back(name);
+    }
+  }
+  return endings;
+}
+
+std::vector<std::string> NearestNames(const std::vector<std::string>& names, std::string_view query,
+                                      std::size_t limit) {
+  if (query.empty() || query.size() > kLongestComparedQuery) return {};
+  const std::string wanted = Lower(query);
+  const std::string_view wanted_part = LastPart(wanted);
+  const std::size_t bound = std::max<std::size_t>(2, wanted_part.size() / 3);
+
+  std::vector<std::pair<std::size_t, std::string>> near;
+  for (const std::string& name : names) {
+    const std::string candidate = Lower(name);
+    // A name that is right in all parts but one is nearer than one that only ends alike.
+    const std::size_t part = Distance(wanted_part, LastPart(candidate));
+    const std::size_t whole = Distance(wanted, candidate);
+    if (std::min(part, whole) <= bound) near.emplace_back(2 * std::min(part, whole) + part, name);
+  }
+  std::stable_sort(near.begin(), near.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+
+  std::vector<std::string> result;
+  for (const auto& [score, name] : near) {
+    if (result.size() == limit) break;
+    result.push_back(name);
+  }
+  return result;
+}
+
+}  // namespace CmnSys::Util
