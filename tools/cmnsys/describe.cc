@@ -1,0 +1,264 @@
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/stubs/strutil.h>
+
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "CmnSys/Util/Schema.h"
+#include "commands.h"
+#include "failure.h"
+#include "message_type.h"
+#include "output.h"
+#include "schema_source.h"
+
+namespace CmnSys::Tool {
+
+using google::protobuf::Descriptor;
+using google::protobuf::DescriptorPool;
+using google::protobuf::EnumDescriptor;
+using google::protobuf::EnumValueDescriptor;
+using google::protobuf::FieldDescriptor;
+using google::protobuf::FileDescriptor;
+using google::protobuf::MethodDescriptor;
+using google::protobuf::ServiceDescriptor;
+
+namespace {
+
+// Collects the description as indented lines.
+class Page {
+ public:
+  void Line(int indent, const std::string& text) {
+    text_ += (text.empty() ? "" : std::string(static_cast<std::size_t>(indent), ' ') + text) + "\n";
+  }
+
+  void Comment(int indent, const std::string& comment) {
+    std::istringstream in(comment);
+    for (std::string line; std::getline(in, line);) Line(indent, line);
+  }
+
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+std::string TypeName(const FieldDescriptor* field) {
+  if (field->message_type() != nullptr) return field->message_type()->full_name();
+  if (field->enum_type() != nullptr) return field->enum_type()->full_name();
+  return field->type_name();
+}
+
+// What a field reads as while it is unset, for scalar fields; empty for others.
+std::string Default(const FieldDescriptor* field) {
+  if (field->is_repeated()) return "";
+  switch (field->cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return std::to_string(field->default_value_int32());
+    case FieldDescriptor::CPPTYPE_INT64:
+      return std::to_string(field->default_value_int64());
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return std::to_string(field->default_value_uint32());
+    case FieldDescriptor::CPPTYPE_UINT64:
+      return std::to_string(field->default_value_uint64());
+    case FieldDescriptor::CPPTYPE_FLOAT:
+      return google::protobuf::SimpleFtoa(field->default_value_float());
+    case FieldDescriptor::CPPTYPE_DOUBLE:
+      return google::protobuf::SimpleDtoa(field->default_value_double());
+    case FieldDescriptor::CPPTYPE_BOOL:
+      return field->default_value_bool() ? "true" : "false";
+    case FieldDescriptor::CPPTYPE_STRING:
+      return "\"" + google::protobuf::CEscape(field->default_value_string()) + "\"";
+    case FieldDescriptor::CPPTYPE_ENUM:
+      return field->default_value_enum()->name() + " (" +
+             std::to_string(field->default_value_enum()->number()) + ")";
+    case FieldDescriptor::CPPTYPE_MESSAGE:
+      break;
+  }
+  return "";
+}
+
+std::string FieldLine(const FieldDescriptor* field) {
+  static const char* const kLabels[] = {"", "optional", "required", "repeated"};
+  std::string line = std::to_string(field->number()) + "  " + field->name() + "  " +
+                     kLabels[field->label()] + " " + TypeName(field);
+  const std::string value = Default(field);
+  if (!value.empty()) line += ", default " + value;
+  if (field->has_default_value()) line += " (declared)";
+  if (field->is_packed()) line += ", packed";
+  if (field->options().deprecated()) line += ", deprecated";
+  return line;
+}
+
+void AddField(const FieldDescriptor* field, int indent, Page* page) {
+  page->Line(indent, FieldLine(field));
+  page->Comment(indent + 4, CommentOf(field));
+}
+
+void AddEnumValue(const EnumValueDescriptor* value, int indent, Page* page) {
+  page->Line(indent, std::to_string(value->number()) + "  " + value->name());
+  page->Comment(indent + 4, CommentOf(value));
+}
+
+void AddExtension(const FieldDescriptor* extension, int indent, Page* page) {
+  page->Line(indent, std::to_string(extension->number()) + "  [" + extension->full_name() + "]  " +
+                         TypeName(extension));
+  page->Comment(indent + 4, CommentOf(extension));
+}
+
+void AddMethod(const MethodDescriptor* method, int indent, Page* page) {
+  page->Line(indent, std::to_string(method->index()) + "  " + method->name() + "(" +
+                         method->input_type()->full_name() + ") returns (" +
+                         method->output_type()->full_name() + ")");
+  page->Comment(indent + 4, CommentOf(method));
+}
+
+template <typename DescriptorType>
+void AddHeading(const char* kind, const DescriptorType* descriptor, Page* page) {
+  page->Line(0, std::string(kind) + " " + descriptor->full_name() + "  (" +
+                    descriptor->file()->name() + ")");
+  page->Comment(2, CommentOf(descriptor));
+}
+
+void Describe(const EnumDescriptor* type, Page* page) {
+  AddHeading("enum", type, page);
+  page->Line(0, "");
+  for (int i = 0; i < type->value_count(); ++i) AddEnumValue(type->value(i), 2, page);
+}
+
+void Describe(const Descriptor* message, Page* page) {
+  AddHeading("message", message, page);
+  page->Line(0, "");
+  if (message->field_count() == 0) page->Line(2, "(no fields)");
+  for (int i = 0; i < message->field_count(); ++i) AddField(message->field(i), 2, page);
+
+  for (int i = 0; i < message->extension_range_count(); ++i) {
+    const Descriptor::ExtensionRange* range = message->extension_range(i);
+    page->Line(0, "");
+    page->Line(
+        2, "extensions " + std::to_string(range->start) + " to " + std::to_string(range->end - 1));
+  }
+  std::vector<const FieldDescriptor*> extensions;
+  SchemaSource().FindAllExtensions(message, &extensions);
+  for (const FieldDescriptor* extension : extensions) AddExtension(extension, 2, page);
+
+  for (int i = 0; i < message->enum_type_count(); ++i) {
+    page->Line(0, "");
+    Describe(message->enum_type(i), page);
+  }
+  for (int i = 0; i < message->nested_type_count(); ++i) {
+    page->Line(0, "");
+    Describe(message->nested_type(i), page);
+  }
+}
+
+void Describe(const ServiceDescriptor* service, Page* page) {
+  AddHeading("service", service, page);
+  page->Line(0, "");
+  for (int i = 0; i < service->method_count(); ++i) AddMethod(service->method(i), 2, page);
+}
+
+void Describe(const FieldDescriptor* field, Page* page) {
+  if (field->is_extension()) {
+    page->Line(0, "extension " + field->full_name() + " of " +
+                      field->containing_type()->full_name() + "  (" + field->file()->name() + ")");
+  } else {
+    page->Line(0, "field of message " + field->containing_type()->full_name() + "  (" +
+                      field->file()->name() + ")");
+  }
+  AddField(field, 2, page);
+}
+
+void Describe(const EnumValueDescriptor* value, Page* page) {
+  page->Line(0, "value of enum " + value->type()->full_name() + "  (" +
+                    value->type()->file()->name() + ")");
+  AddEnumValue(value, 2, page);
+}
+
+void Describe(const MethodDescriptor* method, Page* page) {
+  page->Line(0, "method of service " + method->service()->full_name() + "  (" +
+                    method->service()->file()->name() + ")");
+  AddMethod(method, 2, page);
+}
+
+void Describe(const FileDescriptor* file, Page* page) {
+  page->Line(0, "file " + file->name() + "  (package " + file->package() + ")");
+  page->Comment(2, FileComment(file));
+  for (int i = 0; i < file->dependency_count(); ++i) {
+    if (i == 0) page->Line(0, "");
+    page->Line(2, "import " + file->dependency(i)->name());
+  }
+  for (int i = 0; i < file->enum_type_count(); ++i) {
+    page->Line(0, "");
+    Describe(file->enum_type(i), page);
+  }
+  for (int i = 0; i < file->message_type_count(); ++i) {
+    page->Line(0, "");
+    Describe(file->message_type(i), page);
+  }
+  for (int i = 0; i < file->extension_count(); ++i) {
+    page->Line(0, "");
+    Describe(file->extension(i), page);
+  }
+  for (int i = 0; i < file->service_count(); ++i) {
+    page->Line(0, "");
+    Describe(file->service(i), page);
+  }
+}
+
+// Every name that can be described: the schema's own, the siblings' and the paths of the files.
+std::vector<std::string> DescribableNames() {
+  std::vector<std::string> names = Util::AllNames(SchemaSourceFiles());
+  for (const FileDescriptor* file : SchemaSourceFiles()) names.push_back(file->name());
+  return names;
+}
+
+void DescribeName(const std::string& query) {
+  const DescriptorPool& pool = SchemaSource();
+  // A name of a sibling library is described too when it is given in full.
+  const bool known = pool.FindFileContainingSymbol(query) != nullptr;
+  const std::string name =
+      known ? query : ResolveName(DescribableNames(), query, "declaration or schema file");
+
+  Page page;
+  if (const FileDescriptor* file = pool.FindFileByName(name)) {
+    Describe(file, &page);
+  } else if (const Descriptor* message = pool.FindMessageTypeByName(name)) {
+    Describe(message, &page);
+  } else if (const EnumDescriptor* type = pool.FindEnumTypeByName(name)) {
+    Describe(type, &page);
+  } else if (const EnumValueDescriptor* value = pool.FindEnumValueByName(name)) {
+    Describe(value, &page);
+  } else if (const FieldDescriptor* field = pool.FindFieldByName(name)) {
+    Describe(field, &page);
+  } else if (const FieldDescriptor* extension = pool.FindExtensionByName(name)) {
+    Describe(extension, &page);
+  } else if (const ServiceDescriptor* service = pool.FindServiceByName(name)) {
+    Describe(service, &page);
+  } else if (const MethodDescriptor* method = pool.FindMethodByName(name)) {
+    Describe(method, &page);
+  } else {
+    throw Failure("\"" + name + "\" is not a declaration that can be described");
+  }
+  WriteOutput({}, page.text(), OutputKind::kText);
+}
+
+}  // namespace
+
+void AddDescribeCommand(CLI::App* app) {
+  auto name = std::make_shared<std::string>();
+  CLI::App* command = app->add_subcommand(
+      "describe", "Explain a message, enum, service or any other name in the schema");
+  command->add_option("NAME", *name, "Name in full or its last parts, or path of a schema file")
+      ->required();
+  command->footer(
+      "Examples:\n"
+      "  cmnsys describe Pb.CmnSys.Gid\n"
+      "  cmnsys describe GID_TYPE_SERVER\n"
+      "  cmnsys describe ProtoBuf/CmnSys/CmnSys.Iotas.proto");
+  command->callback([name] { DescribeName(*name); });
+}
+
+}  // namespace CmnSys::Tool
