@@ -1,0 +1,46 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "support/files.h"
+#include "support/process.h"
+
+namespace CmnSys::Compiler {
+namespace {
+
+using Test::ProcessResult;
+using Test::ReadFile;
+using Test::TemporaryFolder;
+
+ProcessResult Generate(const TemporaryFolder& folder, const std::string& options) {
+  return Test::Run({PROTOC, "--proto_path=" TEST_SCHEMAS, "--plugin=protoc-gen-cmnsys=" PLUGIN,
+                    "--cpp_out=" + folder.path(), "--cmnsys_out=" + options + ":" + folder.path(),
+                    "ProtoBuf/Sample/Base.proto"});
+}
+
+TEST(PluginOptions, UnknownOrEmptyOnesAreNamedAndNothingIsWritten) {
+  const TemporaryFolder folder;
+  const ProcessResult unknown = Generate(folder, "dllexport=X");
+  EXPECT_NE(unknown.status, 0);
+  EXPECT_NE(unknown.errors.find("unknown parameter \"dllexport\"; known are"), std::string::npos)
+      << unknown.errors;
+
+  const ProcessResult empty = Generate(folder, "stock_import=");
+  EXPECT_NE(empty.status, 0);
+  EXPECT_NE(empty.errors.find("\"stock_import\" needs a value"), std::string::npos) << empty.errors;
+
+  EXPECT_TRUE(folder.Names().empty());
+}
+
+TEST(PluginOptions, NoneAreNeeded) {
+  const TemporaryFolder folder;
+  const ProcessResult result = Generate(folder, "");
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_NE(ReadFile(folder.PathOf("ProtoBuf/Sample/Base.pb.h"))
+                .find("\nvoid protobuf_AddDesc_ProtoBuf_2fSample_2fBase_2eproto();"),
+            std::string::npos);
+}
+
+}  // namespace
+}  // namespace CmnSys::Compiler
