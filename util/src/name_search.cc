@@ -63,22 +63,24 @@ std::vector<std::string> NearestNames(const std::vector<std::string>& names, std
   const std::string_view wanted_part = LastPart(wanted);
   const std::size_t bound = std::max<std::size_t>(2, wanted_part.size() / 3);
 
-  std::vector<std::pair<std::size_t, std::string>> near;
+  struct Candidate {
+    std::size_t nearness;
+    std::size_t whole;  // Of names equally near, the one that is right in more parts comes first.
+    const std::string* name;
+  };
+  std::vector<Candidate> near;
   for (const std::string& name : names) {
     const std::string candidate = Lower(name);
-    // A name that is right in all parts but one is nearer than one that only ends alike.
-    const std::size_t part = Distance(wanted_part, LastPart(candidate));
     const std::size_t whole = Distance(wanted, candidate);
-    if (std::min(part, whole) <= bound) near.emplace_back(2 * std::min(part, whole) + part, name);
+    const std::size_t nearness = std::min(whole, Distance(wanted_part, LastPart(candidate)));
+    if (nearness <= bound) near.push_back({nearness, whole, &name});
   }
-  std::stable_sort(near.begin(), near.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::stable_sort(near.begin(), near.end(), [](const Candidate& a, const Candidate& b) {
+    return std::pair(a.nearness, a.whole) < std::pair(b.nearness, b.whole);
+  });
 
   std::vector<std::string> result;
-  for (const auto& [score, name] : near) {
-    if (result.size() == limit) break;
-    result.push_back(name);
-  }
+  for (std::size_t i = 0; i < near.size() && i < limit; ++i) result.push_back(*near[i].name);
   return result;
 }
 
