@@ -9,8 +9,6 @@
 
 #include "support/files.h"
 
-extern char** environ;
-
 namespace CmnSys::Test {
 
 ProcessResult Run(const std::vector<std::string>& command, std::string_view input) {

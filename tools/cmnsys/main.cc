@@ -5,17 +5,14 @@
 #include <google/protobuf/stubs/logging.h>
 
 #include <CLI/CLI.hpp>
-#include <csignal>
+#include <cstdio>
 #include <exception>
-#include <iostream>
 
 #include "commands.h"
-#include "failure.h"
 
-int main(int argc, char* argv[]) {
-  // Commands report what is wrong themselves; the runtime's own log would only repeat it.
-  google::protobuf::SetLogHandler(nullptr);
+namespace {
 
+int Main(int argc, char* argv[]) {
   CLI::App app("Shows, reads and writes the messages of the system.", "cmnsys");
   app.set_version_flag("--version", "cmnsys " CMNSYS_VERSION);
   app.require_subcommand(1);
@@ -25,16 +22,23 @@ int main(int argc, char* argv[]) {
   CmnSys::Tool::AddEncodeCommand(&app);
   CmnSys::Tool::AddDecodeCommand(&app);
   app.footer("Each command explains itself: cmnsys COMMAND --help");
-
   try {
     app.parse(argc, argv);
     return 0;
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
-  } catch (const CmnSys::Tool::Failure& failure) {
-    std::cerr << "cmnsys: " << failure.what() << '\n';
-  } catch (const std::exception& error) {
-    std::cerr << "cmnsys: " << error.what() << '\n';
   }
-  return 1;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  // Commands report what is wrong themselves; the runtime's own log would only repeat it.
+  google::protobuf::SetLogHandler(nullptr);
+  try {
+    return Main(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "cmnsys: %s\n", error.what());
+    return 1;
+  }
 }
