@@ -30,7 +30,7 @@ build: deps
 	cmake --build --preset release
 
 demo: build
-	@examples/demo.sh build/release/bin/cmnsys
+	@examples/demo.sh build/release/bin
 
 test: build
 	ctest --preset release
