@@ -2,7 +2,7 @@
 # that a user or CI needs. Each installs the Debian packages that are missing first.
 
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test sanitize lint format install clean
+.PHONY: help deps build demo test sanitize lint format package install clean
 
 help:
 	@echo "make demo      build, then show messages travelling through bytes and back"
@@ -10,6 +10,7 @@ help:
 	@echo "make sanitize  run the tests under ASan with UBSan, and under TSan"
 	@echo "make lint      check the format and run clang-tidy"
 	@echo "make format    format our own C++ code"
+	@echo "make package   build the Debian packages into build/release"
 	@echo "make install   install to PREFIX (default /usr/local)"
 	@echo "make deps      install the Debian packages of packages.txt that are missing"
 	@echo "make clean     remove the build folder"
@@ -51,6 +52,9 @@ lint: build
 
 format: deps
 	$(OWN_CODE) | xargs clang-format -i
+
+package: build
+	cmake --build --preset release --target package
 
 install: build
 	cmake --install build/release --prefix $(or $(PREFIX),/usr/local)

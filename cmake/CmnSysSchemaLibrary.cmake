@@ -16,14 +16,18 @@
 # DEPENDS_ON      schema libraries whose files are imported.
 # STOCK_IMPORTS   path prefixes of imports that may come from protoc's C++ generator alone, which
 #                 writes no registration routine.
-# IMPORT_DIRS     folders, searched first, that hold imported schema files of other packages.
+# IMPORT_DIRS     folders, searched first, that hold imported schema files of other packages. In a
+#                 project that found the package CmnSysProtoBuf its schema files are found without.
 # PRECOMPILED_HEADER  compiles the protobuf headers once for all files; pays from some ten files on.
 #
 # Generated files are written to <build>/ProtoBuf/generated/<Config>-<Platform>/ProtoBuf/<AREA>/ and
 # included as "ProtoBuf/<AREA>/<file>.pb.h". Each schema file has a command of its own that knows
 # its imports, and replaces a generated file only when its text changes. The target's property
-# CMNSYS_SCHEMA_FILES lists the schema files by the paths under which they register.
+# CMNSYS_SCHEMA_FILES lists the schema files by the paths under which they register, and its file
+# set HEADERS the headers, for install(TARGETS).
 
+cmake_policy(PUSH)
+cmake_policy(VERSION 3.25)
 include(GenerateExportHeader)
 
 set(CMNSYS_GENERATED_ROOT
@@ -38,9 +42,16 @@ function(cmnsys_add_schema_library target)
       "not understood: \"${arg_UNPARSED_ARGUMENTS}\"")
   endif()
 
+  if(NOT TARGET protobuf::protoc)
+    message(FATAL_ERROR "cmnsys_add_schema_library(${target}): the protobuf compiler protoc is not "
+      "there. Install protobuf-compiler or set Protobuf_PROTOC_EXECUTABLE.")
+  endif()
+
   if(NOT arg_ROOT)
     set(arg_ROOT ${PROJECT_SOURCE_DIR})
   endif()
+
+  list(APPEND arg_IMPORT_DIRS ${CmnSysProtoBuf_PROTO_DIRS})
 
   set(area_dir ProtoBuf/${arg_AREA})
   set(export_header ${area_dir}/${target}.export.h)
@@ -53,7 +64,7 @@ function(cmnsys_add_schema_library target)
   list(JOIN arg_IMPORT_DIRS "|" import_dirs)
 
   set(sources)
-  set(headers)
+  set(headers ${CMNSYS_GENERATED_ROOT}/${export_header})
   set(schema_files)
   foreach(file IN LISTS arg_FILES)
     cmake_path(REMOVE_EXTENSION file LAST_ONLY OUTPUT_VARIABLE base)
@@ -64,7 +75,7 @@ function(cmnsys_add_schema_library target)
       OUTPUT ${source} ${header}
       COMMAND ${CMAKE_COMMAND}
         -D PROTOC=$<TARGET_FILE:protobuf::protoc>
-        -D PLUGIN=$<TARGET_FILE:protoc-gen-cmnsys>
+        -D PLUGIN=$<TARGET_FILE:CmnSys::protoc-gen-cmnsys>
         -D SCHEMA_ROOT=${arg_ROOT}
         -D IMPORT_DIRS=${import_dirs}
         -D FILE=${area_dir}/${file}
@@ -73,7 +84,7 @@ function(cmnsys_add_schema_library target)
         -D STAGE=${stage}
         -D GENERATED_ROOT=${CMNSYS_GENERATED_ROOT}
         -P ${_CMNSYS_GENERATE_SCRIPT}
-      DEPENDS ${arg_ROOT}/${area_dir}/${file} protoc-gen-cmnsys ${_CMNSYS_GENERATE_SCRIPT}
+      DEPENDS ${arg_ROOT}/${area_dir}/${file} CmnSys::protoc-gen-cmnsys ${_CMNSYS_GENERATE_SCRIPT}
       DEPFILE ${stage}.d
       COMMENT "Generating ${area_dir}/${base}.pb.{h,cc}"
       VERBATIM)
@@ -82,8 +93,9 @@ function(cmnsys_add_schema_library target)
     list(APPEND schema_files ${area_dir}/${file})
   endforeach()
 
-  add_library(${target} SHARED ${sources} ${headers})
-  add_library(CmnSys::${target} ALIAS ${target})
+  add_library(${target} SHARED ${sources})
+  target_sources(${target} PUBLIC FILE_SET HEADERS
+    BASE_DIRS ${CMNSYS_GENERATED_ROOT} FILES ${headers})
   generate_export_header(${target}
     EXPORT_MACRO_NAME ${export_macro}
     EXPORT_FILE_NAME ${CMNSYS_GENERATED_ROOT}/${export_header})
@@ -96,14 +108,11 @@ function(cmnsys_add_schema_library target)
     CXX_STANDARD_REQUIRED ON
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
-    VISIBILITY_INLINES_HIDDEN ON
-    VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR})
+    VISIBILITY_INLINES_HIDDEN ON)
   target_compile_features(${target} INTERFACE cxx_std_11)
   target_compile_options(${target} PRIVATE -fno-semantic-interposition -fno-gnu-unique)
   # nodelete: the runtime keeps pointers into the library, so it stays mapped after dlclose.
   target_link_options(${target} PRIVATE LINKER:-z,nodelete LINKER:-z,defs)
-  target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${CMNSYS_GENERATED_ROOT}>)
   target_link_libraries(${target} PUBLIC protobuf::libprotobuf ${arg_DEPENDS_ON})
   if(arg_PRECOMPILED_HEADER)
     target_precompile_headers(${target} PRIVATE
@@ -117,3 +126,5 @@ function(cmnsys_add_schema_library target)
       <google/protobuf/wire_format.h>)
   endif()
 endfunction()
+
+cmake_policy(POP)

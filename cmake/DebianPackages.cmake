@@ -1,0 +1,37 @@
+# The Debian packages that `make package` builds with CPack: cmnsysprotobuf with the libraries and
+# cmnsys, cmnsysprotobuf-dev with what is needed to build programs.
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME cmnsysprotobuf)
+set(CPACK_PACKAGE_CONTACT "CmnSysProtoBuf maintainers <maintainers@cmnsys.invalid>")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_COMPONENTS_ALL runtime development)
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+
+# Lets other packages compute their dependency on this one, and ldconfig learn of the libraries.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION [[
+The shared libraries of generated message classes, and cmnsys, which shows,
+reads and writes the messages.]])
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME cmnsysprotobuf)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION [[
+What is needed to build programs: headers, schema files, the descriptor set
+with comments, the CMake package, pkg-config files and protoc-gen-cmnsys.]])
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME cmnsysprotobuf-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "cmnsysprotobuf (= ${PROJECT_VERSION}), libprotobuf-dev (>= ${CMNSYS_PROTOBUF_SERIES})")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS protobuf-compiler)
+
+include(CPack)
