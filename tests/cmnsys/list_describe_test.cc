@@ -49,5 +49,30 @@ TEST(Describe, FindsEveryKindOfDeclaration) {
   EXPECT_TRUE(RefusedWith(Cmnsys({"describe", "GID_TYPE_SERVR"}), "Pb.CmnSys.GID_TYPE_SERVER"));
 }
 
+TEST(Describe, TellsWhatASelectorValueSelects) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"EVENT_DEVICE_MOTION_START",
+       "  category EVENT_CATEGOTY_DEVICE (3)\n"
+       "  as event_type of Pb.CmnSys.Events.Event\n"
+       "    extension 713  [Pb.CmnSys.Events.event_device_motion_start]\n"
+       "    payload Pb.CmnSys.Events.EventDeviceMotionStart\n"},
+      {"EVENT_SYSTEM_NETWORK_ERROR", "  as event_type of Pb.CmnSys.Events.Event\n    no payload\n"},
+      {"NOTIFICATION_EVENT", "    field 101  notification_event\n"},
+      {"QUERY_TYPE_BOOKMARKS_ALL",
+       "    field 100  query_bookmarks_all\n"
+       "    payload Pb.CmnSys.Queries.QueryBookmarksAll\n"
+       "  answered by QUERY_RESULT_TYPE_BOOKMARKS (1)\n"},
+      {"QUERY_TYPE_TRANSACT_WATCH_GROUP", "  answered by no result type\n"},
+      {"STATE_CHANGE_TYPE_SAVED_VIEW_SET_NAME", "    field 100  saved_view_op.set_name\n"},
+      {"GID_TYPE_LOGIN_SESSION", "  in words: login session\n"},
+      {"event_db_lost", "  selected by EVENT_DB_LOST (3005)\n"},
+      {"Iota.iota_u32", "  selected by IOTA_TYPE_U32 (4)\n"},
+  };
+  for (const auto& [name, expected] : cases) {
+    const std::string output = Cmnsys({"describe", name}).output;
+    EXPECT_TRUE(Contains(output, expected)) << name << ":\n" << output;
+  }
+}
+
 }  // namespace
 }  // namespace CmnSys::Test

@@ -10,6 +10,7 @@
 #include "CmnSys/Util/Schema.h"
 #include "commands.h"
 #include "failure.h"
+#include "meaning.h"
 #include "message_type.h"
 #include "output.h"
 #include "schema_source.h"
@@ -72,8 +73,7 @@ std::string Default(const FieldDescriptor* field) {
     case FieldDescriptor::CPPTYPE_STRING:
       return "\"" + google::protobuf::CEscape(field->default_value_string()) + "\"";
     case FieldDescriptor::CPPTYPE_ENUM:
-      return field->default_value_enum()->name() + " (" +
-             std::to_string(field->default_value_enum()->number()) + ")";
+      return NameAndNumber(*field->default_value_enum());
     case FieldDescriptor::CPPTYPE_MESSAGE:
       break;
   }
@@ -169,12 +169,14 @@ void Describe(const FieldDescriptor* field, Page* page) {
                       field->file()->name() + ")");
   }
   AddField(field, 2, page);
+  for (const std::string& line : MeaningOf(*field)) page->Line(2, line);
 }
 
 void Describe(const EnumValueDescriptor* value, Page* page) {
   page->Line(0, "value of enum " + value->type()->full_name() + "  (" +
                     value->type()->file()->name() + ")");
   AddEnumValue(value, 2, page);
+  for (const std::string& line : MeaningOf(*value)) page->Line(2, line);
 }
 
 void Describe(const MethodDescriptor* method, Page* page) {
@@ -256,7 +258,7 @@ void AddDescribeCommand(CLI::App* app) {
   command->footer(
       "Examples:\n"
       "  cmnsys describe Pb.CmnSys.Gid\n"
-      "  cmnsys describe GID_TYPE_SERVER\n"
+      "  cmnsys describe EVENT_DEVICE_MOTION_START\n"
       "  cmnsys describe ProtoBuf/CmnSys/CmnSys.Iotas.proto");
   command->callback([name] { DescribeName(*name); });
 }

@@ -11,6 +11,8 @@ using google::protobuf::Descriptor;
 using google::protobuf::DescriptorPool;
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FileDescriptor;
+using google::protobuf::Message;
+using google::protobuf::MessageFactory;
 using google::protobuf::ServiceDescriptor;
 
 namespace {
@@ -96,6 +98,16 @@ std::vector<std::string> AllNames(const std::vector<const FileDescriptor*>& file
     }
   }
   return Sorted(std::move(names));
+}
+
+const Descriptor* FindMessageType(const std::string& full_name) {
+  SchemaFiles();  // Sees to it that the library is loaded.
+  return DescriptorPool::generated_pool()->FindMessageTypeByName(full_name);
+}
+
+const Message* FindPrototype(const std::string& full_name) {
+  const Descriptor* const type = FindMessageType(full_name);
+  return type == nullptr ? nullptr : MessageFactory::generated_factory()->GetPrototype(type);
 }
 
 }  // namespace CmnSys::Util

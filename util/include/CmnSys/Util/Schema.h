@@ -7,6 +7,7 @@
 #define CMNSYS_UTIL_SCHEMA_H_
 
 #include <google/protobuf/descriptor.h>
+#include <google/protobuf/message.h>
 
 #include <string>
 #include <vector>
@@ -28,6 +29,14 @@ CMNSYSUTIL_EXPORT std::vector<std::string> MessageNames(
 // not the enum itself, in front ("Pb.CmnSys.GID_TYPE_SERVER").
 CMNSYSUTIL_EXPORT std::vector<std::string> AllNames(
     const std::vector<const google::protobuf::FileDescriptor*>& files);
+
+// The message type with the given full name ("Pb.CmnSys.Gid"), of this library or a sibling, or
+// nullptr when there is none.
+CMNSYSUTIL_EXPORT const google::protobuf::Descriptor* FindMessageType(const std::string& full_name);
+
+// The default instance of the message type with the given full name, or nullptr when there is none;
+// its New() makes messages of the generated class. It belongs to the protobuf runtime.
+CMNSYSUTIL_EXPORT const google::protobuf::Message* FindPrototype(const std::string& full_name);
 
 }  // namespace CmnSys::Util
 

@@ -1,0 +1,64 @@
+#include "CmnSys/Util/Pairing.h"
+
+#include "pairings.h"
+
+namespace CmnSys::Util {
+
+using google::protobuf::DescriptorPool;
+using google::protobuf::EnumValueDescriptor;
+using google::protobuf::FieldDescriptor;
+
+namespace {
+
+// The field or extension of the generated classes that has the full name of the given one.
+const FieldDescriptor* GeneratedField(const FieldDescriptor& field) {
+  const DescriptorPool* const pool = DescriptorPool::generated_pool();
+  return field.is_extension() ? pool->FindExtensionByName(field.full_name())
+                              : pool->FindFieldByName(field.full_name());
+}
+
+}  // namespace
+
+std::vector<PairedRecord> PairedRecords() {
+  std::vector<PairedRecord> records;
+  for (const Pairing& pairing : Pairings()) records.push_back(pairing.described);
+  return records;
+}
+
+std::vector<SelectedPayload> PayloadsOf(const EnumValueDescriptor& value) {
+  std::vector<SelectedPayload> payloads;
+  for (const Pairing& pairing : Pairings()) {
+    const FieldDescriptor* const selector = pairing.described.selector;
+    if (selector == nullptr || selector->enum_type()->full_name() != value.type()->full_name()) {
+      continue;
+    }
+    const auto found = pairing.path_of_value.find(value.number());
+    if (found == pairing.path_of_value.end()) continue;
+    payloads.push_back({pairing.described.record, selector, found->second});
+  }
+  return payloads;
+}
+
+std::vector<const EnumValueDescriptor*> ValuesThatSelect(const FieldDescriptor& payload) {
+  std::vector<const EnumValueDescriptor*> values;
+  const FieldDescriptor* const field = GeneratedField(payload);
+  if (field == nullptr) return values;
+  for (const Pairing& pairing : Pairings()) {
+    for (const auto& [number, path] : pairing.path_of_value) {
+      if (path.empty() || path.back() != field) continue;
+      values.push_back(pairing.described.selector->enum_type()->FindValueByNumber(number));
+    }
+  }
+  return values;
+}
+
+std::string PathText(const std::vector<const FieldDescriptor*>& path) {
+  std::string text;
+  for (const FieldDescriptor* field : path) {
+    if (!text.empty()) text += '.';
+    text += field->is_extension() ? "[" + field->full_name() + "]" : field->name();
+  }
+  return text;
+}
+
+}  // namespace CmnSys::Util
