@@ -1,0 +1,519 @@
+#include "CmnSys/Util/Json.h"
+
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+#include <google/protobuf/text_format.h>
+#include <google/protobuf/util/json_util.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "CmnSys/Util/RandomMessage.h"
+#include "ProtoBuf/CmnSys/CmnSys.Events.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.EventsDerived.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.Gid.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.Iotas.pb.h"
+#include "util/all_messages.h"
+
+namespace CmnSys::Test {
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+using google::protobuf::TextFormat;
+using Pb::CmnSys::Gid;
+using Pb::CmnSys::Iota;
+using Pb::CmnSys::Events::Event;
+using std::string_literals::operator""s;
+using Util::JsonReader;
+using Util::JsonReadOptions;
+using Util::JsonWriteOptions;
+
+std::string ToJson(const Message& message, const JsonWriteOptions& options) {
+  std::string json;
+  const auto error = Util::WriteJson(message, options, &json);
+  EXPECT_FALSE(error) << message.GetTypeName() << ": " << ToString(*error);
+  return json;
+}
+
+// On one line, which is easier to compare.
+std::string ToJson(const Message& message) {
+  JsonWriteOptions options;
+  options.indent = 0;
+  return ToJson(message, options);
+}
+
+std::unique_ptr<Message> FromText(const std::string& type, const std::string& text) {
+  std::unique_ptr<Message> message = NewMessage(type);
+  EXPECT_TRUE(TextFormat::ParseFromString(text, message.get())) << text;
+  return message;
+}
+
+// What WriteJson has against the message; empty when nothing.
+std::string WriteError(const Message& message, const JsonWriteOptions& options = {}) {
+  std::string json;
+  const auto error = Util::WriteJson(message, options, &json);
+  return error ? ToString(*error) : "";
+}
+
+// What ReadJson has against the text; empty when nothing.
+std::string ReadError(const std::string& type, const std::string& json,
+                      const JsonReadOptions& options = {}) {
+  const std::unique_ptr<Message> message = NewMessage(type);
+  const auto error = Util::ReadJson(json, options, message.get());
+  if (!error) return "";
+  EXPECT_EQ(message->ByteSizeLong(), 0U) << "not empty after an error";
+  EXPECT_EQ(error->reason.find('\n'), std::string::npos);
+  return ToString(*error);
+}
+
+// The message in the JSON as text format on one line.
+std::string Read(const std::string& type, const std::string& json,
+                 const JsonReadOptions& options = {}) {
+  const std::unique_ptr<Message> message = NewMessage(type);
+  const auto error = Util::ReadJson(json, options, message.get());
+  EXPECT_FALSE(error) << json << "\n" << ToString(*error);
+  return message->ShortDebugString();
+}
+
+// Every message type, filled with random values.
+void ForRandomMessages(Util::RandomMessageOptions options,
+                       const std::function<void(const Message&)>& check) {
+  options.max_bytes = 1500;
+  for (const Message* type : AllMessages()) {
+    for (std::uint64_t seed = 0; seed < 4; ++seed) {
+      const std::unique_ptr<Message> message(type->New());
+      Util::FillRandom(seed, options, message.get());
+      check(*message);
+      if (testing::Test::HasFailure()) return;
+    }
+  }
+}
+
+std::vector<JsonWriteOptions> WriteOptionsThatReadBack() {
+  std::vector<JsonWriteOptions> all(3);
+  all[1].schema_names = true;
+  all[1].enums_as_numbers = true;
+  all[1].bytes = Util::JsonBytes::kHexadecimal;
+  all[1].indent = 0;
+  all[2].indent = 7;
+  return all;
+}
+
+TEST(Json, BringsEveryMessageBackUnderAllOptions) {
+  Util::RandomMessageOptions random;
+  random.non_finite = true;
+  ForRandomMessages(random, [](const Message& message) {
+    for (const JsonWriteOptions& options : WriteOptionsThatReadBack()) {
+      const std::string json = ToJson(message, options);
+      const std::unique_ptr<Message> again(message.New());
+      JsonReadOptions read;
+      read.bytes = options.bytes;
+      const auto error = Util::ReadJson(json, read, again.get());
+      ASSERT_FALSE(error) << ToString(*error) << "\n" << json;
+      ASSERT_EQ(again->SerializeAsString(), message.SerializeAsString()) << json;
+    }
+  });
+}
+
+// Protobuf's own converter is the other implementation of the mapping; it has no extensions.
+TEST(Json, IsWhatProtobufsOwnConverterReadsAndWrites) {
+  Util::RandomMessageOptions random;
+  random.max_extensions = 0;
+  random.non_finite = true;
+  ForRandomMessages(random, [](const Message& message) {
+    const std::string json = ToJson(message);
+    const std::unique_ptr<Message> theirs(message.New());
+    const auto status = google::protobuf::util::JsonStringToMessage(json, theirs.get());
+    ASSERT_TRUE(status.ok()) << status.ToString() << "\n" << json;
+    ASSERT_EQ(theirs->SerializeAsString(), message.SerializeAsString()) << json;
+
+    std::string their_json;
+    ASSERT_TRUE(google::protobuf::util::MessageToJsonString(message, &their_json).ok());
+    const std::unique_ptr<Message> ours(message.New());
+    const auto error = Util::ReadJson(their_json, {}, ours.get());
+    ASSERT_FALSE(error) << ToString(*error) << "\n" << their_json;
+    ASSERT_EQ(ours->SerializeAsString(), message.SerializeAsString()) << their_json;
+  });
+}
+
+// Two fields of one message must not share a spelling, or one of them could not be read.
+TEST(Json, NamesEachFieldOfEveryMessageUniquely) {
+  int camel_case_in_schema = 0;
+  for (const Message* type : AllMessages()) {
+    std::map<std::string, const FieldDescriptor*> names;
+    for (int i = 0; i < type->GetDescriptor()->field_count(); ++i) {
+      const FieldDescriptor* field = type->GetDescriptor()->field(i);
+      for (const std::string& name : {field->name(), field->json_name()}) {
+        const auto [known, added] = names.emplace(name, field);
+        EXPECT_TRUE(added || known->second == field)
+            << field->full_name() << " and " << known->second->full_name();
+      }
+      if (field->name() == field->json_name() && field->name() != field->lowercase_name()) {
+        ++camel_case_in_schema;
+      }
+      EXPECT_FALSE(field->is_map()) << field->full_name();
+      EXPECT_TRUE(field->message_type() == nullptr ||
+                  field->message_type()->file()->package() != "google.protobuf")
+          << field->full_name();
+    }
+  }
+  EXPECT_GT(camel_case_in_schema, 0);
+}
+
+TEST(Json, WritesEachKindOfFieldAsTheMappingSays) {
+  const struct {
+    const char* type;
+    const char* text;
+    const char* json;
+  } cases[] = {
+      {"Pb.CmnSys.Gid", "", "{}"},
+      {"Pb.CmnSys.Gid", "type: GID_TYPE_SERVER id: '\\377\\376\\373'",
+       R"({"id":"//77","type":"GID_TYPE_SERVER"})"},
+      {"Pb.CmnSys.IotaBoolArray", "val: [true, false]", R"({"val":[true,false]})"},
+      {"Pb.CmnSys.IotaS32", "val: -2147483648", R"({"val":-2147483648})"},
+      {"Pb.CmnSys.IotaU32", "val: 4294967295", R"({"val":4294967295})"},
+      {"Pb.CmnSys.IotaS64", "val: -9223372036854775808", R"({"val":"-9223372036854775808"})"},
+      {"Pb.CmnSys.IotaU64", "val: 18446744073709551615", R"({"val":"18446744073709551615"})"},
+      {"Pb.CmnSys.IotaFloatArray", "val: [0.1, 1, -0.0, 1e20, 16777216, 1.17549435e-38, nan, inf]",
+       R"({"val":[0.1,1,-0.0,1e+20,16777216,1.1754944e-38,"NaN","Infinity"]})"},
+      {"Pb.CmnSys.IotaDoubleArray", "val: [0.1, 5e-324, 1.7976931348623157e308, -inf]",
+       R"({"val":[0.1,5e-324,1.7976931348623157e+308,"-Infinity"]})"},
+      {"Pb.CmnSys.IotaString", R"(val: "a\"\\\n\001\177\342\200\250\360\237\232\252/")",
+       "{\"val\":\"a\\\"\\\\\\n\\u0001\x7f\xe2\x80\xa8\xf0\x9f\x9a\xaa/\"}"},
+      {"Pb.CmnSys.Events.Event",
+       "event_type: EVENT_APPLICATION_SERVER_START "
+       "[Pb.CmnSys.Events.event_app_server_start] { }",
+       R"({"eventType":"EVENT_APPLICATION_SERVER_START",)"
+       R"("[Pb.CmnSys.Events.event_app_server_start]":{}})"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(ToJson(*FromText(c.type, c.text)), c.json);
+}
+
+TEST(Json, WritesNamesEnumsBytesAndIndentationByOption) {
+  const auto message = FromText("Pb.CmnSys.Events.Event",
+                                "event_type: EVENT_APPLICATION_SERVER_START "
+                                "originating_server_gid { id: '\\001\\377' }");
+  JsonWriteOptions options;
+  options.schema_names = true;
+  options.enums_as_numbers = true;
+  options.bytes = Util::JsonBytes::kHexadecimal;
+  EXPECT_EQ(ToJson(*message, options),
+            "{\n  \"event_type\": 1000,\n  \"originating_server_gid\": {\n    \"id\": \"01ff\"\n"
+            "  }\n}");
+
+  JsonWriteOptions unset;
+  unset.indent = 0;
+  unset.unset_fields = true;
+  const std::string json = ToJson(
+      *FromText("Pb.CmnSys.Events.Event", "[Pb.CmnSys.Events.event_app_server_start] { }"), unset);
+  EXPECT_EQ(json.find("\"thisId\":\"0\""), 1U) << json;
+  EXPECT_NE(json.find("\"timestamp\":\"0\",\"eventType\":\"EVENT_UNKNOWN\""), std::string::npos);
+  EXPECT_NE(json.find("\"[Pb.CmnSys.Events.event_app_server_start]\":{}}"), std::string::npos);
+  EXPECT_EQ(json.find("Gid"), std::string::npos) << "an unset message has no default";
+  EXPECT_EQ(ToJson(Pb::CmnSys::IotaU32Array(), unset), R"({"val":[]})");
+}
+
+TEST(Json, DropsNothingInSilence) {
+  Gid gid;
+  // An unknown field 5, a GidType that no version knows, and a string in place of an enum.
+  ASSERT_TRUE(gid.ParseFromString("\x0a\x01x\x28\x07\x38\x1b\x3a\x00"s));
+  EXPECT_EQ(WriteError(gid), "field 5 (varint) is not known to Pb.CmnSys.Gid");
+
+  Iota iota;
+  iota.mutable_iota_localized_string()->mutable_val()->add_arguments();
+  Iota* argument = iota.mutable_iota_localized_string()->mutable_val()->add_arguments();
+  argument->mutable_iota_string()->set_val("a\xff\xed\xa0\x80z");
+  EXPECT_EQ(WriteError(iota),
+            "in iota_localized_string.val.arguments[1].iota_string.val: "
+            "the string is not UTF-8 at its byte 1 (0xff)");
+
+  std::vector<std::string> losses;
+  JsonWriteOptions options;
+  options.indent = 0;
+  options.on_loss = [&losses](const Util::JsonLoss& loss) {
+    losses.push_back(loss.path + ": " + loss.reason);
+  };
+  EXPECT_EQ(ToJson(gid, options), R"({"id":"eA=="})");
+  EXPECT_EQ(losses, (std::vector<std::string>{
+                        ": field 5 (varint) is not known to Pb.CmnSys.Gid",
+                        ": 27 in field type is no value of Pb.CmnSys.GidType",
+                        ": the length-delimited in field type does not fit its type",
+                    }));
+  losses.clear();
+  EXPECT_EQ(ToJson(*argument, options),
+            "{\"iotaString\":{\"val\":\"a\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbdz\"}}");
+  EXPECT_EQ(losses.size(), 1U);
+}
+
+TEST(Json, ReportsAnOutputThatFails) {
+  const auto message = FromText("Pb.CmnSys.IotaString", "val: 'more than eight bytes'");
+  char buffer[8];
+  google::protobuf::io::ArrayOutputStream output(buffer, sizeof buffer);
+  const auto error = Util::WriteJson(*message, {}, &output);
+  ASSERT_TRUE(error);
+  EXPECT_EQ(ToString(*error), "the output cannot be written");
+}
+
+TEST(Json, ReadsWhatTheMappingAllows) {
+  const struct {
+    const char* type;
+    const char* json;
+    const char* text;
+  } cases[] = {
+      {"Pb.CmnSys.Events.Event", R"({"event_type":1000,"thisId":5})",
+       "this_id: 5 event_type: EVENT_APPLICATION_SERVER_START"},
+      {"Pb.CmnSys.Gid", " \r\n\t{ } \n", ""},
+      {"Pb.CmnSys.Gid", "\xef\xbb\xbf{}", ""},
+      {"Pb.CmnSys.Gid", R"({"id":null,"type":null})", ""},
+      {"Pb.CmnSys.Gid", R"({"id":"__79","type":2.0})",
+       R"(id: "\377\376\375" type: GID_TYPE_SERVER)"},
+      {"Pb.CmnSys.Gid", R"({"id":"//79"})", R"(id: "\377\376\375")"},
+      {"Pb.CmnSys.Gid", R"({"id":"eA"})", R"(id: "x")"},
+      {"Pb.CmnSys.Gid", R"({"id":"eHg="})", R"(id: "xx")"},
+      {"Pb.CmnSys.Gid", R"({"id":""})", R"(id: "")"},
+      {"Pb.CmnSys.IotaU32Array", "{\"val\":[]}", ""},
+      {"Pb.CmnSys.IotaU32Array",
+       R"({"val":[0,-0,"7",1e3,1.5e1,4294967295.0,0.01e2, 10000000000e-9]})",
+       "val: 0 val: 0 val: 7 val: 1000 val: 15 val: 4294967295 val: 1 val: 10"},
+      {"Pb.CmnSys.IotaS64Array",
+       R"({"val":[9223372036854775807,"-9223372036854775808",-9223372036854775808]})",
+       "val: 9223372036854775807 val: -9223372036854775808 val: -9223372036854775808"},
+      {"Pb.CmnSys.IotaU64", R"({"val":18446744073709551615})", "val: 18446744073709551615"},
+      {"Pb.CmnSys.IotaFloatArray", R"({"val":["NaN","-Infinity","1.5",1e-60,-1e-60,16777217]})",
+       "val: nan val: -inf val: 1.5 val: 0 val: -0 val: 16777216"},
+      {"Pb.CmnSys.IotaDoubleArray", R"({"val":[1e-400,2.2250738585072011e-308,0.1]})",
+       "val: 0 val: 2.2250738585072009e-308 val: 0.1"},
+      {"Pb.CmnSys.IotaString", R"({"val":"\u00e9\ud83d\udeaa\u0000\/"})",
+       R"(val: "\303\251\360\237\232\252\000/")"},
+      {"Pb.CmnSys.IotaString", "{\"\\u0076al\":\"\xc3\xa9\"}", R"(val: "\303\251")"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(Read(c.type, c.json), c.text) << c.json;
+
+  JsonReadOptions hexadecimal;
+  hexadecimal.bytes = Util::JsonBytes::kHexadecimal;
+  EXPECT_EQ(Read("Pb.CmnSys.Gid", R"({"id":"01fFaB"})", hexadecimal), R"(id: "\001\377\253")");
+  EXPECT_NE(ReadError("Pb.CmnSys.Gid", R"({"id":"01f"})", hexadecimal), "");
+  EXPECT_NE(ReadError("Pb.CmnSys.Gid", R"({"id":"0g"})", hexadecimal), "");
+}
+
+TEST(Json, TellsLineColumnAndPathOfWhatIsWrong) {
+  const struct {
+    const char* type;
+    std::string json;
+    const char* error;
+  } cases[] = {
+      {"Iota", "{\n  \"iotaU32\": {\n    \"val\": 4294967296 }}",
+       "line 3, column 12, in iota_u32.val: 4294967296 is out of range for uint32"},
+      {"Iota", R"({"iotaU32Array":{"val":[1,-1]}})",
+       "line 1, column 27, in iota_u32_array.val[1]: -1 is out of range for uint32"},
+      {"IotaS32", R"({"val":2147483648})",
+       "column 8, in val: 2147483648 is out of range for int32"},
+      {"IotaS64", R"({"val":"9223372036854775808"})", "column 8, in val: 92233720368547"},
+      {"IotaU64", R"({"val":18446744073709551616})", "is out of range for uint64"},
+      {"IotaU32", R"({"val":1.5})", "1.5 is no whole number, which uint32 needs"},
+      {"IotaU32", R"({"val":1e-1})", "is no whole number"},
+      {"IotaU32", R"({"val":1e99999999999999999999})", "out of range"},
+      {"IotaU32", R"({"val":""})", "\"\" is no number"},
+      {"IotaU32", R"({"val":"0x10"})", "\"0x10\" is no number"},
+      {"IotaU32", R"({"val":" 1"})", "\" 1\" is no number"},
+      {"IotaU32", R"({"val":01})", "missing a comma or '}'"},
+      {"IotaU32", R"({"val":+1})", "invalid value"},
+      {"IotaU32", R"({"val":true})", "true stands here; expected is a number (uint32)"},
+      {"IotaU32", R"({"val":[1]})",
+       "column 8, in val: an array stands here; expected is a number (uint32)"},
+      {"IotaU32", R"({"val":{}})",
+       "column 8, in val: an object stands here; expected is a number (uint32)"},
+      {"IotaU32Array", R"({"val":1})", "expected is an array, each element a number (uint32)"},
+      {"IotaU32Array", R"({"val":[[1]]})", "in val[0]: an array stands here"},
+      {"IotaU32Array", R"({"val":[1,null]})", "column 11, in val[1]: null cannot be an element"},
+      {"IotaFloat", R"({"val":3.4028236e38})", "is out of range for float"},
+      {"IotaFloat", R"({"val":"nan"})", "\"nan\" is no number"},
+      {"IotaDouble", R"({"val":1e400})", "out of range"},
+      {"IotaDouble", R"({"val":"1e400"})", "1e400 is out of range for double"},
+      {"IotaDouble", R"({"val":NaN})", "invalid value"},
+      {"IotaBool", R"({"val":"true"})", "a string stands here; expected is true or false"},
+      {"IotaBool", R"({"val":1})", "a number stands here; expected is true or false"},
+      {"IotaString", R"({"val":1})", "a number stands here; expected is a string"},
+      {"IotaString", R"({"val":"\ud83d"})",
+       "column 9, in val: the string holds half of a surrogate"},
+      {"IotaString", R"({"val":"x\udeaa"})", "in val: the string holds half of a surrogate"},
+      {"IotaString", R"({"val":"\ud83d\u0041"})", "half of a surrogate"},
+      {"IotaString", "{\"val\":\"a\xff\"}", "in val: the string is not UTF-8 (byte 0xff)"},
+      {"IotaString", "{\"val\":\"a\xc3\"}", "in val: the string is not UTF-8 (byte 0xc3)"},
+      {"IotaString", "{\"val\":\"a\nb\"}", "the string holds a control character"},
+      {"IotaString", "{\"val\":\"a\0b\"}"s, "column 10, in val: "},
+      {"IotaString", R"({"val":"\x"})", "an escape that JSON does not have"},
+      {"IotaBytes", R"({"val":"a"})", "\"a\" is not base64"},
+      {"IotaBytes", R"({"val":"eB=="})", "\"eB==\" is not base64"},
+      {"IotaBytes", R"({"val":"eA="})", "\"eA=\" is not base64"},
+      {"IotaBytes", R"({"val":"e A="})", "is not base64"},
+      {"Gid", R"({"type":"GID_TYPE_SERVR"})",
+       "\"GID_TYPE_SERVR\" is no value of Pb.CmnSys.GidType; the nearest is \"GID_TYPE_SERVER\""},
+      {"Gid", R"({"type":27})", "27 is no value of Pb.CmnSys.GidType"},
+      {"Gid", R"({"typ":1})",
+       "line 1, column 2: Pb.CmnSys.Gid has no field \"typ\"; the nearest is \"type\""},
+      {"Gid", R"({"type":1,"type":1})", "column 11: \"type\" stands here a second time"},
+      {"Events.Event", R"({"thisId":null,"this_id":1})", "\"this_id\" stands here a second time"},
+      {"Events.Event", R"({"[Pb.CmnSys.Events.event_app_server_strt]":{}})",
+       "has no extension \"Pb.CmnSys.Events.event_app_server_strt\"; the nearest is \"Pb.CmnSys."
+       "Events.event_app_server_start\""},
+      {"Events.Event",
+       R"({"[Pb.CmnSys.Events.event_app_server_stop]":{},"[Pb.CmnSys.Events.event_app_server_stop]":{}})",
+       "a second time"},
+      {"Events.Event", R"({"[Pb.CmnSys.Maps.map_geometry_point]":{}})", "has no extension"},
+      {"Events.Event", R"({"[]":{}})", "has no extension"},
+      {"Gid", R"({"":1})", "has no field \"\""},
+      {"Gid", "", "line 1, column 1: the text ends where a message is expected"},
+      {"Gid", "[]", "an array stands here; expected is an object (Pb.CmnSys.Gid)"},
+      {"Gid", "null", "line 1, column 1: null stands here; expected is an object"},
+      {"Gid", "17", "line 1, column 1: a number stands here; expected is an object"},
+      {"Gid", "{\"type\":2", "the text ends before the message does"},
+      {"Gid", "{\"type\":tru", "the text ends before the message does"},
+      {"Gid", "{} {}", "line 1, column 4: something follows the end of the message"},
+      {"Gid", "{}\n\0"s, "line 2, column 1: something follows the end of the message"},
+      {"Gid", R"({"type":2,})", "missing a name for object member"},
+      {"Gid", "{'type':2}", "missing a name for object member"},
+      {"Gid", R"({"type" 2})", "missing a colon"},
+      {"Gid", "{} // comment", "something follows"},
+  };
+  for (const auto& c : cases) {
+    const std::string error = ReadError(std::string("Pb.CmnSys.") + c.type, c.json);
+    EXPECT_NE(error.find(c.error), std::string::npos)
+        << c.json << "\nexpected: " << c.error << "\nfound:    " << error;
+  }
+}
+
+std::string NestedIota(int depth) {
+  // Three messages below each other for one level of iotas.
+  std::string json;
+  for (int i = 0; i < depth; ++i) json += R"({"iotaLocalizedString":{"val":{"arguments":[)";
+  json += "{}";
+  for (int i = 0; i < depth; ++i) json += "]}}}";
+  return json;
+}
+
+TEST(Json, LimitsDepthAndLength) {
+  JsonReadOptions options;
+  options.max_depth = 30;
+  EXPECT_EQ(ReadError("Pb.CmnSys.Iota", NestedIota(10), options), "");
+  EXPECT_NE(ReadError("Pb.CmnSys.Iota", NestedIota(11), options).find("nested more than 30 deep"),
+            std::string::npos);
+  EXPECT_NE(ReadError("Pb.CmnSys.Iota", NestedIota(100000)).find("nested more than 100 deep"),
+            std::string::npos);
+  EXPECT_NE(ReadError("Pb.CmnSys.Gid", std::string(1 << 20, '[')).find("an array stands here"),
+            std::string::npos);
+
+  Iota iota;
+  ASSERT_FALSE(Util::ReadJson(NestedIota(10), {}, &iota));
+  JsonWriteOptions write;
+  write.max_depth = 29;
+  EXPECT_NE(WriteError(iota, write).find("nested more than 29 deep"), std::string::npos);
+  write.max_depth = 30;
+  EXPECT_EQ(WriteError(iota, write), "");
+
+  options = {};
+  options.max_bytes = 13;
+  EXPECT_EQ(ReadError("Pb.CmnSys.IotaU32", R"({"val":12345})", options), "");
+  EXPECT_NE(ReadError("Pb.CmnSys.IotaU32", R"({"val":123456})", options).find("longer than 13"),
+            std::string::npos);
+}
+
+TEST(JsonReader, ReadsOneMessageAfterTheOther) {
+  // In blocks of every size, so that each token is cut at each place.
+  const std::string text = "\n{\"val\":1}{\"val\" : 22}\n\n{\"val\":\"333\"} ";
+  for (int block = 1; block < 20; ++block) {
+    google::protobuf::io::ArrayInputStream input(text.data(), static_cast<int>(text.size()), block);
+    JsonReadOptions options;
+    options.max_bytes = 13;  // Of each message, not of all.
+    JsonReader reader(&input, options);
+    Pb::CmnSys::IotaU32 iota;
+    for (const std::uint32_t expected : {1U, 22U, 333U}) {
+      ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kMessage) << ToString(reader.error());
+      EXPECT_EQ(iota.val(), expected);
+    }
+    EXPECT_EQ(reader.Read(&iota), JsonReader::Status::kEnd);
+    EXPECT_EQ(reader.Read(&iota), JsonReader::Status::kEnd);
+  }
+}
+
+TEST(JsonReader, StaysAtItsFirstErrorAndPlacesItInTheStream) {
+  const std::string text = "{\"val\":1}\n{\"val\":x}\n{\"val\":3}";
+  google::protobuf::io::ArrayInputStream input(text.data(), static_cast<int>(text.size()));
+  JsonReader reader(&input);
+  Pb::CmnSys::IotaU32 iota;
+  ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kMessage);
+  ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kError);
+  EXPECT_EQ(ToString(reader.error()), "line 2, column 8, in val: invalid value");
+  EXPECT_EQ(reader.error().offset, 17U);
+  EXPECT_EQ(reader.Read(&iota), JsonReader::Status::kError);
+}
+
+TEST(JsonReader, LimitsEachMessageOfAStreamInBlocks) {
+  const std::string text = "{\"val\":1}{\"val\":1234567890}";
+  for (int block = 1; block < 30; ++block) {
+    google::protobuf::io::ArrayInputStream input(text.data(), static_cast<int>(text.size()), block);
+    JsonReadOptions options;
+    options.max_bytes = 12;
+    JsonReader reader(&input, options);
+    Pb::CmnSys::IotaU32 iota;
+    ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kMessage);
+    ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kError);
+    EXPECT_NE(reader.error().reason.find("longer than 12"), std::string::npos);
+  }
+}
+
+// Reads valid JSON with a few bytes changed, cut out or put in. Either the reader refuses it with a
+// place inside the text, or the message that it made is one that is written and read again.
+TEST(JsonReader, SurvivesAnyBytes) {
+  std::mt19937_64 random(1);
+  const std::string marks = "{}[]\",:\\0-+.eE\x00\xff\xed ntu"s;
+  int accepted = 0;
+  int refused = 0;
+  Util::RandomMessageOptions options;
+  options.max_bytes = 600;
+  options.non_finite = true;
+  for (std::uint64_t seed = 0; seed < 150; ++seed) {
+    Event event;
+    Util::FillRandom(seed, options, &event);
+    const std::string json = ToJson(event);
+    for (int i = 0; i < 60; ++i) {
+      std::string changed = json;
+      for (std::uint64_t edits = 1 + random() % 3; edits > 0 && !changed.empty(); --edits) {
+        const std::size_t place = random() % changed.size();
+        const char mark = marks[random() % marks.size()];
+        switch (random() % 3) {
+          case 0:
+            changed[place] = mark;
+            break;
+          case 1:
+            changed.insert(place, 1, mark);
+            break;
+          default:
+            changed.erase(place, random() % 4);
+        }
+      }
+      Event read;
+      if (const auto error = Util::ReadJson(changed, {}, &read)) {
+        ++refused;
+        ASSERT_LE(error->offset, changed.size());
+        ASSERT_FALSE(error->reason.empty());
+        ASSERT_GE(error->column, 1U);
+      } else {
+        ++accepted;
+        Event again;
+        ASSERT_FALSE(Util::ReadJson(ToJson(read), {}, &again));
+        ASSERT_EQ(again.SerializeAsString(), read.SerializeAsString());
+      }
+    }
+  }
+  EXPECT_GT(accepted, 100);
+  EXPECT_GT(refused, 1000);
+}
+
+}  // namespace
+}  // namespace CmnSys::Test

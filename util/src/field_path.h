@@ -1,0 +1,23 @@
+#ifndef CMNSYS_UTIL_FIELD_PATH_H_
+#define CMNSYS_UTIL_FIELD_PATH_H_
+
+#include <google/protobuf/descriptor.h>
+
+#include <string>
+
+namespace CmnSys::Util {
+
+// Adds a field to a path of names joined by dots, an extension in brackets: "a.[b.c].d".
+inline void AppendField(const google::protobuf::FieldDescriptor& field, std::string* path) {
+  if (!path->empty()) *path += '.';
+  *path += field.is_extension() ? "[" + field.full_name() + "]" : field.name();
+}
+
+// Adds the index of a repeated field's element.
+inline void AppendIndex(int index, std::string* path) {
+  *path += "[" + std::to_string(index) + "]";
+}
+
+}  // namespace CmnSys::Util
+
+#endif  // CMNSYS_UTIL_FIELD_PATH_H_
