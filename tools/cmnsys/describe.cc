@@ -2,6 +2,7 @@
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/stubs/strutil.h>
 
+#include <algorithm>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -28,6 +29,14 @@ using google::protobuf::ServiceDescriptor;
 
 namespace {
 
+// One declaration: its number and name, aligned with those of its neighbours, and the rest.
+struct Row {
+  int number;
+  std::string name;
+  std::string rest;
+  std::string comment;
+};
+
 // Collects the description as indented lines.
 class Page {
  public:
@@ -38,6 +47,23 @@ class Page {
   void Comment(int indent, const std::string& comment) {
     std::istringstream in(comment);
     for (std::string line; std::getline(in, line);) Line(indent, line);
+  }
+
+  void Rows(const std::vector<Row>& rows) {
+    std::size_t number_width = 0;
+    std::size_t name_width = 0;
+    for (const Row& row : rows) {
+      number_width = std::max(number_width, std::to_string(row.number).size());
+      if (!row.rest.empty()) name_width = std::max(name_width, row.name.size());
+    }
+    for (const Row& row : rows) {
+      std::string number = std::to_string(row.number);
+      number.insert(0, number_width - number.size(), ' ');
+      std::string name = row.name;
+      if (!row.rest.empty()) name.resize(name_width + 2, ' ');
+      Line(2, number + "  " + name + row.rest);
+      Comment(static_cast<int>(number_width) + 6, row.comment);
+    }
   }
 
   const std::string& text() const { return text_; }
@@ -52,9 +78,11 @@ std::string TypeName(const FieldDescriptor* field) {
   return field->type_name();
 }
 
-// What a field reads as while it is unset, for scalar fields; empty for others.
+// What a field reads as while it is unset, unless that is 0, false or empty as everyone expects.
 std::string Default(const FieldDescriptor* field) {
-  if (field->is_repeated()) return "";
+  if (field->is_repeated() || (!field->has_default_value() && field->enum_type() == nullptr)) {
+    return "";
+  }
   switch (field->cpp_type()) {
     case FieldDescriptor::CPPTYPE_INT32:
       return std::to_string(field->default_value_int32());
@@ -80,39 +108,26 @@ std::string Default(const FieldDescriptor* field) {
   return "";
 }
 
-std::string FieldLine(const FieldDescriptor* field) {
+Row RowOf(const FieldDescriptor* field) {
   static const char* const kLabels[] = {"", "optional", "required", "repeated"};
-  std::string line = std::to_string(field->number()) + "  " + field->name() + "  " +
-                     kLabels[field->label()] + " " + TypeName(field);
+  std::string rest = kLabels[field->label()] + (" " + TypeName(field));
   const std::string value = Default(field);
-  if (!value.empty()) line += ", default " + value;
-  if (field->has_default_value()) line += " (declared)";
-  if (field->is_packed()) line += ", packed";
-  if (field->options().deprecated()) line += ", deprecated";
-  return line;
+  if (!value.empty()) rest += ", default " + value;
+  if (field->is_packed()) rest += ", packed";
+  if (field->options().deprecated()) rest += ", deprecated";
+  return {field->number(), field->is_extension() ? "[" + field->full_name() + "]" : field->name(),
+          rest, CommentOf(field)};
 }
 
-void AddField(const FieldDescriptor* field, int indent, Page* page) {
-  page->Line(indent, FieldLine(field));
-  page->Comment(indent + 4, CommentOf(field));
+Row RowOf(const EnumValueDescriptor* value) {
+  return {value->number(), value->name(), "", CommentOf(value)};
 }
 
-void AddEnumValue(const EnumValueDescriptor* value, int indent, Page* page) {
-  page->Line(indent, std::to_string(value->number()) + "  " + value->name());
-  page->Comment(indent + 4, CommentOf(value));
-}
-
-void AddExtension(const FieldDescriptor* extension, int indent, Page* page) {
-  page->Line(indent, std::to_string(extension->number()) + "  [" + extension->full_name() + "]  " +
-                         TypeName(extension));
-  page->Comment(indent + 4, CommentOf(extension));
-}
-
-void AddMethod(const MethodDescriptor* method, int indent, Page* page) {
-  page->Line(indent, std::to_string(method->index()) + "  " + method->name() + "(" +
-                         method->input_type()->full_name() + ") returns (" +
-                         method->output_type()->full_name() + ")");
-  page->Comment(indent + 4, CommentOf(method));
+Row RowOf(const MethodDescriptor* method) {
+  return {method->index(), method->name(),
+          "(" + method->input_type()->full_name() + ") returns (" +
+              method->output_type()->full_name() + ")",
+          CommentOf(method)};
 }
 
 template <typename DescriptorType>
@@ -125,14 +140,18 @@ void AddHeading(const char* kind, const DescriptorType* descriptor, Page* page) 
 void Describe(const EnumDescriptor* type, Page* page) {
   AddHeading("enum", type, page);
   page->Line(0, "");
-  for (int i = 0; i < type->value_count(); ++i) AddEnumValue(type->value(i), 2, page);
+  std::vector<Row> values;
+  for (int i = 0; i < type->value_count(); ++i) values.push_back(RowOf(type->value(i)));
+  page->Rows(values);
 }
 
 void Describe(const Descriptor* message, Page* page) {
   AddHeading("message", message, page);
   page->Line(0, "");
   if (message->field_count() == 0) page->Line(2, "(no fields)");
-  for (int i = 0; i < message->field_count(); ++i) AddField(message->field(i), 2, page);
+  std::vector<Row> fields;
+  for (int i = 0; i < message->field_count(); ++i) fields.push_back(RowOf(message->field(i)));
+  page->Rows(fields);
 
   for (int i = 0; i < message->extension_range_count(); ++i) {
     const Descriptor::ExtensionRange* range = message->extension_range(i);
@@ -142,7 +161,9 @@ void Describe(const Descriptor* message, Page* page) {
   }
   std::vector<const FieldDescriptor*> extensions;
   SchemaSource().FindAllExtensions(message, &extensions);
-  for (const FieldDescriptor* extension : extensions) AddExtension(extension, 2, page);
+  std::vector<Row> rows;
+  for (const FieldDescriptor* extension : extensions) rows.push_back(RowOf(extension));
+  page->Rows(rows);
 
   for (int i = 0; i < message->enum_type_count(); ++i) {
     page->Line(0, "");
@@ -157,7 +178,9 @@ void Describe(const Descriptor* message, Page* page) {
 void Describe(const ServiceDescriptor* service, Page* page) {
   AddHeading("service", service, page);
   page->Line(0, "");
-  for (int i = 0; i < service->method_count(); ++i) AddMethod(service->method(i), 2, page);
+  std::vector<Row> methods;
+  for (int i = 0; i < service->method_count(); ++i) methods.push_back(RowOf(service->method(i)));
+  page->Rows(methods);
 }
 
 void Describe(const FieldDescriptor* field, Page* page) {
@@ -168,21 +191,21 @@ void Describe(const FieldDescriptor* field, Page* page) {
     page->Line(0, "field of message " + field->containing_type()->full_name() + "  (" +
                       field->file()->name() + ")");
   }
-  AddField(field, 2, page);
+  page->Rows({RowOf(field)});
   for (const std::string& line : MeaningOf(*field)) page->Line(2, line);
 }
 
 void Describe(const EnumValueDescriptor* value, Page* page) {
   page->Line(0, "value of enum " + value->type()->full_name() + "  (" +
                     value->type()->file()->name() + ")");
-  AddEnumValue(value, 2, page);
+  page->Rows({RowOf(value)});
   for (const std::string& line : MeaningOf(*value)) page->Line(2, line);
 }
 
 void Describe(const MethodDescriptor* method, Page* page) {
   page->Line(0, "method of service " + method->service()->full_name() + "  (" +
                     method->service()->file()->name() + ")");
-  AddMethod(method, 2, page);
+  page->Rows({RowOf(method)});
 }
 
 void Describe(const FileDescriptor* file, Page* page) {
@@ -242,7 +265,8 @@ void DescribeName(const std::string& query) {
   } else if (const MethodDescriptor* method = pool.FindMethodByName(name)) {
     Describe(method, &page);
   } else {
-    throw Failure("\"" + name + "\" is not a declaration that can be described");
+    throw Failure("\"" + name + "\" is a package; \"cmnsys list " + name +
+                  ".\" lists the messages in it");
   }
   WriteOutput({}, page.text(), OutputKind::kText);
 }

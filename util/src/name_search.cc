@@ -45,13 +45,12 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 std::vector<std::string> MatchingNames(const std::vector<std::string>& names,
                                        std::string_view query) {
   std::vector<std::string> endings;
-  const std::string ending = "." + std::string(query);
   for (const std::string& name : names) {
     if (name == query) return {name};
-    if (name.size() > ending.size() &&
-        name.compare(name.size() - ending.size(), ending.size(), ending) == 0) {
-      endings.push_back(name);
-    }
+    if (query.empty() || name.size() <= query.size()) continue;
+    const std::size_t start = name.size() - query.size();
+    const bool at_a_part = name[start - 1] == '.' || name[start - 1] == '/';
+    if (at_a_part && name.compare(start, query.size(), query) == 0) endings.push_back(name);
   }
   return endings;
 }
