@@ -1,0 +1,162 @@
+// What must hold of every service: which method an index reaches, and what an unimplemented one
+// does.
+
+#include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/message.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "CmnSys/Util/Schema.h"
+#include "all_services.h"
+#include "support/calls.h"
+
+namespace CmnSys::Test {
+namespace {
+
+using google::protobuf::Closure;
+using google::protobuf::Message;
+using google::protobuf::MethodDescriptor;
+using google::protobuf::RpcController;
+using google::protobuf::Service;
+using google::protobuf::ServiceDescriptor;
+
+// Every method of every service, with a server that overrides nothing.
+template <typename Check>
+void ForEachMethod(Check check) {
+  for (const ServiceClass& service : AllServices()) {
+    const std::unique_ptr<Service> server = service.new_server();
+    for (int i = 0; i < service.descriptor->method_count(); ++i) {
+      SCOPED_TRACE(service.descriptor->method(i)->full_name());
+      check(service, server.get(), service.descriptor->method(i));
+    }
+  }
+}
+
+const Message* Prototype(const google::protobuf::Descriptor* type) {
+  return google::protobuf::MessageFactory::generated_factory()->GetPrototype(type);
+}
+
+struct Call {
+  const MethodDescriptor* method;
+  const RpcController* controller;
+  const Message* request;
+  Message* response;
+  Closure* done;
+};
+
+class RecordingChannel : public google::protobuf::RpcChannel {
+ public:
+  void CallMethod(const MethodDescriptor* method, RpcController* controller, const Message* request,
+                  Message* response, Closure* done) override {
+    calls.push_back({method, controller, request, response, done});
+  }
+
+  std::vector<Call> calls;
+};
+
+TEST(AllServicesTable, NamesEveryServiceOfTheSchema) {
+  std::set<const ServiceDescriptor*> in_schema;
+  int methods = 0;
+  for (const auto* file : Util::SchemaFiles()) {
+    for (int i = 0; i < file->service_count(); ++i) {
+      in_schema.insert(file->service(i));
+      methods += file->service(i)->method_count();
+    }
+  }
+  std::set<const ServiceDescriptor*> in_table;
+  for (const ServiceClass& service : AllServices()) in_table.insert(service.descriptor);
+  EXPECT_EQ(in_table, in_schema);
+  EXPECT_EQ(in_schema.size(), 21U);
+  EXPECT_EQ(methods, 67);
+}
+
+TEST(ServiceClasses, DispatchAnIndexToTheMethodOfThatNameWhichFailsTheCallAndRunsTheClosureOnce) {
+  ForEachMethod([](const ServiceClass&, Service* server, const MethodDescriptor* method) {
+    TestController controller;
+    CountingClosure done;
+    const std::unique_ptr<Message> request(server->GetRequestPrototype(method).New());
+    const std::unique_ptr<Message> response(server->GetResponsePrototype(method).New());
+    server->CallMethod(method, &controller, request.get(), response.get(), &done);
+    EXPECT_TRUE(controller.Failed());
+    EXPECT_EQ(controller.ErrorText(), "Method " + method->name() + "() not implemented.");
+    EXPECT_EQ(done.runs, 1);
+  });
+}
+
+TEST(ServiceClasses, GiveTheDefaultInstancesAsPrototypes) {
+  ForEachMethod([](const ServiceClass&, Service* server, const MethodDescriptor* method) {
+    EXPECT_EQ(&server->GetRequestPrototype(method), Prototype(method->input_type()));
+    EXPECT_EQ(&server->GetResponsePrototype(method), Prototype(method->output_type()));
+  });
+}
+
+// A stub is a service too, so its dispatcher reaches the typed method that the channel is to get.
+TEST(Stubs, HandTheMethodOfTheirIndexAndAllArgumentsToTheChannel) {
+  ForEachMethod([](const ServiceClass& service, Service*, const MethodDescriptor* method) {
+    RecordingChannel channel;
+    const std::unique_ptr<Service> stub = service.new_stub(&channel);
+    TestController controller;
+    CountingClosure done;
+    const std::unique_ptr<Message> request(Prototype(method->input_type())->New());
+    const std::unique_ptr<Message> response(Prototype(method->output_type())->New());
+    stub->CallMethod(method, &controller, request.get(), response.get(), &done);
+
+    ASSERT_EQ(channel.calls.size(), 1U);
+    const Call& call = channel.calls[0];
+    EXPECT_EQ(call.method, method);
+    EXPECT_EQ(call.controller, &controller);
+    EXPECT_EQ(call.request, request.get());
+    EXPECT_EQ(call.response, response.get());
+    EXPECT_EQ(call.done, &done);
+    EXPECT_EQ(done.runs, 0);
+    EXPECT_FALSE(controller.Failed());
+  });
+}
+
+// A service of another schema with more methods than any of ours.
+class ServiceClassesDeathTest : public testing::Test {
+ protected:
+  ServiceClassesDeathTest() {
+    google::protobuf::FileDescriptorProto file;
+    file.set_name("foreign.proto");
+    file.set_syntax("proto2");
+    file.add_message_type()->set_name("Empty");
+    auto* service = file.add_service();
+    service->set_name("Foreign");
+    for (int i = 0; i < 50; ++i) {
+      auto* method = service->add_method();
+      method->set_name("Method" + std::to_string(i));
+      method->set_input_type(".Empty");
+      method->set_output_type(".Empty");
+    }
+    foreign_ = pool_.BuildFile(file)->service(0);
+  }
+
+  google::protobuf::DescriptorPool pool_;
+  const ServiceDescriptor* foreign_;
+};
+
+TEST_F(ServiceClassesDeathTest, EndTheProcessOnAnIndexBeyondTheirMethods) {
+  const char* const text = "Bad method index; this should never happen\\.";
+  for (const ServiceClass& service : AllServices()) {
+    SCOPED_TRACE(service.descriptor->full_name());
+    const std::unique_ptr<Service> server = service.new_server();
+    const MethodDescriptor* own = service.descriptor->method(0);
+    const MethodDescriptor* beyond = foreign_->method(service.descriptor->method_count());
+    const std::unique_ptr<Message> request(server->GetRequestPrototype(own).New());
+    const std::unique_ptr<Message> response(server->GetResponsePrototype(own).New());
+    TestController controller;
+    CountingClosure done;
+    EXPECT_DEATH(server->CallMethod(beyond, &controller, request.get(), response.get(), &done),
+                 text);
+    EXPECT_DEATH((void)server->GetRequestPrototype(beyond), text);
+    EXPECT_DEATH((void)server->GetResponsePrototype(beyond), text);
+  }
+}
+
+}  // namespace
+}  // namespace CmnSys::Test
