@@ -61,7 +61,7 @@ std::string Payloads(const Events::Event& event) {
     text += "{ " + payload + "} ";
   }
   const int unknown = event.unknown_fields().field_count();
-  if (unknown != 0) text += "(" + std::to_string(unknown) + " fields that this schema lacks) ";
+  if (unknown != 0) text += "(unknown fields: " + std::to_string(unknown) + ") ";
   if (!text.empty()) text.pop_back();
   return OrNothing(text);
 }
