@@ -196,9 +196,9 @@ TEST(Pairing, OneValueMaySelectInSeveralRecords) {
 TEST(Pairing, TablesMayBeFirstUsedByManyThreads) {
   std::vector<std::thread> threads;
   std::vector<const Descriptor*> payloads(8);
-  for (std::size_t i = 0; i < payloads.size(); ++i) {
-    threads.emplace_back([&payloads, i] {
-      payloads[i] = Util::PayloadOf(EVENT_DEVICE_MOTION_START);
+  for (const Descriptor*& payload : payloads) {
+    threads.emplace_back([&payload] {
+      payload = Util::PayloadOf(EVENT_DEVICE_MOTION_START);
       Util::EventTypeOf(*EventUserLogin::descriptor());
     });
   }

@@ -1,5 +1,6 @@
 #include "CmnSys/Util/Pairing.h"
 
+#include "field_path.h"
 #include "pairings.h"
 
 namespace CmnSys::Util {
@@ -54,10 +55,7 @@ std::vector<const EnumValueDescriptor*> ValuesThatSelect(const FieldDescriptor& 
 
 std::string PathText(const std::vector<const FieldDescriptor*>& path) {
   std::string text;
-  for (const FieldDescriptor* field : path) {
-    if (!text.empty()) text += '.';
-    text += field->is_extension() ? "[" + field->full_name() + "]" : field->name();
-  }
+  for (const FieldDescriptor* field : path) AppendField(*field, &text);
   return text;
 }
 

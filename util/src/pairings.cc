@@ -26,13 +26,17 @@ const FieldDescriptor* FindByNumber(const Descriptor* record, int number) {
                           : DescriptorPool::generated_pool()->FindExtensionByNumber(record, number);
 }
 
+bool IsPayload(const FieldDescriptor* field) {
+  return field != nullptr && field->message_type() != nullptr && !field->is_repeated();
+}
+
 // The fields that a path names; empty when one of them does not exist.
 FieldPath FindPath(const Descriptor* record, std::string_view path) {
   FieldPath result;
   while (!path.empty()) {
     const std::string name(path.substr(0, path.find('.')));
     const FieldDescriptor* field = record == nullptr ? nullptr : record->FindFieldByName(name);
-    if (field == nullptr) return {};
+    if (!IsPayload(field)) return {};
     result.push_back(field);
     record = field->message_type();
     path.remove_prefix(std::min(path.size(), name.size() + 1));
@@ -41,7 +45,7 @@ FieldPath FindPath(const Descriptor* record, std::string_view path) {
 }
 
 FieldPath PathTo(const FieldDescriptor* field) {
-  return field == nullptr ? FieldPath() : FieldPath{field};
+  return IsPayload(field) ? FieldPath{field} : FieldPath();
 }
 
 void AddPath(const FieldPath& path, std::size_t depth, std::vector<PayloadNode>* nodes) {
