@@ -1,8 +1,19 @@
 # Installs in two components: `runtime` is what programs need to run, `development` what is needed
-# to build them.
+# to build them. The installed libraries and programs find each other by $ORIGIN, under any prefix
+# and without ldconfig.
 
 set(CMNSYS_INSTALL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/${PROJECT_NAME})
 set(CMNSYS_INSTALL_SCHEMA_DIR ${CMAKE_INSTALL_DATADIR}/${PROJECT_NAME})
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
+  OUTPUT_VARIABLE CMNSYS_LIBRARIES_FROM_PROGRAMS)
+
+# cmnsys_install_program(<target>)
+# Installs a program that uses the installed libraries.
+function(cmnsys_install_program target)
+  set_target_properties(${target} PROPERTIES
+    INSTALL_RPATH "$ORIGIN/${CMNSYS_LIBRARIES_FROM_PROGRAMS}")
+  install(TARGETS ${target} COMPONENT runtime)
+endfunction()
 
 # cmnsys_install_library(<target> DESCRIPTION <sentence> [REQUIRES <pkg-config module>...])
 # Gives a shared library its SONAME and installs it with the headers of its file set HEADERS, as
@@ -13,7 +24,8 @@ function(cmnsys_install_library target)
   # version has a SONAME of its own. Patch versions leave the schema as it is.
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+    INSTALL_RPATH "$ORIGIN")
   install(TARGETS ${target} EXPORT ${PROJECT_NAME}Targets
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
     FILE_SET HEADERS COMPONENT development)

@@ -1,0 +1,4 @@
+file(REMOVE_RECURSE ${STAGE})
+set(ENV{DESTDIR} ${STAGE})
+execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD} --prefix /usr
+  OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
