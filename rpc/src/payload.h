@@ -1,0 +1,34 @@
+// Between messages and the buffers that gRPC sends and receives, and between its status and ours.
+
+#ifndef CMNSYS_RPC_SRC_PAYLOAD_H_
+#define CMNSYS_RPC_SRC_PAYLOAD_H_
+
+#include <google/protobuf/message.h>
+#include <grpcpp/support/byte_buffer.h>
+#include <grpcpp/support/status.h>
+
+#include <cstddef>
+#include <string>
+
+#include "CmnSys/Rpc/Status.h"
+
+namespace CmnSys::Rpc {
+
+// Serializes a message. `what` names it in texts: "request", "response".
+// Fails with kResourceExhausted when it is longer than `limit`, with kInvalidArgument when it lacks
+// required fields.
+Status SerializeMessage(const google::protobuf::Message& message, const char* what,
+                        std::size_t limit, grpc::ByteBuffer* bytes);
+
+// Parses a message and frees the bytes. Fails with kInvalidArgument and leaves the message empty.
+Status ParseMessage(grpc::ByteBuffer* bytes, const char* what, google::protobuf::Message* message);
+
+// Cuts a text to at most `limit` bytes, "..." included, after a whole UTF-8 character.
+std::string CutText(const std::string& text, std::size_t limit);
+
+grpc::Status ToGrpc(const Status& status, std::size_t max_text_bytes);
+Status FromGrpc(const grpc::Status& status);
+
+}  // namespace CmnSys::Rpc
+
+#endif  // CMNSYS_RPC_SRC_PAYLOAD_H_

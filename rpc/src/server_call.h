@@ -1,0 +1,103 @@
+// One unary call on the server, from waiting for it until its end.
+
+#ifndef CMNSYS_RPC_SRC_SERVER_CALL_H_
+#define CMNSYS_RPC_SRC_SERVER_CALL_H_
+
+#include <google/protobuf/arena.h>
+#include <grpcpp/server_context.h>
+#include <grpcpp/support/async_unary_call.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "cancel_notifier.h"
+#include "completion.h"
+#include "server_core.h"
+
+namespace CmnSys::Rpc {
+
+// Owns itself. It is kept by whoever still needs it: gRPC, until the call is over on the wire, and
+// the service method, until its closure is run. What belongs to gRPC is freed as soon as the call
+// is over on the wire, because a server cannot shut down before that, however long a method takes.
+class ServerCall final : private ServerController, private google::protobuf::Closure {
+ public:
+  // Waits for the next call of the method; the call object then arranges for the one after it. Does
+  // nothing when the server is shutting down.
+  static void Listen(const std::shared_ptr<ServerCore>& core, const UnaryMethod& method,
+                     grpc::ServerCompletionQueue* queue);
+
+ private:
+  struct Transport {
+    grpc::ServerContext context;
+    grpc::ServerAsyncResponseWriter<grpc::ByteBuffer> writer{&context};
+    grpc::ByteBuffer request;
+  };
+
+  ServerCall(std::shared_ptr<ServerCore> core, const UnaryMethod& method,
+             grpc::ServerCompletionQueue* queue);
+  ~ServerCall() override = default;
+
+  // Completions.
+  void OnArrived(bool ok);
+  void OnOver(bool ok);  // Finished or cancelled.
+  void OnResponseSent(bool ok);
+
+  // On a worker.
+  void Serve();
+  Status ReadRequest();
+
+  // ServerController
+  const CallInfo& Info() const override;
+  void SetFailed(StatusCode code, const std::string& text) override;
+  void SetFailed(const std::string& text) override;
+  bool IsCanceled() const override { return cancelled_; }
+  void NotifyOnCancel(google::protobuf::Closure* callback) override { notifier_.Set(callback); }
+  // For clients only; nothing here.
+  void Reset() override {}
+  bool Failed() const override;
+  std::string ErrorText() const override;
+  void StartCancel() override {}
+
+  // Closure
+  void Run() override;
+
+  // Sends the outcome, once.
+  void Respond(const Status& status, grpc::ByteBuffer* response);
+  void RespondOnce(const Status& status, grpc::ByteBuffer* response);
+  // With mutex_ held.
+  const CallInfo& InfoLocked() const;
+  void FreeTransportWhenOver();
+
+  void Ref() { references_.fetch_add(1, std::memory_order_relaxed); }
+  void Unref();
+
+  const std::shared_ptr<ServerCore> core_;
+  const UnaryMethod& method_;
+  grpc::ServerCompletionQueue* const queue_;
+  MemberTag<ServerCall, &ServerCall::OnArrived> arrived_{this};
+  MemberTag<ServerCall, &ServerCall::OnOver> over_{this};
+  MemberTag<ServerCall, &ServerCall::OnResponseSent> response_sent_{this};
+
+  std::atomic<int> references_{0};
+  std::atomic<bool> responded_{false};
+  std::atomic<bool> cancelled_{false};
+  CancelNotifier notifier_;
+  google::protobuf::Arena arena_;
+  google::protobuf::Message* request_ = nullptr;
+  google::protobuf::Message* response_ = nullptr;
+
+  mutable std::mutex mutex_;
+  std::unique_ptr<Transport> transport_;
+  mutable std::optional<CallInfo> info_;
+  bool over_on_wire_ = false;
+  bool sending_ = false;
+  bool failed_ = false;
+  Status failure_;
+};
+
+}  // namespace CmnSys::Rpc
+
+#endif  // CMNSYS_RPC_SRC_SERVER_CALL_H_

@@ -1,0 +1,69 @@
+#include "server_core.h"
+
+#include <grpc/grpc_security_constants.h>
+
+#include <algorithm>
+#include <exception>
+#include <string_view>
+
+namespace CmnSys::Rpc {
+
+namespace {
+
+std::string ToString(grpc::string_ref text) { return {text.data(), text.size()}; }
+
+// From gRPC's "ipv4:192.0.2.7:41000" and "ipv6:%5B2001:db8::7%5D:41000".
+std::string PeerAddress(std::string uri) {
+  uri.erase(0, uri.find(':') + 1);
+  for (const auto& [code, character] : {std::pair{"%5B", "["}, {"%5D", "]"}}) {
+    const std::size_t at = uri.find(code);
+    if (at != std::string::npos) uri.replace(at, std::string_view(code).size(), character);
+  }
+  return uri;
+}
+
+PeerIdentity IdentityOf(const grpc::AuthContext& auth) {
+  PeerIdentity identity;
+  if (!auth.IsPeerAuthenticated()) return identity;
+  const auto names = auth.FindPropertyValues(GRPC_X509_CN_PROPERTY_NAME);
+  if (!names.empty()) identity.common_name = ToString(names.front());
+  for (const grpc::string_ref& name : auth.FindPropertyValues(GRPC_X509_SAN_PROPERTY_NAME)) {
+    identity.alternative_names.push_back(ToString(name));
+  }
+  return identity;
+}
+
+}  // namespace
+
+CallInfo MakeCallInfo(const std::string& service, const std::string& method,
+                      const grpc::ServerContext& context) {
+  static constexpr std::string_view kBearer = "Bearer ";
+  CallInfo info;
+  info.service = service;
+  info.method = method;
+  info.peer = PeerAddress(context.peer());
+  info.identity = IdentityOf(*context.auth_context());
+  for (const auto& [name, value] : context.client_metadata()) {
+    if (name == "authorization" &&
+        value.starts_with(grpc::string_ref(kBearer.data(), kBearer.size()))) {
+      info.session_token = ToString(value.substr(kBearer.size()));
+    } else {
+      info.metadata.emplace(ToString(name), ToString(value));
+    }
+  }
+  if (context.deadline() != std::chrono::system_clock::time_point::max()) {
+    info.deadline = context.deadline();
+  }
+  return info;
+}
+
+Status Authorize(const ServerOptions& options, const CallInfo& info) {
+  if (!options.authorize) return {};
+  try {
+    return options.authorize(info);
+  } catch (const std::exception& error) {
+    return {StatusCode::kInternal, std::string("authorisation failed: ") + error.what()};
+  }
+}
+
+}  // namespace CmnSys::Rpc
