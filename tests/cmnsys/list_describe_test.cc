@@ -25,7 +25,8 @@ TEST(List, PrintsEachNameOnceAndFiltersByPart) {
 TEST(Describe, ShowsFieldsWithNumbersTypesDefaultsAndComments) {
   const std::string gid = Cmnsys({"describe", "Gid"}).output;
   EXPECT_TRUE(Contains(gid, "message Pb.CmnSys.Gid  (ProtoBuf/CmnSys/CmnSys.Gid.proto)\n"));
-  EXPECT_TRUE(Contains(gid, "7  type           optional Pb.CmnSys.GidType, default GID_TYPE_UNKNOWN (0)\n"));
+  EXPECT_TRUE(Contains(
+      gid, "7  type           optional Pb.CmnSys.GidType, default GID_TYPE_UNKNOWN (0)\n"));
   EXPECT_TRUE(Contains(gid, "      The object's own identifier.\n"));
 
   // The first value is the default also where it is not 0.

@@ -13,8 +13,9 @@
 namespace CmnSys::Util {
 
 // The names that equal the query; without any, the names that end in it after a dot or a slash, so
-// that "Gid" finds "Pb.CmnSys.Gid", and "Gid.proto" a path that ends so. Case counts. One result means that the query is understood, several that
-// it is ambiguous, none that there is no such name. Thread-safe; O(names).
+// that "Gid" finds "Pb.CmnSys.Gid", and "Gid.proto" a path that ends so. Case counts. One result
+// means that the query is understood, several that it is ambiguous, none that there is no such
+// name. Thread-safe; O(names).
 CMNSYSUTIL_EXPORT std::vector<std::string> MatchingNames(const std::vector<std::string>& names,
                                                          std::string_view query);
 
