@@ -11,6 +11,7 @@
 
 #include "CmnSys/Util/Pairing.h"
 #include "CmnSys/Util/Schema.h"
+#include "support/files.h"
 
 namespace CmnSys::Test {
 namespace {
@@ -310,6 +311,41 @@ TEST(Check, StopsAtItsLimitsAndSaysSo) {
   options.max_violations = 2;
   EXPECT_EQ(Violations(*list, options),
             (Lines{"arguments[0].type: selector-unset", "arguments[1].type: selector-unset"}));
+}
+
+std::string PatternName(Util::PairingPattern pattern) {
+  switch (pattern) {
+    case Util::PairingPattern::kFixedOffset:
+      return "fixed offset";
+    case Util::PairingPattern::kOffsetWithExceptions:
+      return "offset with exceptions";
+    case Util::PairingPattern::kByName:
+      return "by name";
+    case Util::PairingPattern::kByExtension:
+      return "by extension";
+    case Util::PairingPattern::kByPath:
+      return "by path";
+    case Util::PairingPattern::kExactlyOne:
+      return "exactly one";
+  }
+  return "";
+}
+
+TEST(Check, DocumentationListsItsRulesAndRecords) {
+  const std::string page = ReadFile(CMNSYS_DOCS "/checker.md");
+  for (int i = 0; i <= static_cast<int>(CheckRule::kDepthLimit); ++i) {
+    const std::string name(Util::RuleName(static_cast<CheckRule>(i)));
+    EXPECT_NE(page.find("\n| `" + name + "` | "), std::string::npos) << name;
+  }
+  std::string table = "| Record | Selector | Pattern |\n|---|---|---|\n";
+  for (const Util::PairedRecord& record : Util::PairedRecords()) {
+    table += "| `" + record.record->full_name() + "` | " +
+             (record.selector == nullptr ? "none" : "`" + record.selector->name() + "`") + " | " +
+             PatternName(record.pattern) + " |\n";
+  }
+  const std::size_t start = page.find("| Record |");
+  ASSERT_NE(start, std::string::npos);
+  EXPECT_EQ(page.substr(start), table) << "put the second table into docs/checker.md";
 }
 
 TEST(Check, RuleNamesAreStable) {

@@ -3,6 +3,7 @@
 #ifndef CMNSYS_TOOLS_FAILURE_H_
 #define CMNSYS_TOOLS_FAILURE_H_
 
+#include <exception>
 #include <stdexcept>
 
 namespace CmnSys::Tool {
@@ -13,6 +14,10 @@ class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
+
+// Thrown by commands that did their work and have printed an answer that is a no. main() prints
+// nothing more and exits with status 1.
+class NegativeResult : public std::exception {};
 
 }  // namespace CmnSys::Tool
 

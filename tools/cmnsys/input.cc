@@ -11,6 +11,10 @@ namespace CmnSys::Tool {
 
 void InputOptions::AddTo(CLI::App* command) {
   command->add_option("INPUT", path, "File to read; - is standard input")->capture_default_str();
+  AddLimitsTo(command);
+}
+
+void InputOptions::AddLimitsTo(CLI::App* command) {
   command->add_option("--max-bytes", max_bytes, "Refuse longer input")
       ->check(CLI::Range(std::uint64_t{1}, (std::uint64_t{1} << 31) - 1))
       ->type_name("BYTES")

@@ -17,6 +17,9 @@ struct InputOptions {
   // Adds the positional argument INPUT and the options --max-bytes and --max-depth to a command.
   void AddTo(CLI::App* command);
 
+  // Adds only the two options.
+  void AddLimitsTo(CLI::App* command);
+
   // The input's name for messages: its path, or "standard input".
   std::string Name() const;
 };

@@ -1,6 +1,7 @@
 // cmnsys: shows, reads and writes the messages of the system.
 //
-// Exit status: 0 done; 1 bad input or a failed operation; 2 a command line that is not understood.
+// Exit status: 0 done; 1 bad input, a failed operation or an answer that is a no; 2 a command line
+// that is not understood.
 
 #include <google/protobuf/stubs/logging.h>
 
@@ -9,6 +10,7 @@
 #include <exception>
 
 #include "commands.h"
+#include "failure.h"
 
 namespace {
 
@@ -21,12 +23,15 @@ int Main(int argc, char* argv[]) {
   CmnSys::Tool::AddDescribeCommand(&app);
   CmnSys::Tool::AddEncodeCommand(&app);
   CmnSys::Tool::AddDecodeCommand(&app);
+  CmnSys::Tool::AddCheckCommand(&app);
   app.footer("Each command explains itself: cmnsys COMMAND --help");
   try {
     app.parse(argc, argv);
     return 0;
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
+  } catch (const CmnSys::Tool::NegativeResult&) {
+    return 1;
   }
 }
 

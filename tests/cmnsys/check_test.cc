@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "cmnsys_tool.h"
+#include "support/files.h"
+
+namespace CmnSys::Test {
+namespace {
+
+constexpr const char* kMismatch = "type: IOTA_TYPE_U32 iota_bool {}";
+constexpr const char* kMismatchLine =
+    "iota_bool: payload-mismatch: type is IOTA_TYPE_U32, whose payload is iota_u32, but iota_bool "
+    "is set\n";
+
+TEST(CheckCommand, PrintsEachViolationOnALineAndExitsWithOne) {
+  const ProcessResult text = Cmnsys({"check", "Iota", "--from", "text"}, kMismatch);
+  EXPECT_EQ(text.status, 1);
+  EXPECT_EQ(text.output, kMismatchLine);
+  EXPECT_EQ(text.errors, "");
+
+  const std::string bytes = Cmnsys({"encode", "Iota"}, kMismatch).output;
+  const ProcessResult binary = Cmnsys({"check", "Iota"}, bytes);
+  EXPECT_EQ(binary.status, 1);
+  EXPECT_EQ(binary.output, kMismatchLine);
+
+  EXPECT_EQ(Cmnsys({"check", "DeviceCmd"}).output,
+            ".: alternative-missing: none of the 26 alternatives of "
+            "Pb.CmnSys.DeviceCmds.DeviceCmd is set\n");
+}
+
+TEST(CheckCommand, PrintsNothingForAMessageInOrder) {
+  const ProcessResult result =
+      Cmnsys({"check", "Iota", "--from", "text"}, "type: IOTA_TYPE_U32 iota_u32 { val: 7 }");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output + result.errors, "");
+}
+
+TEST(CheckCommand, NamesTheInputOfEachViolationWhenThereAreSeveral) {
+  const TemporaryFolder folder;
+  const std::string good = folder.Write("good", "type: IOTA_TYPE_U32 iota_u32 {}");
+  const std::string bad = folder.Write("bad", kMismatch);
+  const std::string torn = folder.Write("torn", "type: IOTA_TYPE_U32 iota_u32 {");
+  const ProcessResult result =
+      Cmnsys({"check", "Iota", torn, good, bad, "no-such-file", "--from", "text"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output, bad + ": " + kMismatchLine);
+  // An input that is no message does not keep the others from being checked.
+  EXPECT_EQ(result.errors.find("cmnsys: " + torn + ":1:31: "), 0U) << result.errors;
+  EXPECT_NE(result.errors.find("cannot read no-such-file"), std::string::npos) << result.errors;
+
+  EXPECT_EQ(Cmnsys({"check", "Iota", good, good, "--from", "text"}).status, 0);
+  EXPECT_EQ(Cmnsys({"check", "Iota", good, torn, "--from", "text"}).status, 1);
+}
+
+TEST(CheckCommand, RefusesInputThatIsNoMessage) {
+  EXPECT_TRUE(
+      RefusedWith(Cmnsys({"check", "Iota"}, "\x08\x04\xe2\x0c\x02\x08\xff"), "iota_u32.val"));
+  EXPECT_TRUE(RefusedWith(Cmnsys({"check", "Itoa", "a", "b"}), "\n  Pb.CmnSys.Iota\n"));
+}
+
+TEST(CheckCommand, SaysWhenItStopsEarly) {
+  EXPECT_EQ(Cmnsys({"check", "LocalizedString", "--from", "text", "--max-violations", "2"},
+                   "arguments {} arguments {}")
+                .errors,
+            "");
+  const ProcessResult result =
+      Cmnsys({"check", "LocalizedString", "--from", "text", "--max-violations", "2"},
+             "arguments {} arguments {} arguments {}");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.output,
+            "arguments[0].type: selector-unset: type is not set, so readers cannot tell the kind\n"
+            "arguments[1].type: selector-unset: type is not set, so readers cannot tell the "
+            "kind\n");
+  EXPECT_EQ(result.errors,
+            "cmnsys: stopped checking standard input after 2 violations; --max-violations sets the "
+            "limit\n");
+}
+
+}  // namespace
+}  // namespace CmnSys::Test

@@ -1,0 +1,71 @@
+#include "parse.h"
+
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/tokenizer.h>
+#include <google/protobuf/text_format.h>
+
+#include <optional>
+#include <utility>
+
+#include "CmnSys/Util/WireFault.h"
+#include "failure.h"
+
+namespace CmnSys::Tool {
+
+using google::protobuf::Message;
+using google::protobuf::TextFormat;
+using google::protobuf::io::CodedInputStream;
+
+namespace {
+
+std::string WhyNot(const std::string& bytes, int max_depth, const Message& message) {
+  const std::optional<Util::WireFault> fault =
+      Util::FindWireFault(*message.GetDescriptor(), bytes, max_depth);
+  if (!fault) return "the bytes are no message of this type";
+  return "at byte " + std::to_string(fault->offset) +
+         (fault->path.empty() ? "" : ", in " + fault->path) + ", " + fault->reason;
+}
+
+// Keeps the first error; later ones mostly follow from it.
+class FirstError : public google::protobuf::io::ErrorCollector {
+ public:
+  explicit FirstError(std::string input_name) : input_name_(std::move(input_name)) {}
+
+  void AddError(int line, google::protobuf::io::ColumnNumber column,
+                const std::string& message) override {
+    if (!text_.empty()) return;
+    // The parser counts from 0, people and editors from 1.
+    text_ = input_name_ + ":" + std::to_string(line + 1) + ":" + std::to_string(column + 1) + ": " +
+            message;
+  }
+
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string input_name_;
+  std::string text_;
+};
+
+}  // namespace
+
+void ParseBinary(const std::string& input, const InputOptions& options, Message* message) {
+  CodedInputStream stream(reinterpret_cast<const std::uint8_t*>(input.data()),
+                          static_cast<int>(input.size()));
+  stream.SetRecursionLimit(options.max_depth);
+  if (message->ParseFromCodedStream(&stream) && stream.ConsumedEntireMessage()) return;
+  throw Failure(options.Name() + " does not hold a " + message->GetTypeName() + ": " +
+                WhyNot(input, options.max_depth, *message));
+}
+
+void ParseText(const std::string& input, const InputOptions& options, Message* message) {
+  FirstError error(options.Name());
+  TextFormat::Parser parser;
+  parser.RecordErrorsTo(&error);
+  parser.SetRecursionLimit(options.max_depth);
+  if (parser.ParseFromString(input, message)) return;
+  throw Failure(error.text().empty()
+                    ? options.Name() + " is not a " + message->GetTypeName() + " as text"
+                    : error.text());
+}
+
+}  // namespace CmnSys::Tool
