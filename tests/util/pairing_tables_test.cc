@@ -5,9 +5,11 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <algorithm>
+#include <cctype>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,12 @@ using google::protobuf::Descriptor;
 using google::protobuf::DescriptorPool;
 using google::protobuf::EnumValueDescriptor;
 using google::protobuf::FieldDescriptor;
+
+std::string Lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
 
 // Sub-messages that records with a rule hold for every kind.
 const std::set<std::string> kCommonToAllKinds = {
@@ -152,6 +160,53 @@ TEST(PairingTables, GiveEachValueAPayloadOfItsOwnOrSayThatItHasNone) {
           << name << " needs a payload in " << row.record << " or an entry that it has none";
       if (!payload.empty()) {
         EXPECT_TRUE(payloads.insert(payload).second) << payload << " belongs to two values";
+      }
+    }
+  }
+}
+
+std::vector<std::string> Words(const std::string& name) {
+  std::istringstream in(name);
+  std::vector<std::string> words;
+  for (std::string word; std::getline(in, word, '_');) words.push_back(Lower(word));
+  return words;
+}
+
+// The rules go by numbers and hand-written names; that the words of a value stand in the name of
+// its payload is a second witness.
+TEST(PairingTables, PairValuesWithPayloadsThatBearTheirNames) {
+  const std::map<std::string, std::string> differ = {
+      {"DM_REQ_TYPE_DISCONNECT", "disconnnectReq"},
+      {"EVENT_APPLICATION_BAD_SHUTDOWN", "[Pb.CmnSys.Events.event_app_bad_shutdown]"},
+      {"EVENT_APPLICATION_SERVER_START", "[Pb.CmnSys.Events.event_app_server_start]"},
+      {"EVENT_APPLICATION_SERVER_STOP", "[Pb.CmnSys.Events.event_app_server_stop]"},
+      {"QUERY_TYPE_RECORDINGS_ADJACENT_EVENTS", "query_recordings_adjacent_event"},
+  };
+  for (const Row& row : AllRows()) {
+    if (row.selector.empty()) continue;
+    const Descriptor* record = Util::FindMessageType(row.record);
+    const auto* const type = record->FindFieldByName(row.selector)->enum_type();
+    // Words that all values begin with say nothing.
+    std::size_t common = Words(type->value(0)->name()).size();
+    for (int i = 1; i < type->value_count(); ++i) {
+      const auto first = Words(type->value(0)->name());
+      const auto other = Words(type->value(i)->name());
+      const auto end = std::mismatch(first.begin(), first.end(), other.begin(), other.end()).first;
+      common = std::min(common, static_cast<std::size_t>(end - first.begin()));
+    }
+    for (int i = 0; i < type->value_count(); ++i) {
+      const std::string& name = type->value(i)->name();
+      const std::string payload = Util::PathText(PayloadIn(record, *type->value(i)));
+      if (payload.empty()) continue;
+      if (const auto found = differ.find(name); found != differ.end()) {
+        EXPECT_EQ(payload, found->second);
+        continue;
+      }
+      std::string letters = Lower(payload);
+      letters.erase(std::remove(letters.begin(), letters.end(), '_'), letters.end());
+      const auto words = Words(name);
+      for (std::size_t word = common; word < words.size(); ++word) {
+        EXPECT_NE(letters.find(words[word]), std::string::npos) << name << " " << payload;
       }
     }
   }
