@@ -12,13 +12,18 @@ ProcessResult CMakeProject::Configure(const std::vector<std::string>& options) c
                                       "Ninja",
                                       "-DCMAKE_PREFIX_PATH=" CMNSYS_PREFIX,
                                       "-DCMAKE_CXX_COMPILER=" CMNSYS_COMPILER,
-                                      "-DCMAKE_CXX_COMPILER_LAUNCHER=" CMNSYS_LAUNCHER,
                                       "-DCMAKE_CXX_FLAGS=" CMNSYS_COMPILER_FLAGS};
   command.insert(command.end(), options.begin(), options.end());
   return Run(command);
 }
 
-ProcessResult CMakeProject::Build() const { return Run({CMNSYS_CMAKE, "--build", build_}); }
+ProcessResult CMakeProject::Build(const std::string& target) const {
+  return Run({CMNSYS_CMAKE, "--build", build_, "--target", target});
+}
+
+ProcessResult CMakeProject::Install(const std::string& prefix) const {
+  return Run({CMNSYS_CMAKE, "--install", build_, "--prefix", prefix});
+}
 
 ProcessResult CMakeProject::RunProgram(const std::string& name,
                                        const std::vector<std::string>& files) const {

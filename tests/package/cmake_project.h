@@ -8,6 +8,9 @@
 
 namespace CmnSys::Test {
 
+// Option of a project that does not look for ccache by itself.
+inline const std::string kThroughCompilerCache = "-DCMAKE_CXX_COMPILER_LAUNCHER=" CMNSYS_LAUNCHER;
+
 // A CMake project outside the tree that uses the installed package, built with the compiler and the
 // flags of this build.
 class CMakeProject {
@@ -16,7 +19,8 @@ class CMakeProject {
       : source_(std::move(source)), build_(std::move(build)) {}
 
   ProcessResult Configure(const std::vector<std::string>& options = {}) const;
-  ProcessResult Build() const;
+  ProcessResult Build(const std::string& target = "all") const;
+  ProcessResult Install(const std::string& prefix) const;
 
   // Runs a program of the build folder with the paths of files of that folder as its arguments.
   ProcessResult RunProgram(const std::string& name,

@@ -16,7 +16,7 @@ const char* const kConsumer = CMNSYS_SOURCE "/tests/package/consumer";
 class FindPackage : public ::testing::Test {
  protected:
   void SetUp() override {
-    const ProcessResult configured = project_.Configure();
+    const ProcessResult configured = project_.Configure({kThroughCompilerCache});
     ASSERT_EQ(configured.status, 0) << configured.errors;
     const ProcessResult built = project_.Build();
     ASSERT_EQ(built.status, 0) << built.output << built.errors;
@@ -65,12 +65,12 @@ TEST(PkgConfig, AProgramBuildsAndRuns) {
   std::filesystem::remove_all(build);
   std::filesystem::create_directories(build);
   const ProcessResult built = CmnSys::Test::Run(
-      {"env", "PKG_CONFIG_PATH=" CMNSYS_LIBDIR "/pkgconfig", "make", "--directory=" + build,
-       std::string("--makefile=") + kConsumer + "/Makefile",
+      {"env", "PKG_CONFIG_PATH=" CMNSYS_PREFIX "/" CMNSYS_LIBDIR "/pkgconfig", "make",
+       "--directory=" + build, std::string("--makefile=") + kConsumer + "/Makefile",
        "CXX=" CMNSYS_LAUNCHER " " CMNSYS_COMPILER, "CXXFLAGS=" CMNSYS_COMPILER_FLAGS});
   ASSERT_EQ(built.status, 0) << built.output << built.errors;
-  const ProcessResult ran =
-      CmnSys::Test::Run({"env", "LD_LIBRARY_PATH=" CMNSYS_LIBDIR, build + "/consumer"});
+  const ProcessResult ran = CmnSys::Test::Run(
+      {"env", "LD_LIBRARY_PATH=" CMNSYS_PREFIX "/" CMNSYS_LIBDIR, build + "/consumer"});
   EXPECT_EQ(ran.status, 0) << ran.errors;
 }
 

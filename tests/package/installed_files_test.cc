@@ -43,7 +43,7 @@ TEST(InstalledFiles, NothingLeadsBackToTheBuild) {
 
 TEST(InstalledFiles, EachKindIsWhereItBelongs) {
   const std::string prefix = CMNSYS_PREFIX "/";
-  const std::string libraries = CMNSYS_LIBDIR "/";
+  const std::string libraries = CMNSYS_PREFIX "/" CMNSYS_LIBDIR "/";
   for (const fs::path& path : InstalledFiles()) {
     const std::string name = path.string();
     const auto in = [&name](const std::string& folder) { return name.rfind(folder, 0) == 0; };
