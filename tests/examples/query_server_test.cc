@@ -32,7 +32,7 @@ Events::EventList TestEvents(int count) {
   for (int i = 1; i <= count; ++i) {
     Events::Event* event = events.add_events();
     event->set_this_id(i);
-    event->set_timestamp(i * 1000);
+    event->set_timestamp(std::int64_t{1000} * i);
     event->set_event_type(Events::EVENT_DEVICE_MOTION_START);
     event->mutable_originating_server_gid()->set_id(i % 2 == 0 ? "even" : "odd");
     event->set_originating_event_id(i);
