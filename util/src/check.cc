@@ -36,20 +36,30 @@ struct SetPayloads {
   std::vector<FieldPath> others;  // All others.
 };
 
-// Looks for payloads among `nodes`, which are fields of the message, and below the wanted one.
-// `depth` is the number of fields of the wanted path that lead to the message.
-void FindPayloads(const Message& message, const std::vector<PayloadNode>& nodes,
+using Fields = std::vector<const FieldDescriptor*>;
+
+Fields SetFields(const Message& message) {
+  Fields fields;
+  message.GetReflection()->ListFields(message, &fields);
+  return fields;
+}
+
+// Looks for payloads among the set fields of the message, and below the wanted one. `nodes` are the
+// payloads that the message may have, `depth` is the number of fields of the wanted path that lead
+// to it.
+void FindPayloads(const Message& message, const Fields& set, const std::vector<PayloadNode>& nodes,
                   const FieldPath& wanted, std::size_t depth, SetPayloads* found) {
-  const Reflection* const reflection = message.GetReflection();
-  for (const PayloadNode& node : nodes) {
-    if (!reflection->HasField(message, node.field)) continue;
-    if (depth < wanted.size() && wanted[depth] == node.field) {
+  for (const FieldDescriptor* field : set) {
+    const PayloadNode* const node = FindNode(nodes, field);
+    if (node == nullptr) continue;
+    if (depth < wanted.size() && wanted[depth] == field) {
       if (depth + 1 == wanted.size()) found->wanted = true;
-      FindPayloads(reflection->GetMessage(message, node.field), node.below, wanted, depth + 1,
-                   found);
+      if (node->below.empty()) continue;
+      const Message& below = message.GetReflection()->GetMessage(message, field);
+      FindPayloads(below, SetFields(below), node->below, wanted, depth + 1, found);
     } else {
       FieldPath path(wanted.begin(), wanted.begin() + static_cast<std::ptrdiff_t>(depth));
-      path.push_back(node.field);
+      path.push_back(field);
       found->others.push_back(std::move(path));
     }
   }
@@ -86,24 +96,23 @@ class Checker {
                  " deep are not checked; raise the depth limit to check them");
       return;
     }
+    const Fields set = SetFields(message);
     if (const Pairing* pairing = FindPairing(message.GetDescriptor())) {
       if (pairing->described.selector != nullptr) {
-        CheckSelected(message, *pairing, step);
+        CheckSelected(message, set, *pairing, step);
       } else {
-        CheckAlternatives(message, *pairing, step);
+        CheckAlternatives(message, set, *pairing, step);
       }
     }
-    CheckSubMessages(message, step, depth);
+    CheckSubMessages(message, set, step, depth);
   }
 
   std::vector<Violation> TakeViolations() { return std::move(violations_); }
 
  private:
-  void CheckSubMessages(const Message& message, const Step* step, int depth) {
+  void CheckSubMessages(const Message& message, const Fields& set, const Step* step, int depth) {
     const Reflection* const reflection = message.GetReflection();
-    std::vector<const FieldDescriptor*> fields;
-    reflection->ListFields(message, &fields);
-    for (const FieldDescriptor* field : fields) {
+    for (const FieldDescriptor* field : set) {
       if (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE) continue;
       if (!field->is_repeated()) {
         const Step below = {step, field, -1};
@@ -118,7 +127,8 @@ class Checker {
     }
   }
 
-  void CheckSelected(const Message& message, const Pairing& pairing, const Step* step) {
+  void CheckSelected(const Message& message, const Fields& set, const Pairing& pairing,
+                     const Step* step) {
     const FieldDescriptor* const selector = pairing.described.selector;
     const Reflection* const reflection = message.GetReflection();
     const bool is_set = reflection->HasField(message, selector);
@@ -130,7 +140,7 @@ class Checker {
 
     const FieldPath& wanted = path->second;
     SetPayloads found;
-    FindPayloads(message, pairing.payloads, wanted, 0, &found);
+    FindPayloads(message, set, pairing.payloads, wanted, 0, &found);
     if (is_set) {
       ReportPayloads(pairing, selector->name() + " is " + kind->name(), wanted, found, step);
     } else if (wanted.empty()) {
@@ -170,9 +180,10 @@ class Checker {
     }
   }
 
-  void CheckAlternatives(const Message& message, const Pairing& pairing, const Step* step) {
+  void CheckAlternatives(const Message& message, const Fields& set, const Pairing& pairing,
+                         const Step* step) {
     SetPayloads found;
-    FindPayloads(message, pairing.payloads, {}, 0, &found);
+    FindPayloads(message, set, pairing.payloads, {}, 0, &found);
     if (found.others.empty()) {
       const bool may_be_unknown = !message.GetReflection()->GetUnknownFields(message).empty();
       if (!pairing.may_be_none && !may_be_unknown) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -48,12 +49,16 @@ FieldPath PathTo(const FieldDescriptor* field) {
   return IsPayload(field) ? FieldPath{field} : FieldPath();
 }
 
+bool IsBefore(const PayloadNode& node, const FieldDescriptor* field) {
+  return std::less<>()(node.field, field);
+}
+
 void AddPath(const FieldPath& path, std::size_t depth, std::vector<PayloadNode>* nodes) {
   if (depth == path.size()) return;
-  auto node = std::find_if(nodes->begin(), nodes->end(), [&](const PayloadNode& candidate) {
-    return candidate.field == path[depth];
-  });
-  if (node == nodes->end()) node = nodes->insert(node, PayloadNode{path[depth], {}});
+  auto node = std::lower_bound(nodes->begin(), nodes->end(), path[depth], IsBefore);
+  if (node == nodes->end() || node->field != path[depth]) {
+    node = nodes->insert(node, PayloadNode{path[depth], {}});
+  }
   AddPath(path, depth + 1, &node->below);
 }
 
@@ -179,6 +184,11 @@ class Resolver {
 };
 
 }  // namespace
+
+const PayloadNode* FindNode(const std::vector<PayloadNode>& nodes, const FieldDescriptor* field) {
+  const auto node = std::lower_bound(nodes.begin(), nodes.end(), field, IsBefore);
+  return node == nodes.end() || node->field != field ? nullptr : &*node;
+}
 
 const std::vector<Pairing>& Pairings() {
   static const auto* const pairings = new std::vector<Pairing>(Resolver().Resolve());

@@ -14,15 +14,19 @@ namespace CmnSys::Util {
 
 using FieldPath = std::vector<const google::protobuf::FieldDescriptor*>;
 
-// Fields that exclude one another, each with those that exclude one another inside it.
+// A payload, or a step to one, with the payloads that exclude one another inside it.
 struct PayloadNode {
   const google::protobuf::FieldDescriptor* field = nullptr;
-  std::vector<PayloadNode> below;
+  std::vector<PayloadNode> below;  // Sorted for FindNode.
 };
+
+// The node of a field, or nullptr. O(log nodes).
+const PayloadNode* FindNode(const std::vector<PayloadNode>& nodes,
+                            const google::protobuf::FieldDescriptor* field);
 
 struct Pairing {
   PairedRecord described;
-  std::vector<PayloadNode> payloads;
+  std::vector<PayloadNode> payloads;  // Sorted for FindNode.
   // The path to the payload of each value, empty for a value without payload. Empty map when there
   // is no selector.
   std::map<int, FieldPath> path_of_value;
