@@ -24,6 +24,11 @@ int Main(int argc, char* argv[]) {
   CmnSys::Tool::AddEncodeCommand(&app);
   CmnSys::Tool::AddDecodeCommand(&app);
   CmnSys::Tool::AddCheckCommand(&app);
+  CmnSys::Tool::AddConvertCommand(&app);
+  CmnSys::Tool::AddDiffCommand(&app);
+  CmnSys::Tool::AddGuessCommand(&app);
+  CmnSys::Tool::AddSizeCommand(&app);
+  CmnSys::Tool::AddSampleCommand(&app);
   app.footer("Each command explains itself: cmnsys COMMAND --help");
   try {
     app.parse(argc, argv);

@@ -42,31 +42,6 @@ mode_t PermissionsFor(const std::string& path) {
   return 0666 & ~mask;
 }
 
-void WriteFile(const std::string& path, std::string_view bytes) {
-  const auto fail = [&path](int error) -> Failure {
-    return Failure("cannot write " + path + ": " + std::strerror(error));
-  };
-  std::string temporary = path + ".XXXXXX";
-  const int descriptor = ::mkstemp(temporary.data());
-  if (descriptor < 0) throw fail(errno);
-  int error = 0;
-  if (!WriteAll(descriptor, bytes) || ::fchmod(descriptor, PermissionsFor(path)) != 0) {
-    error = errno;
-  }
-  if (::close(descriptor) != 0 && error == 0) error = errno;
-  if (error == 0 && ::rename(temporary.c_str(), path.c_str()) != 0) error = errno;
-  if (error != 0) {
-    ::unlink(temporary.c_str());
-    throw fail(error);
-  }
-}
-
-void WriteInPlace(int descriptor, const std::string& name, std::string_view bytes) {
-  if (!WriteAll(descriptor, bytes)) {
-    throw Failure("cannot write " + name + ": " + std::strerror(errno));
-  }
-}
-
 }  // namespace
 
 void OutputOptions::AddTo(CLI::App* command) {
@@ -75,31 +50,69 @@ void OutputOptions::AddTo(CLI::App* command) {
       ->capture_default_str();
 }
 
-void WriteOutput(const OutputOptions& options, std::string_view bytes, OutputKind kind) {
-  if (options.path == "-") {
-    if (kind == OutputKind::kBinary && ::isatty(STDOUT_FILENO) == 1) {
+std::string OutputOptions::Name() const { return path == "-" ? "standard output" : path; }
+
+Output::Output(const OutputOptions& options, OutputKind kind)
+    : name_(options.Name()), path_(options.path) {
+  if (path_ == "-") {
+    descriptor_ = STDOUT_FILENO;
+    terminal_ = ::isatty(STDOUT_FILENO) == 1;
+    if (terminal_ && kind == OutputKind::kBinary) {
       throw Failure(
           "not writing binary data to a terminal; name a file with --output or pipe it on, for "
           "example into \"od -A d -t x1z\"");
     }
-    WriteInPlace(STDOUT_FILENO, "standard output", bytes);
     return;
   }
-  if (IsReplaceable(options.path)) {
-    WriteFile(options.path, bytes);
-    return;
+  if (IsReplaceable(path_)) {
+    temporary_ = path_ + ".XXXXXX";
+    descriptor_ = ::mkstemp(temporary_.data());
+    if (descriptor_ < 0) temporary_.clear();
+  } else {
+    descriptor_ = ::open(path_.c_str(), O_WRONLY | O_CLOEXEC);
   }
-  const int descriptor = ::open(options.path.c_str(), O_WRONLY | O_CLOEXEC);
-  if (descriptor < 0) {
-    throw Failure("cannot write " + options.path + ": " + std::strerror(errno));
+  if (descriptor_ < 0) throw Failure("cannot write " + name_ + ": " + std::strerror(errno));
+}
+
+Output::~Output() {
+  if (descriptor_ >= 0 && descriptor_ != STDOUT_FILENO) ::close(descriptor_);
+  if (!temporary_.empty()) ::unlink(temporary_.c_str());
+}
+
+void Output::Write(std::string_view bytes) {
+  constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
+  buffer_ += bytes;
+  if (terminal_ || buffer_.size() >= kBufferBytes) Flush();
+}
+
+void Output::Flush() {
+  if (!WriteAll(descriptor_, buffer_)) {
+    throw Failure("cannot write " + name_ + ": " + std::strerror(errno));
   }
-  try {
-    WriteInPlace(descriptor, options.path, bytes);
-  } catch (const Failure&) {
-    ::close(descriptor);
-    throw;
+  buffer_.clear();
+}
+
+void Output::Finish() {
+  Flush();
+  if (descriptor_ == STDOUT_FILENO) return;
+  int error = 0;
+  if (!temporary_.empty() && ::fchmod(descriptor_, PermissionsFor(path_)) != 0) error = errno;
+  if (::close(descriptor_) != 0 && error == 0) error = errno;
+  descriptor_ = -1;
+  if (error == 0 && !temporary_.empty()) {
+    if (::rename(temporary_.c_str(), path_.c_str()) == 0) {
+      temporary_.clear();
+    } else {
+      error = errno;
+    }
   }
-  ::close(descriptor);
+  if (error != 0) throw Failure("cannot write " + name_ + ": " + std::strerror(error));
+}
+
+void WriteOutput(const OutputOptions& options, std::string_view bytes, OutputKind kind) {
+  Output output(options, kind);
+  output.Write(bytes);
+  output.Finish();
 }
 
 }  // namespace CmnSys::Tool

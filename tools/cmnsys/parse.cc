@@ -29,20 +29,22 @@ std::string WhyNot(const std::string& bytes, int max_depth, const Message& messa
 // Keeps the first error; later ones mostly follow from it.
 class FirstError : public google::protobuf::io::ErrorCollector {
  public:
-  explicit FirstError(std::string input_name) : input_name_(std::move(input_name)) {}
+  FirstError(std::string input_name, int first_line)
+      : input_name_(std::move(input_name)), first_line_(first_line) {}
 
   void AddError(int line, google::protobuf::io::ColumnNumber column,
                 const std::string& message) override {
     if (!text_.empty()) return;
     // The parser counts from 0, people and editors from 1.
-    text_ = input_name_ + ":" + std::to_string(line + 1) + ":" + std::to_string(column + 1) + ": " +
-            message;
+    text_ = input_name_ + ":" + std::to_string(line + first_line_) + ":" +
+            std::to_string(column + 1) + ": " + message;
   }
 
   const std::string& text() const { return text_; }
 
  private:
   std::string input_name_;
+  int first_line_;
   std::string text_;
 };
 
@@ -57,8 +59,9 @@ void ParseBinary(const std::string& input, const InputOptions& options, Message*
                 WhyNot(input, options.max_depth, *message));
 }
 
-void ParseText(const std::string& input, const InputOptions& options, Message* message) {
-  FirstError error(options.Name());
+void ParseText(const std::string& input, const InputOptions& options, Message* message,
+               int first_line) {
+  FirstError error(options.Name(), first_line);
   TextFormat::Parser parser;
   parser.RecordErrorsTo(&error);
   parser.SetRecursionLimit(options.max_depth);

@@ -95,7 +95,7 @@ class MessageBuilder {
     }
     if (static_cast<int>(depth_) > options_.max_depth) {
       return Fail("messages are nested more than " + std::to_string(options_.max_depth) +
-                  " deep; raise the depth limit if that is right");
+                  " deep; raise max_depth if that is right");
     }
     const Reflection* reflection = frame.message->GetReflection();
     Push(frame.field->is_repeated() ? reflection->AddMessage(frame.message, frame.field)
@@ -529,7 +529,7 @@ class Parser {
     std::string reason = SyntaxError(result.Code());
     if (input_.LimitReached()) {
       reason = "the message is longer than " + std::to_string(options_.max_bytes) +
-               " bytes; raise the limit if that is right";
+               " bytes; raise max_bytes if that is right";
     } else if (input_.AtEnd()) {
       reason = "the text ends before the message does";
     }
@@ -568,7 +568,7 @@ std::optional<JsonError> ReadJson(std::string_view json, const JsonReadOptions& 
     JsonError error;
     error.reason = "the text is longer than " +
                    std::to_string(std::min(options.max_bytes, kMostBytes)) +
-                   " bytes; raise the limit if that is right";
+                   " bytes; raise max_bytes if that is right";
     return error;
   }
   google::protobuf::io::ArrayInputStream input(json.data(), static_cast<int>(json.size()));

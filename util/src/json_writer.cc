@@ -97,7 +97,7 @@ class MessageWriter {
   bool WriteMessage(const Message& message) {
     if (static_cast<int>(path_.size()) > options_.max_depth) {
       return Fail("messages are nested more than " + std::to_string(options_.max_depth) +
-                  " deep; raise the depth limit if that is right");
+                  " deep; raise max_depth if that is right");
     }
     writer_->StartObject();
     for (const FieldDescriptor* field : FieldsToWrite(message)) {

@@ -1,0 +1,132 @@
+#include <google/protobuf/util/field_comparator.h>
+#include <google/protobuf/util/message_differencer.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "commands.h"
+#include "failure.h"
+#include "input.h"
+#include "message_stream.h"
+#include "message_type.h"
+#include "output.h"
+
+namespace CmnSys::Tool {
+
+using google::protobuf::Message;
+using google::protobuf::util::DefaultFieldComparator;
+using google::protobuf::util::MessageDifferencer;
+
+namespace {
+
+struct DiffOptions {
+  std::string type;
+  InputOptions left;
+  InputOptions right;
+  Format left_format = Format::kAuto;
+  Format right_format = Format::kAuto;
+  JsonOptions json;
+  bool any_order = false;
+  bool equivalent = false;
+  bool approximate = false;
+};
+
+// The differences, one a line, empty when there are none.
+std::string Differences(const DiffOptions& options, const Message& left, const Message& right) {
+  DefaultFieldComparator comparator;
+  comparator.set_treat_nan_as_equal(true);
+  if (options.approximate) comparator.set_float_comparison(DefaultFieldComparator::APPROXIMATE);
+  MessageDifferencer differencer;
+  differencer.set_field_comparator(&comparator);
+  if (options.any_order) differencer.set_repeated_field_comparison(MessageDifferencer::AS_SET);
+  if (options.equivalent) differencer.set_message_field_comparison(MessageDifferencer::EQUIVALENT);
+  std::string text;
+  differencer.ReportDifferencesToString(&text);
+  return differencer.Compare(left, right) ? "" : text;
+}
+
+std::string Coloured(const std::string& line) {
+  const char* colour = "\x1b[33m";
+  if (line.compare(0, 5, "added") == 0) colour = "\x1b[32m";
+  if (line.compare(0, 7, "deleted") == 0) colour = "\x1b[31m";
+  return colour + line + "\x1b[0m";
+}
+
+// The lines with the record's number in front when there are several records.
+std::string Report(const std::string& differences, const std::string& prefix) {
+  const bool colours = ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+  std::istringstream lines(differences);
+  std::string text;
+  for (std::string line; std::getline(lines, line);) {
+    text += prefix + (colours ? Coloured(line) : line) + "\n";
+  }
+  return text;
+}
+
+void Diff(const DiffOptions& options) {
+  if (options.left.path == "-" && options.right.path == "-") {
+    throw Failure("only one of the two inputs can be standard input");
+  }
+  const std::unique_ptr<Message> left = NewMessage(options.type);
+  const std::unique_ptr<Message> right(left->New());
+  const auto left_source = OpenSource(options.left, options.left_format, options.json);
+  const auto right_source = OpenSource(options.right, options.right_format, options.json);
+  Output output({}, OutputKind::kText);
+  bool equal = true;
+  for (std::uint64_t record = 0;; ++record) {
+    const bool in_left = left_source->Next(left.get());
+    const bool in_right = right_source->Next(right.get());
+    if (!in_left && !in_right) break;
+    const std::string prefix = record > 0 ? "record " + std::to_string(record) + ": " : "";
+    if (in_left != in_right) {
+      equal = false;
+      output.Write("record " + std::to_string(record) + " and what follows: only in " +
+                   (in_left ? options.left : options.right).Name() + "\n");
+      break;
+    }
+    const std::string differences = Differences(options, *left, *right);
+    equal = equal && differences.empty();
+    output.Write(Report(differences, prefix));
+  }
+  output.Finish();
+  if (!equal) throw NegativeResult();
+}
+
+}  // namespace
+
+void AddDiffCommand(CLI::App* app) {
+  auto options = std::make_shared<DiffOptions>();
+  CLI::App* command = app->add_subcommand("diff", "Compare two messages, or streams, by field");
+  command->add_option("TYPE", options->type, "Message type, for example Pb.CmnSys.Gid or Gid")
+      ->required();
+  command->add_option("LEFT", options->left.path, "File to read; - is standard input")->required();
+  command->add_option("RIGHT", options->right.path, "File to compare it with")->required();
+  AddFormatOption(command, "--left-format", &options->left_format, "Format of LEFT");
+  AddFormatOption(command, "--right-format", &options->right_format, "Format of RIGHT");
+  command->add_flag("--any-order", options->any_order, "Ignore the order in repeated fields");
+  command->add_flag("--equivalent", options->equivalent,
+                    "Take an unset field for one that is set to its default");
+  command->add_flag("--approximate", options->approximate,
+                    "Ignore the last digits of float and double fields");
+  options->left.AddLimitsTo(command);
+  command->footer(
+      "Prints one difference a line: a field added in RIGHT, deleted, modified or moved. Of "
+      "streams, the records are compared one by one. The two sides may have different formats; "
+      "\"cmnsys convert --help\" explains them.\n"
+      "\n"
+      "Exit status: 0 no difference; 1 differences, or input that cannot be read.\n"
+      "\n"
+      "Examples:\n"
+      "  cmnsys diff Gid before.bin after.bin\n"
+      "  cmnsys diff Gid expected.json captured.hex --any-order");
+  command->callback([options] {
+    options->right.max_bytes = options->left.max_bytes;
+    options->right.max_depth = options->left.max_depth;
+    Diff(*options);
+  });
+}
+
+}  // namespace CmnSys::Tool
