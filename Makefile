@@ -2,11 +2,12 @@
 # that a user or CI needs. Each installs the Debian packages that are missing first.
 
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test sanitize lint format package install clean
+.PHONY: help deps build demo test baseline sanitize lint format package install clean
 
 help:
 	@echo "make demo      build, then show messages travelling through bytes and back"
 	@echo "make test      build and run the tests"
+	@echo "make baseline  make the schema as it is now the contract that the tests hold it to"
 	@echo "make sanitize  run the tests under ASan with UBSan, and under TSan"
 	@echo "make lint      check the format and run clang-tidy"
 	@echo "make format    format our own C++ code"
@@ -35,6 +36,9 @@ demo: build
 
 test: build
 	ctest --preset release
+
+baseline: build
+	cmake --build --preset release --target baseline
 
 sanitize: deps
 	@for preset in asan tsan; do \

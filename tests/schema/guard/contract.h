@@ -1,0 +1,20 @@
+#ifndef CMNSYS_TESTS_SCHEMA_GUARD_CONTRACT_H_
+#define CMNSYS_TESTS_SCHEMA_GUARD_CONTRACT_H_
+
+#include "schema/guard/findings.h"
+#include "schema/guard/schema_set.h"
+
+namespace CmnSys::SchemaGuard {
+
+// Finds what breaks the contract that the baseline states. Whatever the baseline declares must be
+// there still, under the same name, with every property unchanged, and in the same order. What is
+// new passes when
+// - a field or an extension is not required,
+// - an enum value does not stand first, where it would become the default,
+// - a message, enum, service or method stands after the old ones of its scope, and an import after
+//   the old imports: these have no number and are found by their index.
+void FindBreaches(const SchemaSet& baseline, const SchemaSet& current, Findings* findings);
+
+}  // namespace CmnSys::SchemaGuard
+
+#endif  // CMNSYS_TESTS_SCHEMA_GUARD_CONTRACT_H_

@@ -1,0 +1,64 @@
+#include "schema/guard/schema_set.h"
+
+#include <fstream>
+#include <stdexcept>
+
+namespace CmnSys::SchemaGuard {
+
+using google::protobuf::DescriptorPool;
+using google::protobuf::DescriptorProto;
+using google::protobuf::FieldDescriptorProto;
+using google::protobuf::FileDescriptor;
+using google::protobuf::FileDescriptorProto;
+using google::protobuf::FileDescriptorSet;
+
+namespace {
+
+constexpr char kOwnFolder[] = "ProtoBuf/CmnSys/";
+
+class ErrorText : public DescriptorPool::ErrorCollector {
+ public:
+  void AddError(const std::string& file, const std::string& element,
+                const google::protobuf::Message* /*descriptor*/, ErrorLocation /*location*/,
+                const std::string& message) override {
+    text_ += file + ": " + element + ": " + message + "\n";
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+void RemoveDerivedNames(DescriptorProto* message) {
+  for (FieldDescriptorProto& field : *message->mutable_field()) field.clear_json_name();
+  for (FieldDescriptorProto& field : *message->mutable_extension()) field.clear_json_name();
+  for (DescriptorProto& nested : *message->mutable_nested_type()) RemoveDerivedNames(&nested);
+}
+
+}  // namespace
+
+FileDescriptorSet ReadDescriptorSet(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  FileDescriptorSet set;
+  if (!in || !set.ParseFromIstream(&in)) {
+    throw std::runtime_error("cannot read a descriptor set from " + path);
+  }
+  return set;
+}
+
+void RemoveDerivedNames(FileDescriptorProto* file) {
+  for (DescriptorProto& message : *file->mutable_message_type()) RemoveDerivedNames(&message);
+  for (FieldDescriptorProto& field : *file->mutable_extension()) field.clear_json_name();
+}
+
+SchemaSet::SchemaSet(FileDescriptorSet set) : pool_(std::make_unique<DescriptorPool>()) {
+  for (FileDescriptorProto& file : *set.mutable_file()) {
+    RemoveDerivedNames(&file);
+    ErrorText errors;
+    const FileDescriptor* built = pool_->BuildFileCollectingErrors(file, &errors);
+    if (built == nullptr) throw std::runtime_error("not a valid schema:\n" + errors.text());
+    if (built->name().rfind(kOwnFolder, 0) == 0) files_.push_back(built);
+  }
+}
+
+}  // namespace CmnSys::SchemaGuard
