@@ -1,6 +1,6 @@
 // The schema is commented as its readers need, and the check sees where it is not.
 
-#include "schema/guard/comment_rules.h"
+#include "comment_rules.h"
 
 #include <google/protobuf/compiler/parser.h>
 #include <google/protobuf/io/tokenizer.h>

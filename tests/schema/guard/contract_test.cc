@@ -1,9 +1,10 @@
 // The schema keeps the contract that the baseline states, and the guard sees what would break it.
 
-#include "schema/guard/contract.h"
+#include "contract.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <ostream>
@@ -12,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "schema/guard/free_numbers.h"
+#include "free_numbers.h"
 #include "support/files.h"
 #include "support/process.h"
 
@@ -66,11 +67,14 @@ TEST(Contract, AWrittenBaselineReadsBackAsTheSchema) {
   const auto written =
       CmnSys::Test::Run({CMNSYS_WRITE_BASELINE, CMNSYS_DESCRIPTOR_SET, folder.path()});
   ASSERT_EQ(written.status, 0) << written.errors;
-  std::vector<std::string> protoc = {CMNSYS_PROTOC, "-I" + folder.path(),
-                                     "--descriptor_set_in=" CMNSYS_DESCRIPTOR_SET,
+  std::vector<std::string> protoc = {CMNSYS_PROTOC, "--descriptor_set_in=" CMNSYS_DESCRIPTOR_SET,
                                      "-o" + folder.PathOf("set")};
   const SchemaSet schema(Current());
-  for (const auto* file : schema.files()) protoc.push_back(file->name());
+  for (const auto* file : schema.files()) {
+    const std::string name = std::filesystem::path(file->name()).stem().string();
+    protoc.push_back("-I" + file->name() + "=" + folder.PathOf(name + ".txt"));
+    protoc.push_back(file->name());
+  }
   const auto compiled = CmnSys::Test::Run(protoc);
   ASSERT_EQ(compiled.status, 0) << compiled.errors;
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "CmnSys/Util/Schema.h"
-#include "schema/guard/schema_set.h"
+#include "schema_set.h"
 
 namespace CmnSys::SchemaGuard {
 namespace {

@@ -1,5 +1,5 @@
-#ifndef CMNSYS_TESTS_SCHEMA_GUARD_FINDINGS_H_
-#define CMNSYS_TESTS_SCHEMA_GUARD_FINDINGS_H_
+#ifndef CMNSYS_TOOLS_SCHEMA_GUARD_FINDINGS_H_
+#define CMNSYS_TOOLS_SCHEMA_GUARD_FINDINGS_H_
 
 #include <google/protobuf/descriptor.h>
 
@@ -76,4 +76,4 @@ class Findings {
 
 }  // namespace CmnSys::SchemaGuard
 
-#endif  // CMNSYS_TESTS_SCHEMA_GUARD_FINDINGS_H_
+#endif  // CMNSYS_TOOLS_SCHEMA_GUARD_FINDINGS_H_

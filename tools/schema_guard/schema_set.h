@@ -1,5 +1,5 @@
-#ifndef CMNSYS_TESTS_SCHEMA_GUARD_SCHEMA_SET_H_
-#define CMNSYS_TESTS_SCHEMA_GUARD_SCHEMA_SET_H_
+#ifndef CMNSYS_TOOLS_SCHEMA_GUARD_SCHEMA_SET_H_
+#define CMNSYS_TOOLS_SCHEMA_GUARD_SCHEMA_SET_H_
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
@@ -35,4 +35,4 @@ class SchemaSet {
 
 }  // namespace CmnSys::SchemaGuard
 
-#endif  // CMNSYS_TESTS_SCHEMA_GUARD_SCHEMA_SET_H_
+#endif  // CMNSYS_TOOLS_SCHEMA_GUARD_SCHEMA_SET_H_

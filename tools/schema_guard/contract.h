@@ -1,8 +1,8 @@
-#ifndef CMNSYS_TESTS_SCHEMA_GUARD_CONTRACT_H_
-#define CMNSYS_TESTS_SCHEMA_GUARD_CONTRACT_H_
+#ifndef CMNSYS_TOOLS_SCHEMA_GUARD_CONTRACT_H_
+#define CMNSYS_TOOLS_SCHEMA_GUARD_CONTRACT_H_
 
-#include "schema/guard/findings.h"
-#include "schema/guard/schema_set.h"
+#include "findings.h"
+#include "schema_set.h"
 
 namespace CmnSys::SchemaGuard {
 
@@ -17,4 +17,4 @@ void FindBreaches(const SchemaSet& baseline, const SchemaSet& current, Findings*
 
 }  // namespace CmnSys::SchemaGuard
 
-#endif  // CMNSYS_TESTS_SCHEMA_GUARD_CONTRACT_H_
+#endif  // CMNSYS_TOOLS_SCHEMA_GUARD_CONTRACT_H_

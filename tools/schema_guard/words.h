@@ -1,5 +1,5 @@
-#ifndef CMNSYS_TESTS_SCHEMA_GUARD_WORDS_H_
-#define CMNSYS_TESTS_SCHEMA_GUARD_WORDS_H_
+#ifndef CMNSYS_TOOLS_SCHEMA_GUARD_WORDS_H_
+#define CMNSYS_TOOLS_SCHEMA_GUARD_WORDS_H_
 
 #include <set>
 #include <string>
@@ -20,4 +20,4 @@ std::set<std::string> NameTopics(std::string_view name);
 
 }  // namespace CmnSys::SchemaGuard
 
-#endif  // CMNSYS_TESTS_SCHEMA_GUARD_WORDS_H_
+#endif  // CMNSYS_TOOLS_SCHEMA_GUARD_WORDS_H_

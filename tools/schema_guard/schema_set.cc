@@ -1,4 +1,4 @@
-#include "schema/guard/schema_set.h"
+#include "schema_set.h"
 
 #include <fstream>
 #include <stdexcept>

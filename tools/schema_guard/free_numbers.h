@@ -1,8 +1,8 @@
-#ifndef CMNSYS_TESTS_SCHEMA_GUARD_FREE_NUMBERS_H_
-#define CMNSYS_TESTS_SCHEMA_GUARD_FREE_NUMBERS_H_
+#ifndef CMNSYS_TOOLS_SCHEMA_GUARD_FREE_NUMBERS_H_
+#define CMNSYS_TOOLS_SCHEMA_GUARD_FREE_NUMBERS_H_
 
-#include "schema/guard/findings.h"
-#include "schema/guard/schema_set.h"
+#include "findings.h"
+#include "schema_set.h"
 
 namespace CmnSys::SchemaGuard {
 
@@ -12,4 +12,4 @@ void FindUsedFreeNumbers(const SchemaSet& schema, Findings* findings);
 
 }  // namespace CmnSys::SchemaGuard
 
-#endif  // CMNSYS_TESTS_SCHEMA_GUARD_FREE_NUMBERS_H_
+#endif  // CMNSYS_TOOLS_SCHEMA_GUARD_FREE_NUMBERS_H_

@@ -1,16 +1,18 @@
 // write_baseline <descriptor set> <folder>
 //
-// Writes the schema's own files to <folder>, each in the form in which the protobuf runtime prints
-// a descriptor: complete, without comments, and always in the same layout, so that a difference
-// shows a change of the contract. The folder's old files below ProtoBuf/CmnSys/ are removed first.
+// Writes each of the schema's own files to <folder> as <name>.txt, in the form in which the
+// protobuf runtime prints a descriptor: complete, without comments, and always in the same layout,
+// so that a difference shows a change of the contract. The folder's other .txt files are removed.
 
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <set>
 #include <stdexcept>
+#include <string>
 
-#include "schema/guard/schema_set.h"
+#include "schema_set.h"
 
 namespace {
 
@@ -18,15 +20,21 @@ namespace fs = std::filesystem;
 
 void Write(const std::string& set_path, const fs::path& folder) {
   const CmnSys::SchemaGuard::SchemaSet schema(CmnSys::SchemaGuard::ReadDescriptorSet(set_path));
-  fs::remove_all(folder / "ProtoBuf" / "CmnSys");
+  fs::create_directories(folder);
+  std::set<fs::path> written;
   for (const google::protobuf::FileDescriptor* file : schema.files()) {
-    const fs::path path = folder / file->name();
-    fs::create_directories(path.parent_path());
+    const fs::path path = folder / fs::path(file->name()).filename().replace_extension(".txt");
     std::ofstream out(path, std::ios::binary);
     out << file->DebugString();
     if (!out.flush()) throw std::runtime_error("cannot write " + path.string());
+    written.insert(path);
   }
-  std::cout << folder.string() << ": " << schema.files().size() << " files\n";
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    if (entry.path().extension() == ".txt" && written.count(entry.path()) == 0) {
+      fs::remove(entry.path());
+    }
+  }
+  std::cout << folder.string() << ": " << written.size() << " files\n";
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "schema/guard/words.h"
+#include "words.h"
 
 #include <algorithm>
 #include <cctype>

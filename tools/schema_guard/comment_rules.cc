@@ -1,4 +1,4 @@
-#include "schema/guard/comment_rules.h"
+#include "comment_rules.h"
 
 #include <algorithm>
 #include <cctype>
@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "schema/guard/words.h"
+#include "words.h"
 
 namespace CmnSys::SchemaGuard {
 

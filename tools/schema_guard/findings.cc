@@ -1,4 +1,4 @@
-#include "schema/guard/findings.h"
+#include "findings.h"
 
 namespace CmnSys::SchemaGuard {
 

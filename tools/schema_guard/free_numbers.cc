@@ -1,4 +1,4 @@
-#include "schema/guard/free_numbers.h"
+#include "free_numbers.h"
 
 #include <string>
 #include <vector>
@@ -196,7 +196,7 @@ void FindUsedFreeNumbers(const SchemaSet& schema, Findings* findings) {
     const Descriptor* message = schema.pool().FindMessageTypeByName(entry.type);
     const EnumDescriptor* type = schema.pool().FindEnumTypeByName(entry.type);
     if (message == nullptr && type == nullptr) {
-      findings->AddAt("tests/schema/guard/free_numbers.cc: " + std::string(entry.type),
+      findings->AddAt("tools/schema_guard/free_numbers.cc: " + std::string(entry.type),
                       "the schema has no such message or enum");
     }
     for (const Range& range : entry.ranges) {

@@ -1,4 +1,4 @@
-#include "schema/guard/contract.h"
+#include "contract.h"
 
 #include <algorithm>
 #include <cctype>

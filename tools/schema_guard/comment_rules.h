@@ -1,8 +1,8 @@
-#ifndef CMNSYS_TESTS_SCHEMA_GUARD_COMMENT_RULES_H_
-#define CMNSYS_TESTS_SCHEMA_GUARD_COMMENT_RULES_H_
+#ifndef CMNSYS_TOOLS_SCHEMA_GUARD_COMMENT_RULES_H_
+#define CMNSYS_TOOLS_SCHEMA_GUARD_COMMENT_RULES_H_
 
-#include "schema/guard/findings.h"
-#include "schema/guard/schema_set.h"
+#include "findings.h"
+#include "schema_set.h"
 
 namespace CmnSys::SchemaGuard {
 
@@ -22,4 +22,4 @@ void FindCommentFaults(const SchemaSet& schema, Findings* findings);
 
 }  // namespace CmnSys::SchemaGuard
 
-#endif  // CMNSYS_TESTS_SCHEMA_GUARD_COMMENT_RULES_H_
+#endif  // CMNSYS_TOOLS_SCHEMA_GUARD_COMMENT_RULES_H_
