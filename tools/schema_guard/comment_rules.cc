@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
-#include <regex>
 #include <set>
 #include <string>
 #include <string_view>
@@ -64,15 +63,19 @@ std::string FileComment(const FileDescriptor& file) {
   return comments;
 }
 
+bool AnyOf(const std::vector<std::string>& words, const std::set<std::string>& set) {
+  return std::any_of(words.begin(), words.end(),
+                     [&](const std::string& word) { return set.count(word) != 0; });
+}
+
 bool IsPlaceholder(const std::string& comment) {
-  static const std::regex placeholder(R"(\b(TODO|TBD|FIXME|XXX)\b|\.\.\.|\?\?)");
-  const bool says_nothing =
-      std::none_of(comment.begin(), comment.end(), [](unsigned char c) { return std::isalnum(c); });
-  return says_nothing || std::regex_search(comment, placeholder);
+  const std::vector<std::string> words = Words(comment);
+  return words.empty() || AnyOf(words, {"todo", "tbd", "fixme", "xxx"}) ||
+         comment.find("...") != std::string::npos || comment.find("??") != std::string::npos;
 }
 
 bool TellsNumber(const std::string& comment, int number) {
-  return std::regex_search(comment, std::regex("\\b" + std::to_string(number) + "\\b"));
+  return AnyOf(Words(comment), {std::to_string(number)});
 }
 
 // Whether a comment explains why `number` follows on `previous` with a gap.
@@ -160,11 +163,6 @@ bool IsNumber(const FieldDescriptor& field) {
   }
 }
 
-bool AnyOf(const std::vector<std::string>& words, const std::set<std::string>& set) {
-  return std::any_of(words.begin(), words.end(),
-                     [&](const std::string& word) { return set.count(word) != 0; });
-}
-
 // A time without its unit in the name.
 bool NeedsUnit(const FieldDescriptor& field) {
   static const auto* const times = new std::set<std::string>{
@@ -176,11 +174,12 @@ bool NeedsUnit(const FieldDescriptor& field) {
 }
 
 bool TellsUnit(const std::string& comment) {
-  static const std::regex unit(
-      R"(\b(units?|nanoseconds?|microseconds?|milliseconds?|seconds?|minutes?|hours?|days?|)"
-      R"(jiff(y|ies)|time base|conventions?)\b)",
-      std::regex::icase);
-  return std::regex_search(comment, unit);
+  static const auto* const units = new std::set<std::string>{
+      "convention",  "conventions",  "day",     "days",        "hour",
+      "hours",       "jiffies",      "jiffy",   "microsecond", "microseconds",
+      "millisecond", "milliseconds", "minute",  "minutes",     "nanosecond",
+      "nanoseconds", "second",       "seconds", "unit",        "units"};
+  return AnyOf(Words(comment), *units) || comment.find("time base") != std::string::npos;
 }
 
 class CommentCheck {
@@ -279,7 +278,7 @@ class CommentCheck {
   void Meaningful(const Declaration& declaration, const Descriptor* type = nullptr) {
     const std::string comment = LeadingComment(declaration);
     if (Misspelt().count(declaration.name()) != 0 &&
-        !std::regex_search(comment, std::regex("spel(led|t)", std::regex::icase))) {
+        !AnyOf(Words(comment), {"misspelled", "misspelt", "spelled", "spelt"})) {
       findings_.Add(declaration, "is misspelt; say in a comment that it is spelt so and stays");
     }
     if (comment.empty()) return;

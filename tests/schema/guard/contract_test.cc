@@ -8,7 +8,6 @@
 #include <fstream>
 #include <functional>
 #include <ostream>
-#include <regex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -144,6 +143,11 @@ google::protobuf::UnknownFieldSet* Options(ServiceDescriptorProto* service) {
   return service->mutable_options()->mutable_unknown_fields();
 }
 
+std::string WithoutLine(const std::string& place) {
+  const std::size_t name = place.find(": ");
+  return name == std::string::npos ? place : place.substr(0, place.find(':')) + place.substr(name);
+}
+
 struct Change {
   const char* name;
   std::function<void(Schema&)> apply;
@@ -162,13 +166,12 @@ TEST(Contract, AFindingNamesTheLine) {
   schema.Field("Gid", "Gid", "type").set_number(70);
   const Findings findings = Check(SchemaSet(Current()), SchemaSet(schema.set));
   ASSERT_EQ(findings.all().size(), 1U);
-  std::smatch line;
-  ASSERT_TRUE(
-      std::regex_search(findings.all()[0].place, line, std::regex("Gid[.]proto:([0-9]+):")));
+  const std::string& place = findings.all()[0].place;
+  const int line = std::stoi(place.substr(place.find(':') + 1));
 
   std::ifstream file(CMNSYS_SOURCE_DIR "/ProtoBuf/CmnSys/CmnSys.Gid.proto");
   std::string text;
-  for (int i = std::stoi(line[1]); i > 0; --i) std::getline(file, text);
+  for (int i = 0; i < line; ++i) std::getline(file, text);
   EXPECT_EQ(text, "  optional GidType type = 7;");
 }
 
@@ -187,8 +190,7 @@ TEST_P(ContractChange, IsJudged) {
   }
   ASSERT_EQ(findings.all().size(), 1U) << findings.Text();
   const Finding& finding = findings.all()[0];
-  EXPECT_EQ(std::regex_replace(finding.place, std::regex(":[0-9]+: "), ": "),
-            "ProtoBuf/CmnSys/CmnSys." + place);
+  EXPECT_EQ(WithoutLine(finding.place), "ProtoBuf/CmnSys/CmnSys." + place);
   EXPECT_NE(finding.problem.find(GetParam().problem), std::string::npos) << finding.problem;
 }
 
