@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,8 +24,12 @@ using google::protobuf::ServiceDescriptorProto;
 
 namespace {
 
-// Where a new declaration may stand among the old ones of its kind.
-enum class Additions { kAnywhere, kNotFirst, kLast };
+// Behind how many of the old declarations of its kind a new one may stand at the earliest.
+enum class Additions : std::size_t {
+  kAnywhere = 0,
+  kNotFirst = 1,
+  kLast = std::numeric_limits<std::size_t>::max()
+};
 
 std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 
@@ -246,10 +252,7 @@ class Comparison {
         return;
       }
     }
-    const std::size_t checked = additions == Additions::kAnywhere ? 0
-                                : additions == Additions::kNotFirst
-                                    ? std::min<std::size_t>(pairs.size(), 1)
-                                    : pairs.size();
+    const std::size_t checked = std::min(pairs.size(), static_cast<std::size_t>(additions));
     for (std::size_t i = 0; i < checked; ++i) {
       if (members[i] != pairs[i].second) {
         findings_.Add(*members[i],
