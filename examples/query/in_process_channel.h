@@ -21,7 +21,7 @@ class InProcessController : public google::protobuf::RpcController {
 
   void SetFailed(const std::string& reason) override;
   bool IsCanceled() const override { return canceled_; }
-  // Runs `callback` once: when the call is cancelled, or when this controller is done with it.
+  // Runs `callback` once: when the call is cancelled, or at the latest at Reset or destruction.
   void NotifyOnCancel(google::protobuf::Closure* callback) override;
 
  private:

@@ -9,9 +9,9 @@ namespace CmnSys::Test {
 namespace {
 
 TEST(QueryExample, BuildsByItselfAgainstThePackageAndRuns) {
-  const std::string build = CMNSYS_WORK "/query_example";
+  const std::string build = CMNSYS_WORK "/examples/query";
   const CMakeProject project(CMNSYS_SOURCE "/examples/query", build);
-  const ProcessResult configured = project.Configure();
+  const ProcessResult configured = project.Configure({kThroughCompilerCache});
   ASSERT_EQ(configured.status, 0) << configured.errors;
   const ProcessResult built = project.Build();
   ASSERT_EQ(built.status, 0) << built.output << built.errors;
