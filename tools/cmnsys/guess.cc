@@ -51,14 +51,16 @@ struct Evidence {
   int unreadable_texts = 0;
   int readable_bytes = 0;  // Bytes fields that hold text.
   int unknown_fields = 0;
-  int cut_numbers = 0;  // Messages in which a number is too long for its field.
+  // Records that protobuf writes otherwise from this type: with numbers that are too long for their
+  // field, or strings of bytes that pass for packed numbers.
+  int rewritten = 0;
   int violations = 0;
   std::vector<std::string> names;  // Of the outermost message's fields.
 
   // The rarer something is by chance, the more it counts.
   int Score() const {
     return known_fields + messages + 2 * enum_values + 2 * texts - 3 * unreadable_texts -
-           readable_bytes - 4 * unknown_fields - 4 * cut_numbers - 2 * violations;
+           readable_bytes - 4 * unknown_fields - 10 * rewritten - 2 * violations;
   }
 };
 
@@ -113,7 +115,9 @@ void Weigh(const Message& message, Evidence* evidence) {
   std::vector<const FieldDescriptor*> fields;
   reflection->ListFields(message, &fields);
   for (const FieldDescriptor* field : fields) {
-    const int count = field->is_repeated() ? reflection->FieldSize(message, field) : 1;
+    // Any bytes pass for an array of numbers, so that its elements count once.
+    const bool each = field->is_repeated() && !field->is_packable();
+    const int count = each ? reflection->FieldSize(message, field) : 1;
     for (int i = 0; i < count; ++i) WeighValue(message, field, i, evidence);
   }
   const UnknownFieldSet& unknown = reflection->GetUnknownFields(message);
@@ -140,7 +144,7 @@ bool WeighType(const std::vector<std::string_view>& records, int max_depth, Mess
     if (!message->ParseFromCodedStream(&stream) || !stream.ConsumedEntireMessage()) return false;
     Weigh(*message, evidence);
     AddNames(*message, &evidence->names);
-    if (message->ByteSizeLong() < record.size()) ++evidence->cut_numbers;
+    if (message->ByteSizeLong() != record.size()) ++evidence->rewritten;
     evidence->violations += static_cast<int>(Util::Check(*message).size());
   }
   return true;
@@ -206,8 +210,8 @@ std::string Reason(const Evidence& evidence, std::uint64_t total) {
   add(evidence.texts, "string is readable", "strings are readable");
   add(evidence.unreadable_texts, "string is not readable", "strings are not readable");
   add(evidence.readable_bytes, "bytes field holds text", "bytes fields hold text");
-  add(evidence.cut_numbers, "message has a number too long for its field",
-      "messages have numbers too long for their fields");
+  add(evidence.rewritten, "record would be written otherwise",
+      "records would be written otherwise");
   add(evidence.violations, "payload does not go with its selector",
       "payloads do not go with their selectors");
   return text;

@@ -192,8 +192,8 @@ class MessageWriter {
         return writer_->Bool(
             Get(message, field, &Reflection::GetBool, &Reflection::GetRepeatedBool));
       case FieldDescriptor::CPPTYPE_ENUM: {
-        const EnumValueDescriptor* value = Get<const EnumValueDescriptor*>(
-            message, field, &Reflection::GetEnum, &Reflection::GetRepeatedEnum);
+        const auto* value = Get<const EnumValueDescriptor*>(message, field, &Reflection::GetEnum,
+                                                            &Reflection::GetRepeatedEnum);
         return options_.enums_as_numbers ? writer_->Int(value->number()) : WriteText(value->name());
       }
       case FieldDescriptor::CPPTYPE_STRING:

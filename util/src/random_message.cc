@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -212,7 +213,7 @@ class Filler {
         const Bits bits = static_cast<Bits>(random_());
         Real value = 0;
         std::memcpy(&value, &bits, sizeof value);
-        return value - value == 0 ? value : Real{1} / 3;
+        return std::isfinite(value) ? value : Real{1} / 3;
       }
       default:
         return static_cast<Real>(static_cast<int>(Below(20001)) - 10000) / 100;
