@@ -59,6 +59,21 @@ TEST(CheckCommand, RefusesInputThatIsNoMessage) {
   EXPECT_TRUE(RefusedWith(Cmnsys({"check", "Itoa", "a", "b"}), "\n  Pb.CmnSys.Iota\n"));
 }
 
+TEST(CheckCommand, ReadsStreamsAndOtherFormatsAndKeepsWhatItFoundBeforeAFault) {
+  const std::string bytes = Cmnsys({"encode", "Iota"}, kMismatch).output;
+  const std::string record = std::string(1, static_cast<char>(bytes.size())) + bytes;
+  const ProcessResult stream =
+      Cmnsys({"check", "Iota", "--from", "delimited"}, record + record + "\x05");
+  EXPECT_EQ(stream.status, 1);
+  EXPECT_EQ(stream.output, kMismatchLine + ("record 1: " + std::string(kMismatchLine)));
+  EXPECT_EQ(stream.errors.find("cmnsys: standard input: "), 0U) << stream.errors;
+
+  EXPECT_EQ(Cmnsys({"check", "Iota", "--from", "json"},
+                   R"({"type": "IOTA_TYPE_U32", "iotaBool": {"val": true}})")
+                .output,
+            kMismatchLine);
+}
+
 TEST(CheckCommand, SaysWhenItStopsEarly) {
   EXPECT_EQ(Cmnsys({"check", "LocalizedString", "--from", "text", "--max-violations", "2"},
                    "arguments {} arguments {}")

@@ -8,9 +8,10 @@
 #include "commands.h"
 #include "failure.h"
 #include "input.h"
+#include "message_stream.h"
 #include "message_type.h"
 #include "output.h"
-#include "parse.h"
+#include "progress.h"
 
 namespace CmnSys::Tool {
 namespace {
@@ -18,56 +19,61 @@ namespace {
 struct CheckCommandOptions {
   std::string type;
   std::vector<std::string> paths = {"-"};
-  std::string from = "binary";
+  Format from = Format::kAuto;
   InputOptions input;  // The limits; the path is that of each input in turn.
+  JsonOptions json;
   std::size_t max_violations = Util::CheckOptions().max_violations;
 };
 
-// Reads one input into the message and prints its violations. Returns whether there is none.
+std::string Line(const std::string& prefix, const Util::Violation& violation) {
+  return prefix + (violation.path.empty() ? "." : violation.path) + ": " +
+         std::string(Util::RuleName(violation.rule)) + ": " + violation.sentence + "\n";
+}
+
+// Reads the messages of one input into `message`, one after the other, and writes their violations.
+// Returns whether there is none.
 bool CheckInput(const CheckCommandOptions& options, const InputOptions& input,
-                google::protobuf::Message* message) {
-  const std::string bytes = ReadInput(input);
-  if (options.from == "text") {
-    ParseText(bytes, input, message);
-  } else {
-    ParseBinary(bytes, input, message);
+                google::protobuf::Message* message, Output* output) {
+  const auto source = OpenSource(input, options.from, options.json);
+  const std::string input_prefix = options.paths.size() > 1 ? input.Name() + ": " : "";
+  Progress progress(input.path);
+  std::size_t count = 0;
+  for (std::uint64_t record = 0; source->Next(message); ++record) {
+    Util::CheckOptions check;
+    check.max_depth = input.max_depth;
+    check.max_violations =
+        options.max_violations - count + 1;  // One more tells that there is more.
+    const std::string prefix =
+        input_prefix + (record > 0 ? "record " + std::to_string(record) + ": " : "");
+    for (const Util::Violation& violation : Util::Check(*message, check)) {
+      if (count == options.max_violations) {
+        std::cerr << "cmnsys: stopped checking " << input.Name() << " after " << count
+                  << " violations; --max-violations sets the limit\n";
+        return false;
+      }
+      output->Write(Line(prefix, violation));
+      ++count;
+    }
+    progress.Update(source->position());
   }
-
-  Util::CheckOptions check;
-  check.max_depth = input.max_depth;
-  check.max_violations = options.max_violations + 1;  // One more tells whether the limit cuts.
-  std::vector<Util::Violation> violations = Util::Check(*message, check);
-  const bool cut = violations.size() > options.max_violations;
-  if (cut) violations.pop_back();
-
-  const std::string prefix = options.paths.size() > 1 ? input.Name() + ": " : "";
-  std::string text;
-  for (const Util::Violation& violation : violations) {
-    text += prefix + (violation.path.empty() ? "." : violation.path) + ": " +
-            std::string(Util::RuleName(violation.rule)) + ": " + violation.sentence + "\n";
-  }
-  WriteOutput({}, text, OutputKind::kText);
-  if (cut) {
-    std::cerr << "cmnsys: stopped checking " << input.Name() << " after " << violations.size()
-              << " violations; --max-violations sets the limit\n";
-  }
-  return violations.empty();
+  return count == 0;
 }
 
 void CheckAll(const CheckCommandOptions& options) {
   const std::unique_ptr<google::protobuf::Message> message = NewMessage(options.type);
+  Output output({}, OutputKind::kText);
   bool passed = true;
   for (const std::string& path : options.paths) {
     InputOptions input = options.input;
     input.path = path;
     try {
-      passed = CheckInput(options, input, message.get()) && passed;
+      passed = CheckInput(options, input, message.get(), &output) && passed;
     } catch (const Failure& failure) {
-      if (options.paths.size() == 1) throw;
       std::cerr << "cmnsys: " << failure.what() << '\n';
       passed = false;
     }
   }
+  output.Finish();
   if (!passed) throw NegativeResult();
 }
 
@@ -81,24 +87,25 @@ void AddCheckCommand(CLI::App* app) {
       ->required();
   command->add_option("INPUT", options->paths, "Files to read; - is standard input")
       ->capture_default_str();
-  command->add_option("-f,--from", options->from, "Format of the input")
-      ->check(CLI::IsMember({"binary", "text"}))
-      ->capture_default_str();
+  AddFormatOption(command, "-f,--from", &options->from, "Format of the inputs");
   options->input.AddLimitsTo(command);
   command->add_option("--max-violations", options->max_violations, "Stop after so many")
       ->check(CLI::Range(1, 1000000))
       ->type_name("COUNT")
       ->capture_default_str();
   command->footer(
-      "Prints one violation a line: PATH: RULE: what is wrong. The path . is the message itself;\n"
-      "with several inputs, the name of the input stands in front.\n"
+      "Prints one violation a line: PATH: RULE: what is wrong. The path . is the message itself.\n"
+      "With several inputs, the name of the input stands in front; in a stream, so does the\n"
+      "number of the record, but for the first, which is 0. \"cmnsys convert --help\" explains "
+      "the\n"
+      "formats.\n"
       "\n"
       "Exit status: 0 no violation; 1 violations, or input that cannot be read or parsed.\n"
       "\n"
       "Examples:\n"
       "  cmnsys check Pb.CmnSys.Events.Event event.bin\n"
       "  echo 'type: IOTA_TYPE_U32 iota_bool {}' | cmnsys check Iota --from text\n"
-      "  cmnsys check NotificationList captured/*.bin | grep extension-mismatch");
+      "  cmnsys check Notification captured/*.delimited | grep extension-mismatch");
   command->callback([options] { CheckAll(*options); });
 }
 
