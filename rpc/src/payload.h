@@ -14,6 +14,10 @@
 
 namespace CmnSys::Rpc {
 
+// A header by which a server tells that a subscription is accepted. Without it a client could not
+// tell an accepted one, which has no message yet, from a refused one.
+inline constexpr const char* kSubscribedHeader = "cmnsys-subscribed";
+
 // Serializes a message. `what` names it in texts: "request", "response".
 // Fails with kResourceExhausted when it is longer than `limit`, with kInvalidArgument when it lacks
 // required fields.

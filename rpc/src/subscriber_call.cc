@@ -45,6 +45,7 @@ void SubscriberCall::Accept() {
     if (status.Ok()) {
       state_ = State::kOpen;
       // Tells the client that it is accepted, before the first message.
+      context_.AddInitialMetadata(kSubscribedHeader, "1");
       writing_ = core_->gate.Pass([this] { writer_.SendInitialMetadata(&written_); });
     } else {
       Finish(status);

@@ -58,18 +58,17 @@ Status Subscription::Impl::Receive() {
     stream->ReadInitialMetadata(nullptr);
     open = Wait();
   }
+  bool active = open && context_.GetServerInitialMetadata().count(kSubscribedHeader) != 0;
+  if (active && handler_.on_active) handler_.on_active();
   const std::unique_ptr<Message> message(prototype_->New());
   Status unreadable;
-  bool active = false;
   while (open) {
     grpc::ByteBuffer bytes;
     stream->Read(&bytes, nullptr);
-    if (!active) {
-      if (handler_.on_active) handler_.on_active();
-      active = true;
-    }
     open = Wait();
     if (!open) break;
+    if (!active && handler_.on_active) handler_.on_active();
+    active = true;
     message->Clear();
     unreadable = ParseMessage(&bytes, "message", message.get());
     if (!unreadable.Ok()) {

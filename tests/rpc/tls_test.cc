@@ -1,0 +1,180 @@
+// Who can connect to whom.
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+
+#include "fixture.h"
+
+namespace CmnSys::Test {
+namespace {
+
+Rpc::ServerOptions ServerWith(const Rpc::TlsFiles& files) {
+  Rpc::ServerOptions options;
+  options.tls = files;
+  return options;
+}
+
+Rpc::ChannelOptions ChannelWith(const Rpc::TlsFiles& files) {
+  Rpc::ChannelOptions options;
+  options.tls = files;
+  return options;
+}
+
+TEST(Tls, NamesTheCallerByItsCertificateAndCarriesItsSessionToken) {
+  const Certificates certificates;
+  Rpc::CallInfo seen;
+  LoopbackServer server(
+      [&](Rpc::ServerController* controller, const InitiateReq&, InitiateRsp*, Closure* done) {
+        seen = controller->Info();
+        done->Run();
+      },
+      ServerWith(certificates.Server()));
+  Rpc::Channel channel(server.address(), ChannelWith(certificates.Client()));
+  channel.SetSessionToken("s3cret");
+  ASSERT_EQ(Call(&channel).code, StatusCode::kOk);
+  EXPECT_EQ(seen.identity.common_name, "client");
+  EXPECT_EQ(seen.identity.alternative_names, std::vector<std::string>{"client.example"});
+  EXPECT_EQ(seen.session_token, "s3cret");
+  EXPECT_EQ(seen.metadata.count("authorization"), 0U);
+  channel.SetSessionToken("");
+  ASSERT_EQ(Call(&channel).code, StatusCode::kOk);
+  EXPECT_EQ(seen.session_token, "");
+  EXPECT_THROW(channel.SetSessionToken("two words"), std::invalid_argument);
+}
+
+TEST(Tls, ASessionTokenIsNeverSentInClear) {
+  std::atomic<int> served{0};
+  LoopbackServer server(
+      [&](Rpc::ServerController*, const InitiateReq&, InitiateRsp*, Closure* done) {
+        ++served;
+        done->Run();
+      });
+  Rpc::ChannelOptions options;
+  options.session_token = "s3cret";
+  Rpc::Channel channel(server.address(), options);
+  const Result result = Call(&channel);
+  EXPECT_EQ(result.code, StatusCode::kUnauthenticated);
+  EXPECT_NE(result.text.find("not sent over a plaintext connection"), std::string::npos);
+  EXPECT_EQ(served, 0);
+}
+
+TEST(Tls, StrangersFailWithATextThatSaysWhy) {
+  const Certificates ours;
+  const Certificates theirs;
+  LoopbackServer tls(Echo(), ServerWith(ours.Server()));
+  LoopbackServer plaintext(Echo());
+
+  Rpc::TlsFiles other_authority = ours.Client();
+  other_authority.ca_file = theirs.PathOf("ca.pem");
+  Rpc::TlsFiles other_client = theirs.Client();
+  other_client.ca_file = ours.PathOf("ca.pem");
+  Rpc::TlsFiles no_certificate;
+  no_certificate.ca_file = ours.PathOf("ca.pem");
+  Rpc::ChannelOptions other_name = ChannelWith(ours.Client());
+  other_name.server_name = "other.example";
+
+  const struct {
+    const char* what;
+    std::string address;
+    Rpc::ChannelOptions options;
+    const char* text;
+  } cases[] = {
+      {"wrong authority", tls.address(), ChannelWith(other_authority),
+       "not signed by an authority in the CA file"},
+      {"wrong name", tls.address(), other_name, "does not carry the expected name"},
+      {"foreign certificate", tls.address(), ChannelWith(other_client),
+       "may have refused this client's certificate"},
+      {"missing certificate", tls.address(), ChannelWith(no_certificate),
+       "may have refused this client's certificate"},
+      {"plaintext to TLS", tls.address(), {}, "the server may expect TLS"},
+      {"TLS to plaintext", plaintext.address(), ChannelWith(ours.Client()),
+       "the server does not speak TLS there"},
+  };
+  for (const auto& test : cases) {
+    Rpc::Channel channel(test.address, test.options);
+    const Result result = Call(&channel);
+    EXPECT_EQ(result.code, StatusCode::kUnavailable) << test.what;
+    EXPECT_NE(result.text.find(test.text), std::string::npos) << test.what << ": " << result.text;
+    EXPECT_NE(result.text.find(test.address), std::string::npos) << result.text;
+  }
+  Rpc::Channel good(tls.address(), ChannelWith(ours.Client()));
+  EXPECT_EQ(Call(&good).code, StatusCode::kOk);
+}
+
+TEST(Tls, PlaintextBeyondLoopbackMustBeAskedFor) {
+  const auto start = [](const std::string& address, Rpc::Plaintext plaintext) {
+    Rpc::ServerOptions options;
+    options.addresses = {address};
+    options.plaintext = plaintext;
+    LoopbackServer server(Echo(), options);
+  };
+  EXPECT_THROW(start("0.0.0.0:0", Rpc::Plaintext::kLoopbackOnly), std::invalid_argument);
+  EXPECT_NO_THROW(start("0.0.0.0:0", Rpc::Plaintext::kAnywhere));
+  EXPECT_NO_THROW(start("localhost:0", Rpc::Plaintext::kLoopbackOnly));
+  EXPECT_THROW(Rpc::Channel("192.0.2.1:4000"), std::invalid_argument);
+  Rpc::ChannelOptions anywhere;
+  anywhere.plaintext = Rpc::Plaintext::kAnywhere;
+  EXPECT_NO_THROW(Rpc::Channel("192.0.2.1:4000", anywhere));
+  for (const char* address :
+       {"", "host", ":1", "host:", "host:70000", "::1:5", "[::1:5", "a b:1"}) {
+    EXPECT_THROW(Rpc::Channel(address, anywhere), std::invalid_argument) << address;
+  }
+}
+
+TEST(Tls, FilesThatCannotBeUsedAreRefusedByName) {
+  const Certificates certificates;
+  const TemporaryFolder folder;
+  const auto text_for = [&](Rpc::TlsFiles files) {
+    try {
+      LoopbackServer server(Echo(), ServerWith(files));
+    } catch (const std::invalid_argument& error) {
+      return std::string(error.what());
+    }
+    return std::string("no error");
+  };
+  Rpc::TlsFiles missing = certificates.Server();
+  missing.key_file = folder.PathOf("none.key");
+  EXPECT_EQ(text_for(missing), "cannot read the key file " + folder.PathOf("none.key") +
+                                   ": No such file or directory");
+  Rpc::TlsFiles mixed = certificates.Server();
+  mixed.key_file = certificates.PathOf("client.key");
+  EXPECT_NE(text_for(mixed).find("does not belong to the certificate"), std::string::npos);
+  Rpc::TlsFiles swapped = certificates.Server();
+  swapped.ca_file = certificates.PathOf("server.key");
+  EXPECT_NE(text_for(swapped).find("holds no certificate"), std::string::npos);
+  Rpc::TlsFiles none;
+  none.ca_file = certificates.PathOf("ca.pem");
+  EXPECT_EQ(text_for(none), "TLS needs the certificate file");
+}
+
+TEST(Tls, RenewedCertificatesAreTakenUpWithoutARestart) {
+  namespace fs = std::filesystem;
+  const Certificates first;
+  const Certificates second;
+  const TemporaryFolder folder;
+  const fs::path current = folder.PathOf("current");
+  const auto switch_to = [&](const Certificates& certificates) {
+    const fs::path next = folder.PathOf("next");
+    fs::create_directory_symlink(certificates.PathOf(""), next);
+    fs::rename(next, current);
+  };
+  switch_to(first);
+  Rpc::TlsFiles files = first.Server();
+  files.ca_file = current / "ca.pem";
+  files.certificate_file = current / "server.pem";
+  files.key_file = current / "server.key";
+  LoopbackServer server(Echo(), ServerWith(files));
+  const auto works = [&](const Certificates& certificates) {
+    Rpc::Channel channel(server.address(), ChannelWith(certificates.Client()));
+    return Call(&channel).code == StatusCode::kOk;
+  };
+  EXPECT_TRUE(works(first));
+  EXPECT_FALSE(works(second));
+  switch_to(second);
+  EXPECT_TRUE(Eventually([&] { return works(second); }));
+  EXPECT_FALSE(works(first));
+}
+
+}  // namespace
+}  // namespace CmnSys::Test
