@@ -21,8 +21,9 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION [[
-The shared libraries of generated message classes, and cmnsys, which shows,
-reads and writes the messages.]])
+The shared libraries of generated message classes, of utilities for them and
+of their transport over gRPC; and cmnsys, which shows, reads and writes the
+messages.]])
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME cmnsysprotobuf)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 

@@ -31,8 +31,9 @@ TEST(RealSiblings, TheLibraryBuildsInstallsAndRunsWithStockPackages) {
 
   const CMakeProject library(CMNSYS_SOURCE, kWork + "/build");
   ASSERT_NO_FATAL_FAILURE(ConfigureAndBuild(
-      library, {"-DCMNSYS_BUNDLED_SIBLINGS=OFF", "-DCMNSYS_BUILD_TESTS=OFF",
-                "-DCMAKE_PREFIX_PATH=" + kSiblings, "-DCMAKE_BUILD_TYPE=Unoptimized"}));
+      library,
+      {"-DCMNSYS_BUNDLED_SIBLINGS=OFF", "-DCMNSYS_BUILD_TESTS=OFF", "-DCMNSYS_BUILD_EXAMPLES=OFF",
+       "-DCMAKE_PREFIX_PATH=" + kSiblings, "-DCMAKE_BUILD_TYPE=Unoptimized"}));
   ASSERT_EQ(library.Install(kInstalled).status, 0);
 
   const CMakeProject consumer(CMNSYS_SOURCE "/tests/package/consumer", kWork + "/consumer");

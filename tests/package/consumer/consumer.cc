@@ -5,6 +5,7 @@
 #include <iostream>
 #include <string>
 
+#include "CmnSys/Rpc/Status.h"
 #include "CmnSys/Util/Schema.h"
 #include "ProtoBuf/CmnSys/CmnSys.Events.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.EventsDerived.pb.h"
@@ -54,6 +55,9 @@ void CheckNamesAndNumbers() {
         "a field-number constant");
   Check(AddressOfNestedEnumConstant() != nullptr, "a nested enum constant has an address");
   Check(CmnSys::Util::SchemaFiles().size() == 65, "the utilities see the whole schema");
+  Check(CmnSys::Rpc::StatusCodeName(CmnSys::Rpc::StatusCode::kUnavailable) ==
+            std::string("UNAVAILABLE"),
+        "the RPC library links");
 }
 
 class DefaultServer : public Default {
