@@ -10,9 +10,9 @@ ProcessResult CMakeProject::Configure(const std::vector<std::string>& options) c
                                       build_,
                                       "-G",
                                       "Ninja",
-                                      "-DCMAKE_PREFIX_PATH=" CMNSYS_PREFIX,
-                                      "-DCMAKE_CXX_COMPILER=" CMNSYS_COMPILER,
-                                      "-DCMAKE_CXX_FLAGS=" CMNSYS_COMPILER_FLAGS};
+                                      std::string("-DCMAKE_PREFIX_PATH=") + CMNSYS_PREFIX,
+                                      std::string("-DCMAKE_CXX_COMPILER=") + CMNSYS_COMPILER,
+                                      std::string("-DCMAKE_CXX_FLAGS=") + CMNSYS_COMPILER_FLAGS};
   command.insert(command.end(), options.begin(), options.end());
   return Run(command);
 }

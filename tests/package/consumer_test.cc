@@ -62,15 +62,17 @@ TEST(FindPackageErrors, AnotherProtobufVersionIsRefusedByNumber) {
 
 TEST(PkgConfig, AProgramBuildsAndRuns) {
   const std::string build = CMNSYS_WORK "/pkg_config";
+  const std::string libraries = CMNSYS_PREFIX "/" CMNSYS_LIBDIR;
   std::filesystem::remove_all(build);
   std::filesystem::create_directories(build);
   const ProcessResult built = CmnSys::Test::Run(
-      {"env", "PKG_CONFIG_PATH=" CMNSYS_PREFIX "/" CMNSYS_LIBDIR "/pkgconfig", "make",
-       "--directory=" + build, std::string("--makefile=") + kConsumer + "/Makefile",
-       "CXX=" CMNSYS_LAUNCHER " " CMNSYS_COMPILER, "CXXFLAGS=" CMNSYS_COMPILER_FLAGS});
+      {"env", "PKG_CONFIG_PATH=" + libraries + "/pkgconfig", "make", "--directory=" + build,
+       std::string("--makefile=") + kConsumer + "/Makefile",
+       std::string("CXX=") + CMNSYS_LAUNCHER + " " + CMNSYS_COMPILER,
+       std::string("CXXFLAGS=") + CMNSYS_COMPILER_FLAGS});
   ASSERT_EQ(built.status, 0) << built.output << built.errors;
-  const ProcessResult ran = CmnSys::Test::Run(
-      {"env", "LD_LIBRARY_PATH=" CMNSYS_PREFIX "/" CMNSYS_LIBDIR, build + "/consumer"});
+  const ProcessResult ran =
+      CmnSys::Test::Run({"env", "LD_LIBRARY_PATH=" + libraries, build + "/consumer"});
   EXPECT_EQ(ran.status, 0) << ran.errors;
 }
 

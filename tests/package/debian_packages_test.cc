@@ -27,8 +27,8 @@ TEST(DebianPackages, RuntimeAndDevelopmentFilesArePartedAndDependenciesNamed) {
   if (CMNSYS_SANITIZED) GTEST_SKIP() << "packages are not made of sanitized builds";
   const TemporaryFolder folder;
   const ProcessResult packed =
-      CmnSys::Test::Run({"cpack", "--config", CMNSYS_BUILD "/CPackConfig.cmake", "-B",
-                         folder.path(), "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=none"});
+      CmnSys::Test::Run({"cpack", "--config", std::string(CMNSYS_BUILD) + "/CPackConfig.cmake",
+                         "-B", folder.path(), "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=none"});
   ASSERT_EQ(packed.status, 0) << packed.output << packed.errors;
 
   const auto field = [&folder](const std::string& package, const std::string& name) {
