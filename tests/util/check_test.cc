@@ -10,7 +10,8 @@
 #include <vector>
 
 #include "CmnSys/Util/Pairing.h"
-#include "CmnSys/Util/Schema.h"
+#include "CmnSys/Util/RandomMessage.h"
+#include "all_messages.h"
 #include "support/files.h"
 
 namespace CmnSys::Test {
@@ -22,10 +23,6 @@ using google::protobuf::Message;
 using Util::CheckRule;
 using Fields = std::vector<const FieldDescriptor*>;
 using Lines = std::vector<std::string>;
-
-std::unique_ptr<Message> NewMessage(const std::string& type) {
-  return std::unique_ptr<Message>(Util::FindPrototype(type)->New());
-}
 
 std::unique_ptr<Message> Parse(const std::string& type, const std::string& text) {
   std::unique_ptr<Message> message = NewMessage(type);
@@ -284,6 +281,22 @@ TEST(Check, AllowsForWhatANewerSchemaMayHold) {
 TEST(Check, IgnoresMessagesWithoutRule) {
   EXPECT_EQ(ViolationsOf("Pb.CmnSys.Gid", "id: 'x'"), Lines{});
   EXPECT_EQ(ViolationsOf("Pb.Prism.Version", ""), Lines{});
+}
+
+TEST(Check, TakesMessagesOfEveryTypeAndLeavesThemAsTheyAre) {
+  Util::RandomMessageOptions random;
+  random.max_extensions = 3;
+  std::size_t count = 0;
+  for (const Message* type : AllMessages()) {
+    for (std::uint64_t seed = 0; seed < 4; ++seed) {
+      const std::unique_ptr<Message> message(type->New());
+      Util::FillRandom(seed, random, message.get());
+      const std::string bytes = message->SerializeAsString();
+      count += Util::Check(*message).size();
+      EXPECT_EQ(message->SerializeAsString(), bytes) << type->GetTypeName();
+    }
+  }
+  EXPECT_GT(count, 0U);
 }
 
 // Nests a string as deep as told: each level is an iota, its payload and a localized string.
