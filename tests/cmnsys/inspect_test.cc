@@ -30,6 +30,16 @@ TEST(Sample, IsReproducibleAndReadsAsItsType) {
             20U);
 }
 
+TEST(Sample, PassesTheChecker) {
+  for (const char* const type : {"Events.Event", "Iota", "Notification", "Query", "RuleAction"}) {
+    for (const char* const seed : {"0", "1", "2", "3"}) {
+      const ProcessResult sample = Cmnsys({"sample", type, "--seed", seed, "--to", "binary"});
+      ASSERT_EQ(sample.status, 0) << sample.errors;
+      EXPECT_EQ(Cmnsys({"check", type}, sample.output).output, "") << type << " " << seed;
+    }
+  }
+}
+
 TEST(Diff, PrintsEachDifferenceAndExitsLikeDiff) {
   const TemporaryFolder folder;
   const std::string left = folder.Write("left.txt", "id: 'x' type: GID_TYPE_SERVER");

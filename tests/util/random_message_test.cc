@@ -4,7 +4,9 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
+#include "CmnSys/Util/Check.h"
 #include "CmnSys/Util/RandomMessage.h"
 #include "CmnSys/Util/WireFault.h"
 #include "ProtoBuf/CmnSys/CmnSys.Events.pb.h"
@@ -53,6 +55,29 @@ TEST(RandomMessage, IsValidForItsTypeAndWithinItsLimits) {
       EXPECT_EQ(again->SerializeAsString(), bytes);
     }
   }
+}
+
+TEST(RandomMessage, FollowsThePairingRulesOnDemand) {
+  Util::RandomMessageOptions options;
+  int violations_without = 0;
+  for (const Message* type : AllMessages()) {
+    for (std::uint64_t seed = 0; seed < 8; ++seed) {
+      const std::unique_ptr<Message> message(type->New());
+      options.follow_pairing = false;
+      Util::FillRandom(seed, options, message.get());
+      if (!Util::Check(*message).empty()) ++violations_without;
+
+      options.follow_pairing = true;
+      Util::FillRandom(seed, options, message.get());
+      const std::vector<Util::Violation> violations = Util::Check(*message);
+      ASSERT_TRUE(violations.empty())
+          << type->GetTypeName() << " " << seed << " " << violations[0].path << ": "
+          << violations[0].sentence << "\n"
+          << message->DebugString();
+      EXPECT_LE(message->ByteSizeLong(), options.max_bytes);
+    }
+  }
+  EXPECT_GT(violations_without, 100);
 }
 
 TEST(RandomMessage, DependsOnSeedAndOptionsOnly) {

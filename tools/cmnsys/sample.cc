@@ -23,9 +23,11 @@ struct SampleOptions {
 
 void Sample(const SampleOptions& options) {
   const std::unique_ptr<google::protobuf::Message> message = NewMessage(options.type);
+  Util::RandomMessageOptions random = options.random;
+  random.follow_pairing = true;
   const auto sink = OpenSink(options.output, options.to, options.json);
   for (std::uint64_t i = 0; i < options.count; ++i) {
-    Util::FillRandom(options.seed + i, options.random, message.get());
+    Util::FillRandom(options.seed + i, random, message.get());
     sink->Write(*message);
   }
   sink->Finish();
@@ -62,7 +64,8 @@ void AddSampleCommand(CLI::App* app) {
   options->output.AddTo(command);
   options->json.AddTo(command);
   command->footer(
-      "Enum fields hold declared values and strings UTF-8; an extension is among the fields. "
+      "Enum fields hold declared values and strings UTF-8, and payloads go with their selectors, "
+      "as \"cmnsys check\" wants it. "
       "\"cmnsys convert --help\" explains the formats.\n"
       "\n"
       "Examples:\n"

@@ -7,9 +7,11 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CmnSys/Util/RandomMessage.h"
+#include "pairings.h"
 
 namespace CmnSys::Util {
 
@@ -25,6 +27,13 @@ namespace {
 constexpr std::size_t kTagBytes = 5;
 constexpr std::size_t kLengthBytes = 5;
 constexpr std::size_t kNumberBytes = 10;
+// What a sub-message takes beside its content.
+constexpr std::size_t kOwnBytes = kTagBytes + kLengthBytes;
+
+// What a record that follows a pairing rule takes at least, selector and payload, and how many
+// levels its payload may lie below it.
+constexpr std::size_t kPairBytes = kTagBytes + kNumberBytes + 3 * kOwnBytes;
+constexpr int kPairLevels = 3;
 
 // Pieces of strings: plain words, and everything that text formats have to escape or encode.
 constexpr std::array kWords = {
@@ -56,8 +65,11 @@ class Filler {
   // Sets fields of `message` in at most `budget` bytes; returns the bytes used, or more than were
   // used.
   std::size_t Fill(Message* message, int depth, std::size_t budget) {
+    const Pairing* const pairing = PairingOf(message->GetDescriptor());
     std::size_t used = 0;
+    if (pairing != nullptr) used += SetPayload(message, *pairing, depth, budget);
     for (const FieldDescriptor* field : ChooseFields(*message)) {
+      if (pairing != nullptr && IsPaired(*pairing, field)) continue;
       const int elements = field->is_repeated() ? 1 + static_cast<int>(Below(MaxRepeated())) : 1;
       for (int i = 0; i < elements; ++i) {
         const std::size_t left = budget - std::min(budget, used);
@@ -107,17 +119,84 @@ class Filler {
     return chosen;
   }
 
+  const Pairing* PairingOf(const Descriptor* type) const {
+    return options_.follow_pairing ? FindPairing(type) : nullptr;
+  }
+
+  static bool IsPaired(const Pairing& pairing, const FieldDescriptor* field) {
+    return field == pairing.described.selector || FindNode(pairing.payloads, field) != nullptr;
+  }
+
+  // Whether a message at this depth can hold what its pairing rule asks for.
+  bool HasRoom(const Descriptor* type, int depth, std::size_t budget) const {
+    return PairingOf(type) == nullptr ||
+           (depth + kPairLevels <= options_.max_depth && budget >= kPairBytes);
+  }
+
+  // Sets a selector and the payload that goes with it, or one of the payloads of a record without
+  // selector. Returns the bytes used.
+  std::size_t SetPayload(Message* message, const Pairing& pairing, int depth, std::size_t budget) {
+    const FieldDescriptor* const selector = pairing.described.selector;
+    std::vector<std::pair<int, FieldPath>> choices;
+    if (selector != nullptr) {
+      choices.assign(pairing.path_of_value.begin(), pairing.path_of_value.end());
+    } else {
+      for (const PayloadNode& node : pairing.payloads) choices.push_back({0, {node.field}});
+    }
+    // What does not fit is no choice. The order is that of the tables, not of pointers.
+    std::sort(choices.begin(), choices.end(), [](const auto& a, const auto& b) {
+      const auto number = [](const FieldPath& path) {
+        return path.empty() ? 0 : path[0]->number();
+      };
+      return std::pair(a.first, number(a.second)) < std::pair(b.first, number(b.second));
+    });
+    choices.erase(
+        std::remove_if(choices.begin(), choices.end(),
+                       [&](const auto& choice) { return !Fits(choice.second, depth, budget); }),
+        choices.end());
+    if (choices.empty()) return 0;
+    const auto& [value, path] = choices[Below(choices.size())];
+
+    std::size_t used = 0;
+    if (selector != nullptr) {
+      message->GetReflection()->SetEnumValue(message, selector, value);
+      used += kTagBytes + kNumberBytes;
+    }
+    const std::vector<PayloadNode>* nodes = &pairing.payloads;
+    for (const FieldDescriptor* field : path) {
+      const PayloadNode* const node = FindNode(*nodes, field);
+      if (node == nullptr || node->below.empty())
+        return used + Set(message, field, depth, budget - used);
+      // Other payloads stand below this one, so that nothing but the path is set.
+      message = message->GetReflection()->MutableMessage(message, field);
+      nodes = &node->below;
+      used += kOwnBytes;
+      ++depth;
+    }
+    return used;
+  }
+
+  bool Fits(const FieldPath& path, int depth, std::size_t budget) const {
+    if (path.empty()) return budget >= kTagBytes + kNumberBytes;
+    const int leaf_depth = depth + static_cast<int>(path.size());
+    const std::size_t steps = kTagBytes + kNumberBytes + path.size() * kOwnBytes;
+    if (leaf_depth > options_.max_depth || budget < steps) return false;
+    const Descriptor* leaf = path.back()->message_type();
+    return leaf == nullptr || HasRoom(leaf, leaf_depth, (budget - steps) / 2);
+  }
+
   // Sets the field, or adds an element to it, when `budget` bytes suffice. Returns the bytes used.
   std::size_t Set(Message* message, const FieldDescriptor* field, int depth, std::size_t budget) {
     const Reflection* reflection = message->GetReflection();
     if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
-      constexpr std::size_t kOwn = kTagBytes + kLengthBytes;
-      if (!field->is_required() && (depth >= options_.max_depth || budget < kOwn)) return 0;
+      // Half of what is left, so that fields after this one have a share.
+      const std::size_t share = (budget - std::min(budget, kOwnBytes)) / 2;
+      const bool fits = depth < options_.max_depth && budget >= kOwnBytes &&
+                        HasRoom(field->message_type(), depth + 1, share);
+      if (!field->is_required() && !fits) return 0;
       Message* child = field->is_repeated() ? reflection->AddMessage(message, field)
                                             : reflection->MutableMessage(message, field);
-      // Half of what is left, so that fields after this one have a share.
-      const std::size_t share = (budget - std::min(budget, kOwn)) / 2;
-      return kOwn + Fill(child, depth + 1, share);
+      return kOwnBytes + Fill(child, depth + 1, share);
     }
     if (field->cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
       const std::string value =

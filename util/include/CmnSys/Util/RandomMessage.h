@@ -26,6 +26,10 @@ struct RandomMessageOptions {
   // The serialized message is no longer than this. Fields that must be set, of which this schema
   // has none, are set even when the limits are reached.
   std::size_t max_bytes = std::size_t{4} << 10;
+  // Whether selectors and payloads go together as the pairing rules want it (see Check.h). A record
+  // that follows a rule is left out where the limits leave no room for its payload; the outermost
+  // message needs a depth of 3 and some 50 bytes for one.
+  bool follow_pairing = false;
   // Whether float and double fields may be NaN or infinite.
   bool non_finite = false;
 };
@@ -33,7 +37,6 @@ struct RandomMessageOptions {
 // Replaces the content of `message` by random fields that the type allows: enum fields hold
 // declared values, string fields UTF-8 (also with quotes, control characters and characters of
 // two to four bytes), number fields often the ends of their range, and there are no unknown fields.
-// Rules beyond the type, such as which payload goes with which selector value, are not followed.
 //
 // The same type, seed and options give the same message, on every machine and in every run; a new
 // release of this library may give another one. Extensions are those linked into the program.
