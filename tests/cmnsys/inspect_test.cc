@@ -92,7 +92,7 @@ TEST(Guess, RanksTheRightTypeFirst) {
                                  "Pb.CmnSys.Rules.Rule", "Pb.CmnSys.Queries.Query"}) {
     const ProcessResult bytes =
         Cmnsys({"sample", type, "--seed", "1", "--percent-set", "90", "--to", "binary"});
-    ASSERT_GT(bytes.output.size(), 50U) << type << bytes.errors;
+    ASSERT_GT(bytes.output.size(), 30U) << type << bytes.errors;
     const ProcessResult result = Cmnsys({"guess", "--limit", "1"}, bytes.output);
     EXPECT_EQ(result.output.find("1. "s + type + "  (score "), 0U) << result.output;
     EXPECT_TRUE(Contains(result.output, "knows all " + std::to_string(bytes.output.size())));
