@@ -12,6 +12,7 @@
 #include <map>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "CmnSys/Util/DelimitedStream.h"
 #include "failure.h"
@@ -412,8 +413,13 @@ const char kFormatHelp[] =
 
 CLI::Option* AddFormatOption(CLI::App* command, const std::string& name, Format* format,
                              const std::string& description) {
-  return command->add_option(name, *format, description)
-      ->transform(CLI::CheckedTransformer(FormatNames()))
+  std::vector<std::string> names;
+  for (const auto& entry : FormatNames()) names.push_back(entry.first);
+  return command
+      ->add_option_function<std::string>(
+          name, [format](const std::string& value) { *format = FormatNames().at(value); },
+          description)
+      ->check(CLI::IsMember(names))
       ->type_name("FORMAT")
       ->default_str("auto");
 }
