@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cinttypes>
 #include <cstdio>
 #include <optional>
 #include <vector>
@@ -31,7 +32,7 @@ bool IsPrintable(char c) { return c >= ' ' && c <= '~'; }
 
 void AppendPairs(std::string_view digits, std::string* bytes) {
   for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-    *bytes += static_cast<char>(DigitOf(digits[i]) << 4 | DigitOf(digits[i + 1]));
+    *bytes += static_cast<char>(DigitOf(digits[i]) * 16 + DigitOf(digits[i + 1]));
   }
 }
 
@@ -267,8 +268,7 @@ std::string FormatHexDump(std::string_view bytes, std::uint64_t offset) {
   for (std::size_t i = 0; i < bytes.size(); i += kPerLine) {
     const std::string_view line = bytes.substr(i, kPerLine);
     std::array<char, 24> piece = {};
-    std::snprintf(piece.data(), piece.size(), "%08llx ",
-                  static_cast<unsigned long long>(offset + i));
+    std::snprintf(piece.data(), piece.size(), "%08" PRIx64 " ", offset + i);
     dump += piece.data();
     std::string characters;
     for (std::size_t j = 0; j < kPerLine; ++j) {

@@ -3,6 +3,7 @@
 #include <google/protobuf/wire_format.h>
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstdint>
 #include <cstdio>
 #include <map>
@@ -88,10 +89,9 @@ void AddMessage(const Message& message, const std::string& path, int depth, Usag
 std::string Row(std::uint64_t bytes, std::uint64_t total, std::uint64_t count,
                 const std::string& path) {
   char columns[80];
-  std::snprintf(columns, sizeof columns, "%12llu %6.1f%% %10llu  ",
-                static_cast<unsigned long long>(bytes),
+  std::snprintf(columns, sizeof columns, "%12" PRIu64 " %6.1f%% %10" PRIu64 "  ", bytes,
                 total == 0 ? 0.0 : 100.0 * static_cast<double>(bytes) / static_cast<double>(total),
-                static_cast<unsigned long long>(count));
+                count);
   return columns + path + "\n";
 }
 
@@ -113,7 +113,7 @@ void Size(const SizeOptions& options) {
 
   std::vector<std::pair<std::string, Usage>> rows;
   for (const auto& entry : usage) {
-    if (entry.second.depth <= options.max_depth_shown) rows.push_back(entry);
+    if (entry.second.depth <= options.max_depth_shown) rows.emplace_back(entry);
   }
   if (!options.by_path) {
     std::stable_sort(rows.begin(), rows.end(),
