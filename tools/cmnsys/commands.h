@@ -9,6 +9,7 @@ namespace CmnSys::Tool {
 
 // Each adds its command to the application. The command runs when CLI11 has parsed it and throws
 // Failure when it cannot do what was asked.
+void AddCallCommand(CLI::App* app);
 void AddCheckCommand(CLI::App* app);
 void AddConvertCommand(CLI::App* app);
 void AddDecodeCommand(CLI::App* app);

@@ -29,6 +29,7 @@ int Main(int argc, char* argv[]) {
   CmnSys::Tool::AddGuessCommand(&app);
   CmnSys::Tool::AddSizeCommand(&app);
   CmnSys::Tool::AddSampleCommand(&app);
+  CmnSys::Tool::AddCallCommand(&app);
   app.footer("Each command explains itself: cmnsys COMMAND --help");
   try {
     app.parse(argc, argv);

@@ -1,0 +1,110 @@
+// Serves the query service over mutual TLS, with events read from a file, and tells subscribers of
+// those events one after the other as if they were just happening. Runs until it is interrupted.
+
+#include "CmnSys/Rpc/Server.h"
+
+#include <google/protobuf/stubs/common.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "ProtoBuf/CmnSys/CmnSys.Notifications.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcEvents.pb.h"
+#include "event_file.h"
+#include "names.h"
+#include "query_server.h"
+
+namespace QueryRpcExample {
+namespace {
+
+namespace Events = Pb::CmnSys::Events;
+namespace Notifications = Pb::CmnSys::Notifications;
+namespace Rpc = CmnSys::Rpc;
+using Pb::Rpc::SvcEvents::EventNotificationSubscribeReq;
+
+constexpr std::uint32_t kResultsPerBatch = 10;
+constexpr timespec kPause = {0, 200'000'000};
+
+Rpc::Publisher* AddPush(Rpc::Server* server) {
+  Rpc::PublisherOptions options;
+  options.service = kPushService;
+  options.method = kPushMethod;
+  options.request_prototype = &EventNotificationSubscribeReq::default_instance();
+  return server->AddPublisher(options);
+}
+
+void Push(Rpc::Publisher* publisher, const Events::Event& event) {
+  Notifications::Notification notification;
+  notification.set_notification_type(Notifications::NOTIFICATION_EVENT);
+  notification.set_timestamp_ms(static_cast<std::uint64_t>(event.timestamp()));
+  *notification.mutable_notification_event()->mutable_event() = event;
+  publisher->Publish(notification, [&event](const Rpc::Subscriber& subscriber) {
+    const auto& filter =
+        static_cast<const EventNotificationSubscribeReq&>(subscriber.Request()).event_filter();
+    return filter.empty() || std::any_of(filter.begin(), filter.end(), [&event](int type) {
+             return type == Events::EVENT_ALL || type == event.event_type();
+           });
+  });
+}
+
+void Serve(const std::string& address, const std::string& folder, const Events::EventList& events,
+           const sigset_t& end_signals) {
+  Rpc::ServerOptions options;
+  options.addresses = {address};
+  options.tls = Rpc::TlsFiles{folder + "/ca.pem", folder + "/server.pem", folder + "/server.key"};
+  options.reflection = true;
+  // Every certificate of this authority is let in; a real server would look at call.identity, or at
+  // call.session_token.
+  options.authorize = [](const Rpc::CallInfo& call) -> Rpc::Status {
+    std::clog << call.identity.common_name + " calls " + call.service + "/" + call.method + "\n";
+    return {};
+  };
+
+  QueryExample::QueryServer query(events, kResultsPerBatch);
+  Rpc::Server server(options);
+  server.Register(&query);
+  Rpc::Publisher* publisher = AddPush(&server);
+  server.Start();
+  std::cout << server.Addresses().front() << std::endl;
+
+  for (int i = 0; sigtimedwait(&end_signals, nullptr, &kPause) < 0;) {
+    if (events.events_size() == 0) continue;
+    Push(publisher, events.events(i));
+    i = (i + 1) % events.events_size();
+  }
+  server.Shutdown(std::chrono::seconds(5));
+}
+
+}  // namespace
+}  // namespace QueryRpcExample
+
+int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::cerr
+        << "usage: query_rpc_server ADDRESS:PORT CERTIFICATE_FOLDER EVENTS_FILE\n"
+           "Prints the address that it listens on; port 0 stands for any free one. The folder\n"
+           "holds ca.pem, server.pem and server.key; EVENTS_FILE holds a\n"
+           "Pb.CmnSys.Events.EventList in text format.\n";
+    return 2;
+  }
+  // Blocked before any thread exists, so that all threads block them and the main loop takes them.
+  sigset_t end_signals;
+  sigemptyset(&end_signals);
+  sigaddset(&end_signals, SIGINT);
+  sigaddset(&end_signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &end_signals, nullptr);
+  try {
+    QueryRpcExample::Serve(argv[1], argv[2], QueryExample::ReadEventFile(argv[3]), end_signals);
+  } catch (const std::exception& error) {
+    std::cerr << "query_rpc_server: " << error.what() << "\n";
+    return 1;
+  }
+  google::protobuf::ShutdownProtobufLibrary();
+  return 0;
+}
