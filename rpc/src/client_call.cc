@@ -65,7 +65,7 @@ void ClientCall::Start(std::unique_ptr<ClientCall> owned) {
       call->Send(call->queue_);
     } else {
       // The closure must not run inside the call that it reports about.
-      call->alarm_.Set(call->queue_, std::chrono::system_clock::now(), static_cast<Tag*>(call));
+      call->alarm_.Set(call->queue_, std::chrono::system_clock::now(), call->Post());
     }
   });
   if (posted) return;
@@ -119,7 +119,7 @@ void ClientCall::Send(grpc::CompletionQueue* queue) {
     if (cancelled_) context_->TryCancel();
   }
   reader_->StartCall();
-  reader_->Finish(&response_, &status_, static_cast<Tag*>(this));
+  reader_->Finish(&response_, &status_, Post());
 }
 
 bool ClientCall::Received() {

@@ -33,12 +33,12 @@ class RawService final : public grpc::Service {
   void RequestCall(int index, grpc::ServerContext* context, grpc::ByteBuffer* request,
                    grpc::ServerAsyncResponseWriter<grpc::ByteBuffer>* writer,
                    grpc::ServerCompletionQueue* queue, Tag* tag) {
-    RequestAsyncUnary(index, context, request, writer, queue, queue, tag);
+    RequestAsyncUnary(index, context, request, writer, queue, queue, tag->Post());
   }
   void RequestCall(int index, grpc::ServerContext* context, grpc::ByteBuffer* request,
                    grpc::ServerAsyncWriter<grpc::ByteBuffer>* writer,
                    grpc::ServerCompletionQueue* queue, Tag* tag) {
-    RequestAsyncServerStreaming(index, context, request, writer, queue, queue, tag);
+    RequestAsyncServerStreaming(index, context, request, writer, queue, queue, tag->Post());
   }
 
  private:

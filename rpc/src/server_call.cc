@@ -15,7 +15,7 @@ void ServerCall::Listen(const std::shared_ptr<ServerCore>& core, const UnaryMeth
   auto* call = new ServerCall(core, method, queue);
   Transport* transport = call->transport_.get();
   const bool listening = core->gate.Pass([&] {
-    transport->context.AsyncNotifyWhenDone(&call->over_);
+    transport->context.AsyncNotifyWhenDone(call->over_.Post());
     method.raw_service->RequestCall(method.index, &transport->context, &transport->request,
                                     &transport->writer, queue, &call->arrived_);
   });
@@ -172,10 +172,10 @@ void ServerCall::Respond(const Status& status, grpc::ByteBuffer* response) {
       Ref();
       sending_ = core_->gate.Pass([&] {
         if (status.Ok()) {
-          transport_->writer.Finish(*response, grpc::Status::OK, &response_sent_);
+          transport_->writer.Finish(*response, grpc::Status::OK, response_sent_.Post());
         } else {
           transport_->writer.FinishWithError(ToGrpc(status, core_->options.max_error_text_bytes),
-                                             &response_sent_);
+                                             response_sent_.Post());
         }
       });
       if (!sending_) Unref();

@@ -12,7 +12,7 @@ void SubscriberCall::Listen(PublisherImpl* publisher, grpc::ServerCompletionQueu
   const auto call = std::make_shared<SubscriberCall>(publisher, queue);
   call->self_ = call;
   const bool listening = publisher->core()->gate.Pass([&] {
-    call->context_.AsyncNotifyWhenDone(&call->over_);
+    call->context_.AsyncNotifyWhenDone(call->over_.Post());
     publisher->raw_service->RequestCall(publisher->index, &call->context_, &call->request_bytes_,
                                         &call->writer_, queue, &call->arrived_);
   });
@@ -46,7 +46,7 @@ void SubscriberCall::Accept() {
       state_ = State::kOpen;
       // Tells the client that it is accepted, before the first message.
       context_.AddInitialMetadata(kSubscribedHeader, "1");
-      writing_ = core_->gate.Pass([this] { writer_.SendInitialMetadata(&written_); });
+      writing_ = core_->gate.Pass([this] { writer_.SendInitialMetadata(written_.Post()); });
     } else {
       Finish(status);
     }
@@ -122,7 +122,7 @@ void SubscriberCall::Advance() {
     waiting_bytes_ -= bytes.Length();
     grpc::WriteOptions options;
     if (!waiting_.empty()) options.set_buffer_hint();
-    writing_ = core_->gate.Pass([&] { writer_.Write(bytes, options, &written_); });
+    writing_ = core_->gate.Pass([&] { writer_.Write(bytes, options, written_.Post()); });
   } else if (state_ == State::kEnding) {
     Finish(outcome_);
   }
@@ -133,8 +133,9 @@ void SubscriberCall::Finish(const Status& status) {
   waiting_.clear();
   waiting_bytes_ = 0;
   if (over_on_wire_) return;
-  finishing_ = core_->gate.Pass(
-      [&] { writer_.Finish(ToGrpc(status, core_->options.max_error_text_bytes), &finished_); });
+  finishing_ = core_->gate.Pass([&] {
+    writer_.Finish(ToGrpc(status, core_->options.max_error_text_bytes), finished_.Post());
+  });
 }
 
 void SubscriberCall::Drop(const Status& status) {

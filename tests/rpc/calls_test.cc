@@ -83,6 +83,7 @@ TEST(Calls, GiveTheSameResultBlockingAndWithAClosureThatRunsOnceElsewhere) {
   Rpc::Channel channel(server.address());
   const InitiateReq request = RequestWith("same");
   const Result blocking = Call(&channel, request);
+  ASSERT_EQ(blocking.code, StatusCode::kOk) << blocking.text;
   EXPECT_EQ(TextIn(blocking.response), "same");
 
   constexpr int kCalls = 200;
