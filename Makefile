@@ -17,8 +17,10 @@ help:
 	@echo "make clean     remove the build folder"
 
 deps:
-	@missing=$$(for p in $$(sed 's/#.*//' packages.txt); do \
-	    dpkg-query -W -f '$${Status}' $$p 2>/dev/null | grep -q '^install ok installed$$' || echo $$p; \
+	@there=$$(dpkg-query -W -f '$${db:Status-Abbrev} $${Package}, $${Provides}\n' | \
+	    sed -n 's/^ii *//p' | tr ', ' '\n\n'); \
+	missing=$$(for p in $$(sed 's/#.*//' packages.txt); do \
+	    echo "$$there" | grep -qxF $$p || echo $$p; \
 	  done); \
 	if [ -n "$$missing" ]; then \
 	  echo "Installing Debian packages:" $$missing; \

@@ -213,7 +213,12 @@ void Server::Impl::Build() {
       static_cast<int>(std::chrono::milliseconds(kKeepaliveTimeout).count()));
   // Clients may ask for signs of life as often as their options allow.
   builder.AddChannelArgument(GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, 5'000);
-  if (!options.reflection) builder.SetOption(std::make_unique<WithoutReflection>());
+  if (options.reflection) {
+    // Done when the reflection library is loaded; the call makes the linker keep that library.
+    grpc::reflection::InitProtoReflectionServerBuilderPlugin();
+  } else {
+    builder.SetOption(std::make_unique<WithoutReflection>());
+  }
   for (const auto& [name, service] : raw_services_) builder.RegisterService(service.get());
   builder.RegisterAsyncGenericService(&unknown_methods_);
   connections_ = builder.experimental().AddExternalConnectionAcceptor(

@@ -212,6 +212,7 @@ TEST(Calls, KnowTheirCallerDeadlineAndMetadata) {
   controller.AddMetadata("x-raw-bin", std::string("\0\xff", 2));
   controller.SetTimeout(std::chrono::hours(1));
   ASSERT_EQ(Call(&channel, {}, &controller).code, StatusCode::kOk);
+  Rpc::CallInfo seen = seen_info.Get();
   EXPECT_EQ(seen.service, "Pb.Rpc.SvcQuery.Query");
   EXPECT_EQ(seen.method, "Initiate");
   EXPECT_EQ(seen.peer.rfind("127.0.0.1:", 0), 0U) << seen.peer;
@@ -226,6 +227,7 @@ TEST(Calls, KnowTheirCallerDeadlineAndMetadata) {
   controller.Reset();
   controller.SetTimeout(milliseconds::max());
   ASSERT_EQ(Call(&channel, {}, &controller).code, StatusCode::kOk);
+  seen = seen_info.Get();
   EXPECT_FALSE(seen.deadline.has_value());
   EXPECT_EQ(seen.metadata.count("x-site"), 0U);
 }

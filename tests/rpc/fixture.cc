@@ -58,6 +58,17 @@ QueryService::Method FailWith(const std::string& text) {
       };
 }
 
+QueryService::Method SeenInfo::Method() {
+  return
+      [this](Rpc::ServerController* controller, const InitiateReq&, InitiateRsp*, Closure* done) {
+        {
+          const std::lock_guard lock(mutex_);
+          info_ = controller->Info();
+        }
+        done->Run();
+      };
+}
+
 LoopbackServer::LoopbackServer(QueryService::Method initiate, Rpc::ServerOptions options)
     : service_(std::move(initiate)),
       server_(std::make_unique<Rpc::Server>(OnLoopback(std::move(options)))) {

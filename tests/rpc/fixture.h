@@ -9,6 +9,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -72,6 +73,21 @@ class QueryService : public Pb::Rpc::SvcQuery::Query {
 QueryService::Method Echo();
 // Fails at once.
 QueryService::Method FailWith(const std::string& text);
+
+// What the last call's controller said of it.
+class SeenInfo {
+ public:
+  // Notes it and answers at once.
+  QueryService::Method Method();
+  Rpc::CallInfo Get() const {
+    const std::lock_guard lock(mutex_);
+    return info_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  Rpc::CallInfo info_;
+};
 
 // A server with a query service on any free port of 127.0.0.1.
 class LoopbackServer {

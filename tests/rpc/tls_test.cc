@@ -23,22 +23,19 @@ Rpc::ChannelOptions ChannelWith(const Rpc::TlsFiles& files) {
 
 TEST(Tls, NamesTheCallerByItsCertificateAndCarriesItsSessionToken) {
   const Certificates certificates;
-  Rpc::CallInfo seen;
-  LoopbackServer server(
-      [&](Rpc::ServerController* controller, const InitiateReq&, InitiateRsp*, Closure* done) {
-        seen = controller->Info();
-        done->Run();
-      },
-      ServerWith(certificates.Server()));
+  SeenInfo seen_info;
+  LoopbackServer server(seen_info.Method(), ServerWith(certificates.Server()));
   Rpc::Channel channel(server.address(), ChannelWith(certificates.Client()));
   channel.SetSessionToken("s3cret");
   ASSERT_EQ(Call(&channel).code, StatusCode::kOk);
+  Rpc::CallInfo seen = seen_info.Get();
   EXPECT_EQ(seen.identity.common_name, "client");
   EXPECT_EQ(seen.identity.alternative_names, std::vector<std::string>{"client.example"});
   EXPECT_EQ(seen.session_token, "s3cret");
   EXPECT_EQ(seen.metadata.count("authorization"), 0U);
   channel.SetSessionToken("");
   ASSERT_EQ(Call(&channel).code, StatusCode::kOk);
+  seen = seen_info.Get();
   EXPECT_EQ(seen.session_token, "");
   EXPECT_THROW(channel.SetSessionToken("two words"), std::invalid_argument);
 }
