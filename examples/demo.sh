@@ -49,7 +49,7 @@ done
 printf '\n== One call from the command line\n'
 printf '%s\n' 'query { type: QUERY_TYPE_SYSTEM_EVENTS_TYPE query_system_events_type {' \
   '  time_begin: 0 time_end: 1795161602000 event_types: EVENT_APPLICATION_SERVER_START } }' |
-  "$bin/cmnsys" call Query/Initiate --target "$(cat "$work/address")" \
+  "$bin/cmnsys" call Query/Initiate --from text --to text --target "$(cat "$work/address")" \
     --ca "$work/certificates/ca.pem" --cert "$work/certificates/client.pem" \
     --key "$work/certificates/client.key"
 kill "$server"

@@ -200,12 +200,8 @@ TEST(Calls, FailWithInternalWhenTheServiceThrows) {
 }
 
 TEST(Calls, KnowTheirCallerDeadlineAndMetadata) {
-  Rpc::CallInfo seen;
-  LoopbackServer server(
-      [&](Rpc::ServerController* controller, const InitiateReq&, InitiateRsp*, Closure* done) {
-        seen = controller->Info();
-        done->Run();
-      });
+  SeenInfo seen_info;
+  LoopbackServer server(seen_info.Method());
   Rpc::Channel channel(server.address());
   Rpc::ClientController controller;
   controller.AddMetadata("x-site", "north gate");

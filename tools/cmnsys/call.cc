@@ -1,5 +1,5 @@
 #include <google/protobuf/descriptor.h>
-#include <google/protobuf/text_format.h>
+#include <google/protobuf/message.h>
 
 #include <chrono>
 #include <cmath>
@@ -15,9 +15,9 @@
 #include "commands.h"
 #include "failure.h"
 #include "input.h"
+#include "message_stream.h"
 #include "message_type.h"
 #include "output.h"
-#include "parse.h"
 
 namespace CmnSys::Tool {
 
@@ -39,7 +39,10 @@ struct CallOptions {
   std::vector<std::string> metadata;
   std::string token_file;
   InputOptions input;
+  Format from = Format::kAuto;
   OutputOptions output;
+  Format to = Format::kAuto;
+  JsonOptions json;
 };
 
 std::vector<std::string> ServiceNames() {
@@ -117,7 +120,18 @@ void Prepare(const CallOptions& options, Rpc::ClientController* controller) {
   }
 }
 
-void Call(const CallOptions& options) {
+// An input without a message is a request without fields.
+void ReadRequest(const CallOptions& options, Message* request) {
+  const auto source = OpenSource(options.input, options.from, options.json);
+  if (!source->Next(request)) return;
+  const std::unique_ptr<Message> another(request->New());
+  if (source->Next(another.get())) {
+    throw Failure(options.input.Name() + " holds more than one request; a call takes one");
+  }
+}
+
+void Call(CallOptions& options) {
+  options.json.write.max_depth = options.input.max_depth;
   // gRPC's log repeats what this reports; whoever wants it sets the variable.
   setenv("GRPC_VERBOSITY", "NONE", 0);
   const MethodDescriptor* method = FindMethod(options.method);
@@ -126,18 +140,16 @@ void Call(const CallOptions& options) {
   Rpc::ClientController controller;
   Rpc::Channel channel(options.targets, ChannelOptionsFor(options));
   Prepare(options, &controller);
-  ParseText(ReadInput(options.input), options.input, request.get());
+  ReadRequest(options, request.get());
 
   channel.CallMethod(method, &controller, request.get(), response.get(), nullptr);
   if (controller.Failed()) {
     throw Failure(method->full_name() + " failed with " + Rpc::StatusCodeName(controller.Code()) +
                   (controller.ErrorText().empty() ? "" : ": " + controller.ErrorText()));
   }
-  std::string text;
-  if (!google::protobuf::TextFormat::PrintToString(*response, &text)) {
-    throw Failure("cannot print the response as text: out of memory");
-  }
-  WriteOutput(options.output, text, OutputKind::kText);
+  const auto sink = OpenSink(options.output, options.to, options.json);
+  sink->Write(*response);
+  sink->Finish();
 }
 
 }  // namespace
@@ -159,7 +171,11 @@ void AddCallCommand(CLI::App* app) {
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   options->input.AddTo(command);
+  AddFormatOption(command, "-f,--from", &options->from, "Format of the request");
+  AddFormatOption(command, "-t,--to", &options->to,
+                  "Format of the response; auto is json on standard output");
   options->output.AddTo(command);
+  options->json.AddTo(command);
   command->add_option("--ca", options->ca, "Certificates of the authorities to believe, PEM")
       ->type_name("FILE");
   CLI::Option* certificate =
@@ -193,13 +209,16 @@ void AddCallCommand(CLI::App* app) {
                    "File with the session token; it is sent over TLS only")
       ->type_name("FILE");
   command->footer(
-      "INPUT is the request in text format; an empty one is a request without fields.\n"
+      std::string(kFormatHelp) +
+      "\n"
+      "\n"
+      "An empty INPUT is a request without fields.\n"
       "\n"
       "Examples:\n"
       "  cmnsys call Query/Initiate --target server:4711 --ca ca.pem --cert me.pem --key me.key "
       "query.txt\n"
-      "  echo 'query_gid { id: \"7\" }' | cmnsys call Query/Abort --target 127.0.0.1:4711 "
-      "--plaintext");
+      "  echo 'query_gid { id: \"7\" }' | cmnsys call Query/Abort --from text --target "
+      "127.0.0.1:4711 --plaintext");
   command->callback([options] { Call(*options); });
 }
 
