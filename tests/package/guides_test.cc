@@ -41,6 +41,20 @@ INSTANTIATE_TEST_SUITE_P(OnTheInstalledPackage, Examples,
                          ::testing::Values("messages", "query", "service"),
                          [](const auto& name) { return std::string(name.param); });
 
+TEST(RpcExample, BuildsOnTheInstalledPackageAndTheClientIsServed) {
+  const std::string build = CMNSYS_WORK "/examples/query_rpc";
+  const CMakeProject project(CMNSYS_SOURCE "/examples/query_rpc", build);
+  const ProcessResult configured = project.Configure({kThroughCompilerCache});
+  ASSERT_EQ(configured.status, 0) << configured.errors;
+  const ProcessResult built = project.Build();
+  ASSERT_EQ(built.status, 0) << built.output << built.errors;
+  const ProcessResult ran =
+      CmnSys::Test::Run({CMNSYS_SOURCE "/tests/rpc/interop/run.sh", build + "/query_rpc_server",
+                         CMNSYS_SOURCE "/examples", build + "/query_rpc_client"});
+  EXPECT_EQ(ran.status, 0) << ran.errors;
+  EXPECT_NE(ran.output.find("Continue after Abort: UNKNOWN"), std::string::npos) << ran.output;
+}
+
 // The lines of a text without the blanks around them, each ended by '\n'.
 std::string TrimmedLines(const std::string& text) {
   std::string result = "\n";
@@ -81,7 +95,7 @@ TEST(Guides, EverySampleStandsInAProgramThatIsBuilt) {
       if (entry.is_regular_file()) programs += TrimmedLines(ReadFile(entry.path()));
     }
   }
-  for (const char* guide : {"cpp.md", "services.md"}) {
+  for (const char* guide : {"cpp.md", "rpc.md", "services.md"}) {
     const std::vector<std::string> samples =
         Samples(ReadFile(CMNSYS_SOURCE "/docs/" + std::string(guide)));
     EXPECT_GT(samples.size(), 3U) << guide;
