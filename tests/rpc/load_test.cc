@@ -125,6 +125,7 @@ TEST(Shutdown, WaitsForCallsWithinItsGraceAndCancelsThemAfterIt) {
     std::atomic<Closure*> held{nullptr};
     LoopbackServer server(
         [&](Rpc::ServerController* controller, const InitiateReq&, InitiateRsp*, Closure* done) {
+          if (arrived.IsSet()) return done->Run();  // Came before the shutdown began.
           controller->NotifyOnCancel(NewClosure([&, controller] {
             if (controller->IsCanceled()) cancelled.Set();
           }));
