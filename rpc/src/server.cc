@@ -10,7 +10,10 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <deque>
+#include <exception>
 #include <map>
 #include <stdexcept>
 #include <thread>
@@ -278,7 +281,14 @@ void Server::Impl::Shutdown(std::chrono::milliseconds grace) {
 
 Server::Server(ServerOptions options) : impl_(std::make_unique<Impl>(std::move(options))) {}
 
-Server::~Server() { impl_->Shutdown(std::chrono::milliseconds(0)); }
+Server::~Server() {
+  try {
+    impl_->Shutdown(std::chrono::milliseconds(0));
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "CmnSys::Rpc::Server cannot be deleted: %s\n", error.what());
+    std::abort();
+  }
+}
 
 void Server::Register(Service* service, Ownership ownership) {
   impl_->Register(service, ownership);

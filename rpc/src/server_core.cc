@@ -10,7 +10,7 @@ namespace CmnSys::Rpc {
 
 namespace {
 
-std::string ToString(grpc::string_ref text) { return {text.data(), text.size()}; }
+std::string ToString(const grpc::string_ref& text) { return {text.data(), text.size()}; }
 
 // From gRPC's "ipv4:192.0.2.7:41000" and "ipv6:%5B2001:db8::7%5D:41000".
 std::string PeerAddress(std::string uri) {

@@ -117,7 +117,8 @@ void SubscriberCall::EndWhenSent(const Status& status) {
 void SubscriberCall::Advance() {
   if (writing_ || (state_ != State::kOpen && state_ != State::kEnding)) return;
   if (!waiting_.empty()) {
-    const grpc::ByteBuffer bytes = std::move(waiting_.front());
+    grpc::ByteBuffer bytes;
+    bytes.Swap(&waiting_.front());
     waiting_.pop_front();
     waiting_bytes_ -= bytes.Length();
     grpc::WriteOptions options;

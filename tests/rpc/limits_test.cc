@@ -198,6 +198,11 @@ TEST(Limits, CallsBeyondTheLimitAreRefusedUntilOneEnds) {
 }
 
 TEST(Limits, RunningOutOfFileDescriptorsIsSurvived) {
+#ifdef __SANITIZE_ADDRESS__
+  // Built together with it, UndefinedBehaviorSanitizer examines memory through a pipe, and takes
+  // every object for damaged when there is no file descriptor left for one.
+  GTEST_SKIP() << "the sanitizer needs file descriptors itself";
+#endif
   LoopbackServer server(Echo());
   Rpc::Channel before(server.address());
   ASSERT_EQ(Call(&before).code, StatusCode::kOk);

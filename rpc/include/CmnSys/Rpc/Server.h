@@ -66,7 +66,8 @@ struct ServerOptions {
 class CMNSYSRPC_EXPORT Server {
  public:
   explicit Server(ServerOptions options);
-  // Shuts down without grace.
+  // Shuts down without grace. Ends the program with a message when it is called by a service method
+  // of the server's own.
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
