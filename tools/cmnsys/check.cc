@@ -1,10 +1,12 @@
 #include "CmnSys/Util/Check.h"
 
-#include <iostream>
+#include <unistd.h>
+
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "colour.h"
 #include "commands.h"
 #include "failure.h"
 #include "input.h"
@@ -26,8 +28,10 @@ struct CheckCommandOptions {
 };
 
 std::string Line(const std::string& prefix, const Util::Violation& violation) {
-  return prefix + (violation.path.empty() ? "." : violation.path) + ": " +
-         std::string(Util::RuleName(violation.rule)) + ": " + violation.sentence + "\n";
+  const std::string path = violation.path.empty() ? "." : violation.path;
+  return prefix + Painted(Colour::kBold, path, STDOUT_FILENO) + ": " +
+         Painted(Colour::kRed, Util::RuleName(violation.rule), STDOUT_FILENO) + ": " +
+         violation.sentence + "\n";
 }
 
 // Reads the messages of one input into `message`, one after the other, and writes their violations.
@@ -47,8 +51,8 @@ bool CheckInput(const CheckCommandOptions& options, const InputOptions& input,
         input_prefix + (record > 0 ? "record " + std::to_string(record) + ": " : "");
     for (const Util::Violation& violation : Util::Check(*message, check)) {
       if (count == options.max_violations) {
-        std::cerr << "cmnsys: stopped checking " << input.Name() << " after " << count
-                  << " violations; --max-violations sets the limit\n";
+        PrintError("stopped checking " + input.Name() + " after " + std::to_string(count) +
+                   " violations; --max-violations sets the limit");
         return false;
       }
       output->Write(Line(prefix, violation));
@@ -69,7 +73,7 @@ void CheckAll(const CheckCommandOptions& options) {
     try {
       passed = CheckInput(options, input, message.get(), &output) && passed;
     } catch (const Failure& failure) {
-      std::cerr << "cmnsys: " << failure.what() << '\n';
+      PrintError(failure.what());
       passed = false;
     }
   }

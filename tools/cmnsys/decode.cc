@@ -1,8 +1,12 @@
 #include <google/protobuf/text_format.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <memory>
+#include <sstream>
 #include <string>
 
+#include "colour.h"
 #include "commands.h"
 #include "failure.h"
 #include "input.h"
@@ -22,6 +26,20 @@ struct DecodeOptions {
   OutputOptions output;
 };
 
+// Fields that the type does not know begin with their number.
+std::string PaintUnknownFields(const std::string& text) {
+  std::string result;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t start = std::min(line.find_first_not_of(' '), line.size());
+    const bool unknown = start < line.size() && line[start] >= '0' && line[start] <= '9';
+    result += line.substr(0, start);
+    line.erase(0, start);
+    result += (unknown ? Painted(Colour::kYellow, line, STDOUT_FILENO) : line) + "\n";
+  }
+  return result;
+}
+
 void Decode(const DecodeOptions& options) {
   const std::unique_ptr<Message> message = NewMessage(options.type);
   const std::string bytes = ReadInput(options.input);
@@ -30,6 +48,7 @@ void Decode(const DecodeOptions& options) {
   if (!google::protobuf::TextFormat::PrintToString(*message, &text)) {
     throw Failure("cannot print " + options.input.Name() + " as text: out of memory");
   }
+  if (options.output.path == "-" && HasColours(STDOUT_FILENO)) text = PaintUnknownFields(text);
   WriteOutput(options.output, text, OutputKind::kText);
 }
 

@@ -1,6 +1,7 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/stubs/strutil.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "CmnSys/Util/Schema.h"
+#include "colour.h"
 #include "commands.h"
 #include "failure.h"
 #include "meaning.h"
@@ -46,7 +48,9 @@ class Page {
 
   void Comment(int indent, const std::string& comment) {
     std::istringstream in(comment);
-    for (std::string line; std::getline(in, line);) Line(indent, line);
+    for (std::string line; std::getline(in, line);) {
+      Line(indent, Painted(Colour::kFaint, line, STDOUT_FILENO));
+    }
   }
 
   void Rows(const std::vector<Row>& rows) {
@@ -59,9 +63,11 @@ class Page {
     for (const Row& row : rows) {
       std::string number = std::to_string(row.number);
       number.insert(0, number_width - number.size(), ' ');
-      std::string name = row.name;
-      if (!row.rest.empty()) name.resize(name_width + 2, ' ');
-      Line(2, number + "  " + name + row.rest);
+      std::string line = number + "  " + Painted(Colour::kCyan, row.name, STDOUT_FILENO);
+      if (!row.rest.empty()) {
+        line += std::string(name_width - row.name.size() + 2, ' ') + row.rest;
+      }
+      Line(2, line);
       Comment(static_cast<int>(number_width) + 6, row.comment);
     }
   }
@@ -132,7 +138,8 @@ Row RowOf(const MethodDescriptor* method) {
 
 template <typename DescriptorType>
 void AddHeading(const char* kind, const DescriptorType* descriptor, Page* page) {
-  page->Line(0, std::string(kind) + " " + descriptor->full_name() + "  (" +
+  page->Line(0, std::string(kind) + " " +
+                    Painted(Colour::kBold, descriptor->full_name(), STDOUT_FILENO) + "  (" +
                     descriptor->file()->name() + ")");
   page->Comment(2, CommentOf(descriptor));
 }

@@ -2,17 +2,18 @@
 #include <google/protobuf/util/message_differencer.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <memory>
 #include <sstream>
 #include <string>
 
+#include "colour.h"
 #include "commands.h"
 #include "failure.h"
 #include "input.h"
 #include "message_stream.h"
 #include "message_type.h"
 #include "output.h"
+#include "progress.h"
 
 namespace CmnSys::Tool {
 
@@ -48,20 +49,18 @@ std::string Differences(const DiffOptions& options, const Message& left, const M
   return differencer.Compare(left, right) ? "" : text;
 }
 
-std::string Coloured(const std::string& line) {
-  const char* colour = "\x1b[33m";
-  if (line.compare(0, 5, "added") == 0) colour = "\x1b[32m";
-  if (line.compare(0, 7, "deleted") == 0) colour = "\x1b[31m";
-  return colour + line + "\x1b[0m";
+Colour ColourOf(const std::string& line) {
+  if (line.compare(0, 5, "added") == 0) return Colour::kGreen;
+  if (line.compare(0, 7, "deleted") == 0) return Colour::kRed;
+  return Colour::kYellow;
 }
 
 // The lines with the record's number in front when there are several records.
 std::string Report(const std::string& differences, const std::string& prefix) {
-  const bool colours = ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
   std::istringstream lines(differences);
   std::string text;
   for (std::string line; std::getline(lines, line);) {
-    text += prefix + (colours ? Coloured(line) : line) + "\n";
+    text += prefix + Painted(ColourOf(line), line, STDOUT_FILENO) + "\n";
   }
   return text;
 }
@@ -75,6 +74,7 @@ void Diff(const DiffOptions& options) {
   const auto left_source = OpenSource(options.left, options.left_format, options.json);
   const auto right_source = OpenSource(options.right, options.right_format, options.json);
   Output output({}, OutputKind::kText);
+  Progress progress(options.left.path);
   bool equal = true;
   for (std::uint64_t record = 0;; ++record) {
     const bool in_left = left_source->Next(left.get());
@@ -90,6 +90,7 @@ void Diff(const DiffOptions& options) {
     const std::string differences = Differences(options, *left, *right);
     equal = equal && differences.empty();
     output.Write(Report(differences, prefix));
+    progress.Update(left_source->position());
   }
   output.Finish();
   if (!equal) throw NegativeResult();

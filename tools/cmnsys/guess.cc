@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -229,8 +228,8 @@ void Guess(const GuessOptions& options) {
     records = split;
     if (records.size() > kMostRecords) records.resize(kMostRecords);
   } else if (split.size() > 1) {
-    std::cerr << "cmnsys: the bytes are also " << split.size()
-              << " records of a delimited stream; --from delimited guesses for those\n";
+    PrintError("the bytes are also " + std::to_string(split.size()) +
+               " records of a delimited stream; --from delimited guesses for those");
   }
   std::uint64_t total = 0;
   for (const std::string_view record : records) total += record.size();

@@ -6,19 +6,40 @@
 #include <google/protobuf/stubs/logging.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <exception>
+#include <string>
+#include <vector>
 
+#include "colour.h"
 #include "commands.h"
 #include "failure.h"
 
 namespace {
+
+// What is wrong with the command line, and where to read more.
+std::string Misunderstood(const CLI::App& app, const CLI::ParseError& error) {
+  const auto commands = app.get_subcommands();
+  const std::string program =
+      commands.empty() ? "cmnsys" : "cmnsys " + commands.front()->get_name();
+  const std::vector<std::string> unknown = app.remaining(true);
+  std::string text = error.what();
+  if (!unknown.empty()) {
+    const std::string& word = unknown.front();
+    const std::string kind = word.front() == '-' ? "option" : commands.empty() ? "command" : "";
+    text = kind.empty() ? word + " is an argument too many" : "there is no " + kind + " " + word;
+  } else if (commands.empty() && error.get_name() == "RequiredError") {
+    text = "a command is required";
+  }
+  return text + "; \"" + program + " --help\" tells more";
+}
 
 int Main(int argc, char* argv[]) {
   CLI::App app("Shows, reads and writes the messages of the system.", "cmnsys");
   app.set_version_flag("--version", "cmnsys " CMNSYS_VERSION);
   app.require_subcommand(1);
   app.get_formatter()->column_width(28);
+  app.fallthrough();
+  CmnSys::Tool::AddColourOption(&app);
   CmnSys::Tool::AddListCommand(&app);
   CmnSys::Tool::AddDescribeCommand(&app);
   CmnSys::Tool::AddEncodeCommand(&app);
@@ -35,7 +56,9 @@ int Main(int argc, char* argv[]) {
     app.parse(argc, argv);
     return 0;
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
+    if (error.get_exit_code() == 0) return app.exit(error);  // --help and --version
+    CmnSys::Tool::PrintError(Misunderstood(app, error));
+    return 2;
   } catch (const CmnSys::Tool::NegativeResult&) {
     return 1;
   }
@@ -49,7 +72,7 @@ int main(int argc, char* argv[]) {
   try {
     return Main(argc, argv);
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "cmnsys: %s\n", error.what());
+    CmnSys::Tool::PrintError(error.what());
     return 1;
   }
 }

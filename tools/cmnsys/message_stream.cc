@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 #include <map>
 #include <optional>
 #include <utility>
@@ -377,8 +376,8 @@ class JsonSink : public Sink {
     const std::string record = "record " + std::to_string(index);
     if (lossy_) {
       options_.on_loss = [&record](const Util::JsonLoss& loss) {
-        std::cerr << "cmnsys: warning: " << record << (loss.path.empty() ? "" : ", in " + loss.path)
-                  << ": " << loss.reason << '\n';
+        PrintError("warning: " + record + (loss.path.empty() ? "" : ", in " + loss.path) + ": " +
+                   loss.reason);
       };
     }
     if (const auto error = Util::WriteJson(message, options_, text)) {

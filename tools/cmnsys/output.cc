@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "failure.h"
+#include "progress.h"
 
 namespace CmnSys::Tool {
 namespace {
@@ -86,6 +87,7 @@ void Output::Write(std::string_view bytes) {
 }
 
 void Output::Flush() {
+  if (terminal_ && !buffer_.empty()) Progress::Hide();
   if (!WriteAll(descriptor_, buffer_)) {
     throw Failure("cannot write " + name_ + ": " + std::strerror(errno));
   }

@@ -12,10 +12,13 @@ namespace {
 constexpr std::uint64_t kBytesBetweenChecks = std::uint64_t{1} << 20;
 constexpr std::size_t kBarWidth = 30;
 
+// A process has one standard error, so it is one line for all.
+bool shown = false;
+
 }  // namespace
 
 Progress::Progress(const std::string& path)
-    : enabled_(::isatty(STDERR_FILENO) == 1 && ::isatty(STDOUT_FILENO) == 0),
+    : enabled_(::isatty(STDERR_FILENO) == 1),
       next_show_(std::chrono::steady_clock::now() + std::chrono::seconds(1)) {
   struct stat status = {};
   const bool found =
@@ -25,8 +28,11 @@ Progress::Progress(const std::string& path)
   }
 }
 
-Progress::~Progress() {
-  if (shown_) std::cerr << "\r\x1b[K" << std::flush;
+Progress::~Progress() { Hide(); }
+
+void Progress::Hide() {
+  if (shown) std::cerr << "\r\x1b[K" << std::flush;
+  shown = false;
 }
 
 void Progress::Update(std::uint64_t bytes_done) {
@@ -39,7 +45,7 @@ void Progress::Update(std::uint64_t bytes_done) {
 }
 
 void Progress::Show(std::uint64_t bytes_done) {
-  shown_ = true;
+  shown = true;
   std::string line = std::to_string(bytes_done >> 20) + " MiB";
   if (total_) {
     const std::uint64_t done = std::min(bytes_done, *total_);
