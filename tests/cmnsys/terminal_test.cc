@@ -78,7 +78,7 @@ TEST(Colours, DoNotGetIntoFiles) {
 TEST(ProgressBar, ShowsOnLongWorkAtATerminalAndGoesAway) {
   const TemporaryFolder folder;
   std::string stream;
-  while (stream.size() < 3 << 20) stream += std::string("\x02\x38\x02", 3);
+  while (stream.size() < 1200 << 10) stream += std::string("\x02\x38\x02", 3);
   const std::string path = folder.Write("gids.delimited", stream);
   // The pause makes the work long.
   const std::string slow = "(cat " + path + "; sleep 1.1; cat " + path + ") | ";

@@ -47,7 +47,11 @@ TEST(DebianPackages, RuntimeAndDevelopmentFilesArePartedAndDependenciesNamed) {
   CmnSys::Test::Run({"dpkg-deb", "--extract", PackageFile(folder, "cmnsysprotobuf"), runtime});
   CmnSys::Test::Run(
       {"dpkg-deb", "--extract", PackageFile(folder, "cmnsysprotobuf-dev"), development});
-  EXPECT_TRUE(fs::exists(runtime + "/usr/bin/cmnsys"));
+  for (const char* file :
+       {"bin/cmnsys", "share/man/man1/cmnsys.1", "share/bash-completion/completions/cmnsys",
+        "share/zsh/vendor-completions/_cmnsys"}) {
+    EXPECT_TRUE(fs::exists(runtime + "/usr/" + file)) << file;
+  }
   for (const auto& entry : fs::recursive_directory_iterator(runtime)) {
     const fs::path& path = entry.path();
     EXPECT_NE(path.extension(), ".h") << path;

@@ -36,10 +36,26 @@ std::vector<std::string> ServiceNames(const std::vector<const FileDescriptor*>& 
   return names;
 }
 
+// SERVICE/METHOD
+std::vector<std::string> MethodNames(const std::vector<const FileDescriptor*>& files) {
+  std::vector<std::string> names;
+  for (const FileDescriptor* file : files) {
+    for (int i = 0; i < file->service_count(); ++i) {
+      const google::protobuf::ServiceDescriptor* service = file->service(i);
+      for (int j = 0; j < service->method_count(); ++j) {
+        names.push_back(service->full_name() + "/" + service->method(j)->name());
+      }
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
 void List(const ListOptions& options) {
   const std::vector<const FileDescriptor*>& files = Util::SchemaFiles();
   const std::vector<std::string> names = options.kind == "files"      ? FilePaths(files)
                                          : options.kind == "services" ? ServiceNames(files)
+                                         : options.kind == "methods"  ? MethodNames(files)
                                          : options.kind == "messages" ? Util::MessageNames(files)
                                                                       : Util::AllNames(files);
   std::string text;
@@ -60,7 +76,8 @@ void AddListCommand(CLI::App* app) {
   CLI::App* command = app->add_subcommand("list", "List the names in the schema");
   command->add_option("PART", options->part, "List only the names that contain this");
   command->add_option("-k,--kind", options->kind, "What to list; all: every declared name")
-      ->check(CLI::IsMember({"messages", "files", "services", "all"}))
+      ->check(CLI::IsMember({"messages", "files", "services", "methods", "all"}))
+      ->type_name("KIND")
       ->capture_default_str();
   command->footer(
       "Examples:\n"

@@ -12,7 +12,10 @@
 
 #include "colour.h"
 #include "commands.h"
+#include "completion.h"
 #include "failure.h"
+#include "manual_page.h"
+#include "output.h"
 
 namespace {
 
@@ -33,6 +36,24 @@ std::string Misunderstood(const CLI::App& app, const CLI::ParseError& error) {
   return text + "; \"" + program + " --help\" tells more";
 }
 
+// Thrown by --generate.
+struct Generated {
+  std::string text;
+};
+
+// Adds the hidden option with which the build makes the manual page and the shell completions.
+void AddGenerateOption(CLI::App* app) {
+  app->add_option_function<std::string>(
+         "--generate",
+         [app](const std::string& kind) {
+           throw Generated{kind == "man"    ? CmnSys::Tool::ManualPage(*app)
+                           : kind == "bash" ? CmnSys::Tool::BashCompletion(*app)
+                                            : CmnSys::Tool::ZshCompletion(*app)};
+         })
+      ->check(CLI::IsMember({"man", "bash", "zsh"}))
+      ->group("");
+}
+
 int Main(int argc, char* argv[]) {
   CLI::App app("Shows, reads and writes the messages of the system.", "cmnsys");
   app.set_version_flag("--version", "cmnsys " CMNSYS_VERSION);
@@ -40,6 +61,7 @@ int Main(int argc, char* argv[]) {
   app.get_formatter()->column_width(28);
   app.fallthrough();
   CmnSys::Tool::AddColourOption(&app);
+  AddGenerateOption(&app);
   CmnSys::Tool::AddListCommand(&app);
   CmnSys::Tool::AddDescribeCommand(&app);
   CmnSys::Tool::AddEncodeCommand(&app);
@@ -51,9 +73,17 @@ int Main(int argc, char* argv[]) {
   CmnSys::Tool::AddSizeCommand(&app);
   CmnSys::Tool::AddSampleCommand(&app);
   CmnSys::Tool::AddCallCommand(&app);
-  app.footer("Each command explains itself: cmnsys COMMAND --help");
+  app.footer(
+      "Each command explains itself: cmnsys COMMAND --help\n"
+      "\n"
+      "Exit status: 0 done; 1 bad input, a failed operation or an answer that is a no; 2 a "
+      "command\n"
+      "line that is not understood.");
   try {
     app.parse(argc, argv);
+    return 0;
+  } catch (const Generated& generated) {
+    CmnSys::Tool::WriteOutput({}, generated.text, CmnSys::Tool::OutputKind::kText);
     return 0;
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // --help and --version
