@@ -99,6 +99,12 @@ TEST(ProgressBar, ShowsOnLongWorkAtATerminalAndGoesAway) {
   EXPECT_FALSE(HasEscapes(piped));
 }
 
+TEST(CommandLine, HintsAtWhatWasMeant) {
+  EXPECT_TRUE(RefusedWith(Cmnsys({"decode", "Gid"}, "0a 02 01 02\n"), "--from names them"));
+  EXPECT_EQ(Cmnsys({"decode", "Gid"}, "\x0a\x80").errors.find("--from"), std::string::npos);
+  EXPECT_TRUE(RefusedWith(Cmnsys({"describe", "5013"}), "\"cmnsys describe EventType\""));
+}
+
 TEST(CommandLine, ErrorsNameWhatIsNotUnderstood) {
   const struct {
     std::vector<std::string> arguments;

@@ -248,6 +248,11 @@ std::vector<std::string> DescribableNames() {
 }
 
 void DescribeName(const std::string& query) {
+  if (!query.empty() && query.find_first_not_of("0123456789") == std::string::npos) {
+    throw Failure(
+        "a number means something only in its enum or message: \"cmnsys describe "
+        "EventType\" tells those of event types");
+  }
   const DescriptorPool& pool = SchemaSource();
   // A name of a sibling library is described too when it is given in full.
   const bool known = pool.FindFileContainingSymbol(query) != nullptr;
@@ -290,6 +295,7 @@ void AddDescribeCommand(CLI::App* app) {
       "Examples:\n"
       "  cmnsys describe Pb.CmnSys.Gid\n"
       "  cmnsys describe EVENT_DEVICE_MOTION_START\n"
+      "  cmnsys describe EventType | grep -w 5013\n"
       "  cmnsys describe ProtoBuf/CmnSys/CmnSys.Iotas.proto");
   command->callback([name] { DescribeName(*name); });
 }

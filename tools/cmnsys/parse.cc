@@ -4,6 +4,7 @@
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -24,6 +25,16 @@ std::string WhyNot(const std::string& bytes, int max_depth, const Message& messa
   if (!fault) return "the bytes are no message of this type";
   return "at byte " + std::to_string(fault->offset) +
          (fault->path.empty() ? "" : ", in " + fault->path) + ", " + fault->reason;
+}
+
+// Help for those who gave a command the wrong format.
+std::string HintAtText(const std::string& bytes) {
+  const auto printable = [](char c) {
+    return (c >= ' ' && c <= '~') || c == '\n' || c == '\r' || c == '\t';
+  };
+  if (bytes.empty() || !std::all_of(bytes.begin(), bytes.end(), printable)) return "";
+  return "; it is all text: \"cmnsys convert\" reads hex dumps, JSON and text format when --from "
+         "names them";
 }
 
 // Keeps the first error; later ones mostly follow from it.
@@ -56,7 +67,7 @@ void ParseBinary(const std::string& input, const InputOptions& options, Message*
   stream.SetRecursionLimit(options.max_depth);
   if (message->ParseFromCodedStream(&stream) && stream.ConsumedEntireMessage()) return;
   throw Failure(options.Name() + " does not hold a " + message->GetTypeName() + ": " +
-                WhyNot(input, options.max_depth, *message));
+                WhyNot(input, options.max_depth, *message) + HintAtText(input));
 }
 
 void ParseText(const std::string& input, const InputOptions& options, Message* message,
