@@ -2,10 +2,9 @@
 
 #include <google/protobuf/wrappers.pb.h>
 
-#include <algorithm>
 #include <atomic>
 #include <mutex>
-#include <thread>
+#include <numeric>
 #include <vector>
 
 #include "ProtoBuf/CmnSys/CmnSys.EventsDerived.pb.h"
@@ -22,40 +21,33 @@ using Pb::Rpc::SvcEvents::EventNotificationSubscribeReq;
 
 Notification NotificationOf(int number) {
   Notification notification;
-  notification.set_notification_type(Pb::CmnSys::Notifications::NOTIFICATION_EVENT);
   notification.set_timestamp_ms(static_cast<std::uint64_t>(number));
   Events::Event* event = notification.mutable_notification_event()->mutable_event();
-  event->set_event_type(Events::EVENT_DEVICE_CONNECTED);
   event->MutableExtension(Events::event_device_connected)
       ->set_device_id("camera " + std::to_string(number));
   return notification;
 }
 
-class PushServer {
- public:
-  explicit PushServer(Rpc::PublisherOptions publisher = {}, Rpc::ServerOptions options = {}) {
-    options.addresses = {"127.0.0.1:0"};
-    server_ = std::make_unique<Rpc::Server>(std::move(options));
-    publisher.service = "Test.EventPush";
-    publisher.method = "Subscribe";
-    publisher.request_prototype = &EventNotificationSubscribeReq::default_instance();
-    publisher_ = server_->AddPublisher(std::move(publisher));
-    server_->Start();
+struct PushServer {
+  explicit PushServer(Rpc::PublisherOptions options = {}, Rpc::ServerOptions server_options = {}) {
+    server_options.addresses = {"127.0.0.1:0"};
+    server = std::make_unique<Rpc::Server>(std::move(server_options));
+    options.service = "Test.EventPush";
+    options.method = "Subscribe";
+    options.request_prototype = &EventNotificationSubscribeReq::default_instance();
+    publisher = server->AddPublisher(std::move(options));
+    server->Start();
   }
-  Rpc::Server* operator->() { return server_.get(); }
-  Rpc::Publisher& publisher() { return *publisher_; }
-  std::string address() const { return server_->Addresses().front(); }
+  std::string address() const { return server->Addresses().front(); }
 
- private:
-  std::unique_ptr<Rpc::Server> server_;
-  Rpc::Publisher* publisher_ = nullptr;
+  std::unique_ptr<Rpc::Server> server;
+  Rpc::Publisher* publisher = nullptr;
 };
 
 // Collects what one subscription brings.
 class Listener {
  public:
-  explicit Listener(Rpc::Channel* channel, const EventNotificationSubscribeReq& request = {},
-                    const std::string& method = "Test.EventPush/Subscribe") {
+  explicit Listener(Rpc::Channel* channel, const EventNotificationSubscribeReq& request = {}) {
     Rpc::SubscriptionHandler handler;
     handler.on_active = [this] { active.Set(); };
     handler.on_message = [this](const google::protobuf::Message& message) {
@@ -67,8 +59,8 @@ class Listener {
       outcome = status;
       ended.Set();
     };
-    subscription =
-        channel->Subscribe(method, request, Notification::default_instance(), std::move(handler));
+    subscription = channel->Subscribe("Test.EventPush/Subscribe", request,
+                                      Notification::default_instance(), std::move(handler));
   }
 
   std::vector<Notification> Received() const {
@@ -77,9 +69,7 @@ class Listener {
   }
   std::vector<int> Numbers() const {
     std::vector<int> numbers;
-    for (const Notification& each : Received()) {
-      numbers.push_back(static_cast<int>(each.timestamp_ms()));
-    }
+    for (const auto& each : Received()) numbers.push_back(static_cast<int>(each.timestamp_ms()));
     return numbers;
   }
 
@@ -96,7 +86,7 @@ class Listener {
 
 std::vector<int> CountTo(int end) {
   std::vector<int> numbers(static_cast<std::size_t>(end));
-  for (int i = 0; i < end; ++i) numbers[static_cast<std::size_t>(i)] = i;
+  std::iota(numbers.begin(), numbers.end(), 0);
   return numbers;
 }
 
@@ -108,8 +98,8 @@ TEST(Publish, BringsEverySubscriberEverythingInOrderWithExtensions) {
     listeners.push_back(std::make_unique<Listener>(&channel));
     ASSERT_TRUE(listeners.back()->active.Wait());
   }
-  for (int i = 0; i < 500; ++i) EXPECT_EQ(server.publisher().Publish(NotificationOf(i)), 10U);
-  server.publisher().EndAll({});
+  for (int i = 0; i < 500; ++i) EXPECT_EQ(server.publisher->Publish(NotificationOf(i)), 10U);
+  server.publisher->EndAll({});
   for (const auto& listener : listeners) {
     ASSERT_TRUE(listener->ended.Wait());
     EXPECT_EQ(listener->outcome.code, StatusCode::kOk) << listener->outcome.text;
@@ -117,7 +107,7 @@ TEST(Publish, BringsEverySubscriberEverythingInOrderWithExtensions) {
     EXPECT_EQ(listener->Received().at(7).SerializeAsString(),
               NotificationOf(7).SerializeAsString());
   }
-  EXPECT_TRUE(Eventually([&] { return server.publisher().SubscriberCount() == 0; }));
+  EXPECT_TRUE(Eventually([&] { return server.publisher->SubscriberCount() == 0; }));
 }
 
 TEST(Publish, DropsASlowSubscriberWithAClearStatusWhileOthersLoseNothing) {
@@ -137,7 +127,7 @@ TEST(Publish, DropsASlowSubscriberWithAClearStatusWhileOthersLoseNothing) {
   int published = 0;
   for (; published < 5'000; ++published) {
     big.set_timestamp_ms(static_cast<std::uint64_t>(published));
-    if (server.publisher().Publish(big) < 2) break;
+    if (server.publisher->Publish(big) < 2) break;
     // The good subscriber keeps up.
     ASSERT_TRUE(
         Eventually([&] { return static_cast<int>(good.Received().size()) > published - 20; }));
@@ -148,13 +138,13 @@ TEST(Publish, DropsASlowSubscriberWithAClearStatusWhileOthersLoseNothing) {
   EXPECT_EQ(slow.outcome.code, StatusCode::kResourceExhausted);
   EXPECT_NE(slow.outcome.text.find("the subscriber is too slow: 50 messages"), std::string::npos)
       << slow.outcome.text;
-  server.publisher().EndAll({});
+  server.publisher->EndAll({});
   ASSERT_TRUE(good.ended.Wait());
   EXPECT_EQ(good.outcome.code, StatusCode::kOk);
   EXPECT_EQ(good.Numbers(), CountTo(published + 1));
 }
 
-TEST(Publish, AsksAboutSubscribersAndSendsOnlyWhatTheyWant) {
+TEST(Publish, RefusesSubscribersAndSendsTheOthersOnlyWhatTheyWant) {
   Rpc::PublisherOptions options;
   options.on_subscribe = [](Rpc::Subscriber& subscriber) -> Rpc::Status {
     const auto& request = static_cast<const EventNotificationSubscribeReq&>(subscriber.Request());
@@ -164,19 +154,23 @@ TEST(Publish, AsksAboutSubscribersAndSendsOnlyWhatTheyWant) {
     subscriber.Send(NotificationOf(1000));
     return {};
   };
+  std::atomic<bool> open{false};
   Rpc::ServerOptions server_options;
-  server_options.authorize = [](const Rpc::CallInfo& call) -> Rpc::Status {
-    if (call.service == "Test.EventPush") return {};
-    return {StatusCode::kPermissionDenied, "only subscriptions"};
+  server_options.authorize = [&](const Rpc::CallInfo& call) -> Rpc::Status {
+    if (open) return {};
+    return {StatusCode::kPermissionDenied, "closed: " + call.service};
   };
   PushServer server(options, server_options);
   Rpc::Channel channel(server.address());
-
-  Listener refused(&channel);
-  ASSERT_TRUE(refused.ended.Wait());
-  EXPECT_EQ(refused.outcome.code, StatusCode::kInvalidArgument);
-  EXPECT_EQ(refused.outcome.text, "an empty filter");
-  EXPECT_FALSE(refused.active.IsSet());
+  for (const char* text : {"closed: Test.EventPush", "an empty filter"}) {
+    Listener refused(&channel);
+    ASSERT_TRUE(refused.ended.Wait());
+    EXPECT_EQ(refused.outcome.code,
+              open ? StatusCode::kInvalidArgument : StatusCode::kPermissionDenied);
+    EXPECT_EQ(refused.outcome.text, text);
+    EXPECT_FALSE(refused.active.IsSet());
+    open = true;
+  }
 
   EventNotificationSubscribeReq all;
   all.add_event_filter(Events::EVENT_ALL);
@@ -190,15 +184,15 @@ TEST(Publish, AsksAboutSubscribersAndSendsOnlyWhatTheyWant) {
     return static_cast<const EventNotificationSubscribeReq&>(subscriber.Request())
                .event_filter(0) == Events::EVENT_ALL;
   };
-  EXPECT_EQ(server.publisher().Publish(NotificationOf(1), wanted), 1U);
-  server->Shutdown();
+  EXPECT_EQ(server.publisher->Publish(NotificationOf(1), wanted), 1U);
+  server.server->Shutdown();
   ASSERT_TRUE(wants.ended.Wait());
   ASSERT_TRUE(wants_not.ended.Wait());
   EXPECT_EQ(wants.Numbers(), (std::vector<int>{1000, 1}));
   EXPECT_EQ(wants_not.Numbers(), std::vector<int>{1000});
   EXPECT_EQ(wants.outcome.code, StatusCode::kUnavailable);
   EXPECT_EQ(wants.outcome.text, "the server is shutting down");
-  EXPECT_EQ(server.publisher().Publish(NotificationOf(2)), 0U);
+  EXPECT_EQ(server.publisher->Publish(NotificationOf(2)), 0U);
 }
 
 TEST(Publish, SubscriptionsEndByTheirOwnerAndByFailure) {
@@ -209,15 +203,11 @@ TEST(Publish, SubscriptionsEndByTheirOwnerAndByFailure) {
   cancelled.subscription->Cancel();
   ASSERT_TRUE(cancelled.ended.Wait());
   EXPECT_EQ(cancelled.outcome.code, StatusCode::kCancelled);
-  EXPECT_TRUE(Eventually([&] { return server.publisher().SubscriberCount() == 0; }));
+  EXPECT_TRUE(Eventually([&] { return server.publisher->SubscriberCount() == 0; }));
 
   Listener deleted(&channel);
   deleted.subscription.reset();
   EXPECT_TRUE(deleted.ended.IsSet());
-
-  Listener unknown(&channel, {}, "Test.EventPush/NoSuch");
-  ASSERT_TRUE(unknown.ended.Wait());
-  EXPECT_EQ(unknown.outcome.code, StatusCode::kUnimplemented);
 
   Rpc::Channel nowhere("127.0.0.1:1");
   Listener unreachable(&nowhere);
@@ -227,20 +217,17 @@ TEST(Publish, SubscriptionsEndByTheirOwnerAndByFailure) {
 
 TEST(Health, IsToldPerServiceAndWatchersLearnOfChanges) {
   using google::protobuf::Int32Value;
-  using google::protobuf::StringValue;
   LoopbackServer server(Echo());
   Rpc::Channel channel(server.address());
   // HealthCheckRequest and HealthCheckResponse have the same bytes as these two.
-  StringValue request;
+  google::protobuf::StringValue request;
   request.set_value("Pb.Rpc.SvcQuery.Query");
-  std::mutex mutex;
   std::vector<int> statuses;
   Signal active;
   Signal ended;
   Rpc::SubscriptionHandler handler;
   handler.on_active = [&] { active.Set(); };
   handler.on_message = [&](const google::protobuf::Message& message) {
-    const std::lock_guard lock(mutex);
     statuses.push_back(static_cast<const Int32Value&>(message).value());
   };
   handler.on_end = [&](const Rpc::Status&) { ended.Set(); };
@@ -250,7 +237,6 @@ TEST(Health, IsToldPerServiceAndWatchersLearnOfChanges) {
   server->SetServing("Pb.Rpc.SvcQuery.Query", false);
   server->SetServing("Pb.Rpc.SvcQuery.Query", true);
   server->SetServing("", false);  // Not watched here.
-  EXPECT_THROW(server->SetServing("No.Such", true), std::invalid_argument);
   server->Shutdown();
   ASSERT_TRUE(ended.Wait());
   EXPECT_EQ(statuses, (std::vector<int>{1, 2, 1, 2}));

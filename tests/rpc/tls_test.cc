@@ -1,25 +1,20 @@
 // Who can connect to whom.
 
-#include <atomic>
 #include <filesystem>
-#include <fstream>
 
 #include "fixture.h"
 
 namespace CmnSys::Test {
 namespace {
 
-Rpc::ServerOptions ServerWith(const Rpc::TlsFiles& files) {
-  Rpc::ServerOptions options;
+template <class Options>
+Options With(const Rpc::TlsFiles& files) {
+  Options options;
   options.tls = files;
   return options;
 }
-
-Rpc::ChannelOptions ChannelWith(const Rpc::TlsFiles& files) {
-  Rpc::ChannelOptions options;
-  options.tls = files;
-  return options;
-}
+constexpr auto ServerWith = With<Rpc::ServerOptions>;
+constexpr auto ChannelWith = With<Rpc::ChannelOptions>;
 
 TEST(Tls, NamesTheCallerByItsCertificateAndCarriesItsSessionToken) {
   const Certificates certificates;
@@ -28,32 +23,27 @@ TEST(Tls, NamesTheCallerByItsCertificateAndCarriesItsSessionToken) {
   Rpc::Channel channel(server.address(), ChannelWith(certificates.Client()));
   channel.SetSessionToken("s3cret");
   ASSERT_EQ(Call(&channel).code, StatusCode::kOk);
-  Rpc::CallInfo seen = seen_info.Get();
+  const Rpc::CallInfo seen = seen_info.Get();
   EXPECT_EQ(seen.identity.common_name, "client");
   EXPECT_EQ(seen.identity.alternative_names, std::vector<std::string>{"client.example"});
   EXPECT_EQ(seen.session_token, "s3cret");
   EXPECT_EQ(seen.metadata.count("authorization"), 0U);
   channel.SetSessionToken("");
   ASSERT_EQ(Call(&channel).code, StatusCode::kOk);
-  seen = seen_info.Get();
-  EXPECT_EQ(seen.session_token, "");
+  EXPECT_EQ(seen_info.Get().session_token, "");
   EXPECT_THROW(channel.SetSessionToken("two words"), std::invalid_argument);
 }
 
 TEST(Tls, ASessionTokenIsNeverSentInClear) {
-  std::atomic<int> served{0};
-  LoopbackServer server(
-      [&](Rpc::ServerController*, const InitiateReq&, InitiateRsp*, Closure* done) {
-        ++served;
-        done->Run();
-      });
+  SeenInfo served;
+  LoopbackServer server(served.Method());
   Rpc::ChannelOptions options;
   options.session_token = "s3cret";
   Rpc::Channel channel(server.address(), options);
   const Result result = Call(&channel);
   EXPECT_EQ(result.code, StatusCode::kUnauthenticated);
   EXPECT_NE(result.text.find("not sent over a plaintext connection"), std::string::npos);
-  EXPECT_EQ(served, 0);
+  EXPECT_EQ(served.Get().method, "");
 }
 
 TEST(Tls, StrangersFailWithATextThatSaysWhy) {
@@ -70,7 +60,6 @@ TEST(Tls, StrangersFailWithATextThatSaysWhy) {
   no_certificate.ca_file = ours.PathOf("ca.pem");
   Rpc::ChannelOptions other_name = ChannelWith(ours.Client());
   other_name.server_name = "other.example";
-
   const struct {
     const char* what;
     std::string address;
@@ -113,36 +102,31 @@ TEST(Tls, PlaintextBeyondLoopbackMustBeAskedFor) {
   Rpc::ChannelOptions anywhere;
   anywhere.plaintext = Rpc::Plaintext::kAnywhere;
   EXPECT_NO_THROW(Rpc::Channel("192.0.2.1:4000", anywhere));
-  for (const char* address :
-       {"", "host", ":1", "host:", "host:70000", "::1:5", "[::1:5", "a b:1"}) {
+  for (const char* address : {"", "host", ":1", "host:70000", "::1:5", "[::1:5"}) {
     EXPECT_THROW(Rpc::Channel(address, anywhere), std::invalid_argument) << address;
   }
 }
 
 TEST(Tls, FilesThatCannotBeUsedAreRefusedByName) {
   const Certificates certificates;
-  const TemporaryFolder folder;
-  const auto text_for = [&](Rpc::TlsFiles files) {
-    try {
-      LoopbackServer server(Echo(), ServerWith(files));
-    } catch (const std::invalid_argument& error) {
-      return std::string(error.what());
-    }
-    return std::string("no error");
-  };
   Rpc::TlsFiles missing = certificates.Server();
-  missing.key_file = folder.PathOf("none.key");
-  EXPECT_EQ(text_for(missing), "cannot read the key file " + folder.PathOf("none.key") +
-                                   ": No such file or directory");
+  missing.key_file = certificates.PathOf("none.key");
   Rpc::TlsFiles mixed = certificates.Server();
   mixed.key_file = certificates.PathOf("client.key");
-  EXPECT_NE(text_for(mixed).find("does not belong to the certificate"), std::string::npos);
-  Rpc::TlsFiles swapped = certificates.Server();
-  swapped.ca_file = certificates.PathOf("server.key");
-  EXPECT_NE(text_for(swapped).find("holds no certificate"), std::string::npos);
   Rpc::TlsFiles none;
   none.ca_file = certificates.PathOf("ca.pem");
-  EXPECT_EQ(text_for(none), "TLS needs the certificate file");
+  const std::pair<Rpc::TlsFiles, std::string> cases[] = {
+      {missing, "cannot read the key file " + missing.key_file + ": No such file or directory"},
+      {mixed, "does not belong to the certificate"},
+      {none, "TLS needs the certificate file"}};
+  for (const auto& [files, text] : cases) {
+    try {
+      LoopbackServer server(Echo(), ServerWith(files));
+      ADD_FAILURE() << "started without: " << text;
+    } catch (const std::invalid_argument& error) {
+      EXPECT_NE(std::string(error.what()).find(text), std::string::npos) << error.what();
+    }
+  }
 }
 
 TEST(Tls, RenewedCertificatesAreTakenUpWithoutARestart) {
@@ -152,9 +136,8 @@ TEST(Tls, RenewedCertificatesAreTakenUpWithoutARestart) {
   const TemporaryFolder folder;
   const fs::path current = folder.PathOf("current");
   const auto switch_to = [&](const Certificates& certificates) {
-    const fs::path next = folder.PathOf("next");
-    fs::create_directory_symlink(certificates.PathOf(""), next);
-    fs::rename(next, current);
+    fs::create_directory_symlink(certificates.PathOf(""), folder.PathOf("next"));
+    fs::rename(folder.PathOf("next"), current);
   };
   switch_to(first);
   Rpc::TlsFiles files = first.Server();

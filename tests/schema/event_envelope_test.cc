@@ -77,23 +77,6 @@ TEST(EventPayloads, AreFoundFromTheEventTypeByTheRuleAndItsExceptions) {
   EXPECT_EQ(numbers.size(), 141U);
 }
 
-TEST(EventPayloads, TravelEachInItsOwnExtensionEvenWhenEmpty) {
-  for (const FieldDescriptor* payload : Payloads()) {
-    SCOPED_TRACE(payload->full_name());
-    Event event;
-    const auto* reflection = Event::GetReflection();
-    reflection->MutableMessage(&event, payload);
-    const std::string bytes = event.SerializeAsString();
-    ASSERT_EQ(bytes.size(), 3U);
-
-    const Event copy = Parsed(bytes);
-    std::vector<const FieldDescriptor*> set;
-    reflection->ListFields(copy, &set);
-    EXPECT_EQ(set, std::vector<const FieldDescriptor*>{payload});
-    EXPECT_EQ(copy.SerializeAsString(), bytes);
-  }
-}
-
 // All database payloads have the same single field, so only the number tells them apart.
 TEST(EventPayloads, OfLostDatabasesUseTheNumbersThatBreakTheRule) {
   const Event lost = Parsed("\x78\xbd\x17\xa2\x19\x04\x0a\x02\x64\x31"s);
@@ -105,54 +88,6 @@ TEST(EventPayloads, OfLostDatabasesUseTheNumbersThatBreakTheRule) {
   EXPECT_EQ(deleted.GetExtension(Events::event_db_environment_deleted_with_dbs).db_name_key(),
             "d2");
   EXPECT_FALSE(deleted.HasExtension(Events::event_db_lost));
-}
-
-TEST(EventPayloads, UnderNumbersWithoutExtensionAreKeptInCopiesToo) {
-  // 406, which the rule would give to type 3006; 1307, which it would give to 9007; 10000.
-  for (const std::string& bytes :
-       {"\xb2\x19\x04\x0a\x02\x64\x32"s, "\xda\x51\x00"s, "\x82\xf1\x04\x02\x08\x01"s}) {
-    const Event event = Parsed(bytes);
-    EXPECT_EQ(event.unknown_fields().field_count(), 1);
-    Event copy = event;
-    copy.MergeFrom(Event());
-    EXPECT_EQ(copy.SerializeAsString(), bytes);
-  }
-}
-
-TEST(EventPayloads, ThatAreMalformedFailTheWholeEnvelope) {
-  for (const std::string& bytes :
-       {"\xca\x2c\x05\x0a\x01x"s,        // longer than what is left
-        "\xca\x2c\x03\x0a\x05x"s,        // its field is longer than the payload
-        "\xca\x2c\x02\x07\x00"s,         // no such wire type
-        "\xca\x2c\x03\x1a\x01\xff"s}) {  // a Gid that ends inside a tag
-    EXPECT_FALSE(Event().ParseFromString(bytes)) << testing::PrintToString(bytes);
-  }
-}
-
-TEST(EventPayloads, NeitherHaveToMatchTheTypeNorToBeAlone) {
-  Event event;
-  event.set_event_type(Events::EVENT_USER_LOGIN);
-  event.MutableExtension(Events::event_device_motion_start)->set_device_id("gate-1");
-  event.MutableExtension(Events::event_device_motion_stop)->set_device_id("gate-2");
-  Event copy = Parsed(event.SerializeAsString());
-  EXPECT_EQ(copy.GetExtension(Events::event_device_motion_start).device_id(), "gate-1");
-  EXPECT_EQ(copy.GetExtension(Events::event_device_motion_stop).device_id(), "gate-2");
-  EXPECT_FALSE(copy.HasExtension(Events::event_user_login));
-  EXPECT_EQ(&copy.GetExtension(Events::event_user_login),
-            &Events::EventUserLogin::default_instance());
-
-  copy.ClearExtension(Events::event_device_motion_start);
-  EXPECT_FALSE(copy.HasExtension(Events::event_device_motion_start));
-  EXPECT_TRUE(copy.HasExtension(Events::event_device_motion_stop));
-}
-
-// Fields of older versions that this one leaves unassigned: 1 in a storage payload, 2 in a
-// device's.
-TEST(EventPayloads, KeepTheirOwnUnknownFields) {
-  for (const std::string& bytes : {"\xca\x3e\x07\x42\x03/da\x08\x01"s, "\xca\x2c\x02\x10\x05"s}) {
-    EXPECT_EQ(Parsed(bytes).SerializeAsString(), bytes);
-    EXPECT_EQ(Parsed(bytes).unknown_fields().field_count(), 0);
-  }
 }
 
 TEST(EventPayloads, SurviveTheWayThroughANotification) {

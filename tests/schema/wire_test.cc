@@ -3,12 +3,11 @@
 #include <google/protobuf/io/coded_stream.h>
 #include <gtest/gtest.h>
 
-#include <limits>
+#include <cstdint>
 #include <string>
 
 #include "ProtoBuf/CmnSys/CmnSys.Gid.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.Iotas.pb.h"
-#include "ProtoBuf/CmnSys/CmnSys.LicensePlate.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.NotificationsDerived.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.pb.h"
 
@@ -60,16 +59,6 @@ TEST(UnassignedFieldNumbers, AreKeptAndWrittenBehindTheKnownFields) {
   const auto server_compat = Parsed<Pb::CmnSys::ServerCompat>(compat);
   EXPECT_EQ(server_compat.server_class(), 5U);
   EXPECT_EQ(server_compat.SerializeAsString(), "\x30\x05\x0a\x02\x08\x01"s);
-
-  const auto channel = Parsed<Pb::CmnSys::LicensePlate::Channel>("\x48\x01"s);
-  EXPECT_EQ(channel.SerializeAsString(), "\x48\x01"s);
-}
-
-TEST(KnownFieldNumbers, WithAnotherWireTypeAreKeptAsUnknown) {
-  const std::string bytes = "\x08\x05"s;  // field 1 as a number, where it is bytes
-  const Gid gid = Parsed<Gid>(bytes);
-  EXPECT_FALSE(gid.has_id());
-  EXPECT_EQ(gid.SerializeAsString(), bytes);
 }
 
 TEST(ByteStrings, KeepZerosAndEmptinessInAllIdFields) {
@@ -83,18 +72,6 @@ TEST(ByteStrings, KeepZerosAndEmptinessInAllIdFields) {
   EXPECT_TRUE(copy.has_data_store_id());
   EXPECT_EQ(copy.server_id(), "a\0b"s);
   EXPECT_EQ(copy.cluster_id().size(), 70000U);
-}
-
-TEST(Numbers, KeepTheirExtremes) {
-  Pb::CmnSys::VersionGv version;
-  version.set_generation(std::numeric_limits<std::uint64_t>::max());
-  EXPECT_EQ(Parsed<Pb::CmnSys::VersionGv>(version.SerializeAsString()).generation(),
-            std::numeric_limits<std::uint64_t>::max());
-
-  // Negative times are plain varints of ten bytes, not zigzag.
-  Pb::CmnSys::RecordTriggerParams params;
-  params.set_pre_post_record_time(-1);
-  EXPECT_EQ(params.SerializeAsString(), "\x08\xff\xff\xff\xff\xff\xff\xff\xff\xff\x01"s);
 }
 
 TEST(Iotas, AcceptSeveralPayloadsAndEmptyArrays) {
