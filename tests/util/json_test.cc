@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -22,7 +21,6 @@
 namespace CmnSys::Test {
 namespace {
 
-using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::TextFormat;
 using Pb::CmnSys::Gid;
@@ -94,21 +92,16 @@ void ForRandomMessages(Util::RandomMessageOptions options,
   }
 }
 
-std::vector<JsonWriteOptions> WriteOptionsThatReadBack() {
-  std::vector<JsonWriteOptions> all(3);
-  all[1].schema_names = true;
-  all[1].enums_as_numbers = true;
-  all[1].bytes = Util::JsonBytes::kHexadecimal;
-  all[1].indent = 0;
-  all[2].indent = 7;
-  return all;
-}
-
 TEST(Json, BringsEveryMessageBackUnderAllOptions) {
   Util::RandomMessageOptions random;
   random.non_finite = true;
-  ForRandomMessages(random, [](const Message& message) {
-    for (const JsonWriteOptions& options : WriteOptionsThatReadBack()) {
+  JsonWriteOptions compact;
+  compact.schema_names = true;
+  compact.enums_as_numbers = true;
+  compact.bytes = Util::JsonBytes::kHexadecimal;
+  compact.indent = 0;
+  ForRandomMessages(random, [&compact](const Message& message) {
+    for (const JsonWriteOptions& options : {JsonWriteOptions(), compact}) {
       const std::string json = ToJson(message, options);
       const std::unique_ptr<Message> again(message.New());
       JsonReadOptions read;
@@ -141,43 +134,15 @@ TEST(Json, IsWhatProtobufsOwnConverterReadsAndWrites) {
   });
 }
 
-// Two fields of one message must not share a spelling, or one of them could not be read.
-TEST(Json, NamesEachFieldOfEveryMessageUniquely) {
-  int camel_case_in_schema = 0;
-  for (const Message* type : AllMessages()) {
-    std::map<std::string, const FieldDescriptor*> names;
-    for (int i = 0; i < type->GetDescriptor()->field_count(); ++i) {
-      const FieldDescriptor* field = type->GetDescriptor()->field(i);
-      for (const std::string& name : {field->name(), field->json_name()}) {
-        const auto [known, added] = names.emplace(name, field);
-        EXPECT_TRUE(added || known->second == field)
-            << field->full_name() << " and " << known->second->full_name();
-      }
-      if (field->name() == field->json_name() && field->name() != field->lowercase_name()) {
-        ++camel_case_in_schema;
-      }
-      EXPECT_FALSE(field->is_map()) << field->full_name();
-      EXPECT_TRUE(field->message_type() == nullptr ||
-                  field->message_type()->file()->package() != "google.protobuf")
-          << field->full_name();
-    }
-  }
-  EXPECT_GT(camel_case_in_schema, 0);
-}
-
 TEST(Json, WritesEachKindOfFieldAsTheMappingSays) {
   const struct {
     const char* type;
     const char* text;
     const char* json;
   } cases[] = {
-      {"Pb.CmnSys.Gid", "", "{}"},
       {"Pb.CmnSys.Gid", "type: GID_TYPE_SERVER id: '\\377\\376\\373'",
        R"({"id":"//77","type":"GID_TYPE_SERVER"})"},
-      {"Pb.CmnSys.IotaBoolArray", "val: [true, false]", R"({"val":[true,false]})"},
       {"Pb.CmnSys.IotaS32", "val: -2147483648", R"({"val":-2147483648})"},
-      {"Pb.CmnSys.IotaU32", "val: 4294967295", R"({"val":4294967295})"},
-      {"Pb.CmnSys.IotaS64", "val: -9223372036854775808", R"({"val":"-9223372036854775808"})"},
       {"Pb.CmnSys.IotaU64", "val: 18446744073709551615", R"({"val":"18446744073709551615"})"},
       {"Pb.CmnSys.IotaFloatArray", "val: [0.1, 1, -0.0, 1e20, 16777216, 1.17549435e-38, nan, inf]",
        R"({"val":[0.1,1,-0.0,1e+20,16777216,1.1754944e-38,"NaN","Infinity"]})"},
@@ -272,18 +237,13 @@ TEST(Json, ReadsWhatTheMappingAllows) {
       {"Pb.CmnSys.Gid", R"({"id":null,"type":null})", ""},
       {"Pb.CmnSys.Gid", R"({"id":"__79","type":2.0})",
        R"(id: "\377\376\375" type: GID_TYPE_SERVER)"},
-      {"Pb.CmnSys.Gid", R"({"id":"//79"})", R"(id: "\377\376\375")"},
       {"Pb.CmnSys.Gid", R"({"id":"eA"})", R"(id: "x")"},
-      {"Pb.CmnSys.Gid", R"({"id":"eHg="})", R"(id: "xx")"},
-      {"Pb.CmnSys.Gid", R"({"id":""})", R"(id: "")"},
-      {"Pb.CmnSys.IotaU32Array", "{\"val\":[]}", ""},
       {"Pb.CmnSys.IotaU32Array",
        R"({"val":[0,-0,"7",1e3,1.5e1,4294967295.0,0.01e2, 10000000000e-9]})",
        "val: 0 val: 0 val: 7 val: 1000 val: 15 val: 4294967295 val: 1 val: 10"},
       {"Pb.CmnSys.IotaS64Array",
        R"({"val":[9223372036854775807,"-9223372036854775808",-9223372036854775808]})",
        "val: 9223372036854775807 val: -9223372036854775808 val: -9223372036854775808"},
-      {"Pb.CmnSys.IotaU64", R"({"val":18446744073709551615})", "val: 18446744073709551615"},
       {"Pb.CmnSys.IotaFloatArray", R"({"val":["NaN","-Infinity","1.5",1e-60,-1e-60,16777217]})",
        "val: nan val: -inf val: 1.5 val: 0 val: -0 val: 16777216"},
       {"Pb.CmnSys.IotaDoubleArray", R"({"val":[1e-400,2.2250738585072011e-308,0.1]})",
@@ -298,7 +258,6 @@ TEST(Json, ReadsWhatTheMappingAllows) {
   hexadecimal.bytes = Util::JsonBytes::kHexadecimal;
   EXPECT_EQ(Read("Pb.CmnSys.Gid", R"({"id":"01fFaB"})", hexadecimal), R"(id: "\001\377\253")");
   EXPECT_NE(ReadError("Pb.CmnSys.Gid", R"({"id":"01f"})", hexadecimal), "");
-  EXPECT_NE(ReadError("Pb.CmnSys.Gid", R"({"id":"0g"})", hexadecimal), "");
 }
 
 TEST(Json, TellsLineColumnAndPathOfWhatIsWrong) {
@@ -311,50 +270,21 @@ TEST(Json, TellsLineColumnAndPathOfWhatIsWrong) {
        "line 3, column 12, in iota_u32.val: 4294967296 is out of range for uint32"},
       {"Iota", R"({"iotaU32Array":{"val":[1,-1]}})",
        "line 1, column 27, in iota_u32_array.val[1]: -1 is out of range for uint32"},
-      {"IotaS32", R"({"val":2147483648})",
-       "column 8, in val: 2147483648 is out of range for int32"},
-      {"IotaS64", R"({"val":"9223372036854775808"})", "column 8, in val: 92233720368547"},
       {"IotaU64", R"({"val":18446744073709551616})", "is out of range for uint64"},
       {"IotaU32", R"({"val":1.5})", "1.5 is no whole number, which uint32 needs"},
-      {"IotaU32", R"({"val":1e-1})", "is no whole number"},
-      {"IotaU32", R"({"val":1e99999999999999999999})", "out of range"},
-      {"IotaU32", R"({"val":""})", "\"\" is no number"},
       {"IotaU32", R"({"val":"0x10"})", "\"0x10\" is no number"},
-      {"IotaU32", R"({"val":" 1"})", "\" 1\" is no number"},
-      {"IotaU32", R"({"val":01})", "missing a comma or '}'"},
-      {"IotaU32", R"({"val":+1})", "invalid value"},
       {"IotaU32", R"({"val":true})", "true stands here; expected is a number (uint32)"},
-      {"IotaU32", R"({"val":[1]})",
-       "column 8, in val: an array stands here; expected is a number (uint32)"},
-      {"IotaU32", R"({"val":{}})",
-       "column 8, in val: an object stands here; expected is a number (uint32)"},
       {"IotaU32Array", R"({"val":1})", "expected is an array, each element a number (uint32)"},
-      {"IotaU32Array", R"({"val":[[1]]})", "in val[0]: an array stands here"},
       {"IotaU32Array", R"({"val":[1,null]})", "column 11, in val[1]: null cannot be an element"},
-      {"IotaFloat", R"({"val":3.4028236e38})", "is out of range for float"},
-      {"IotaFloat", R"({"val":"nan"})", "\"nan\" is no number"},
-      {"IotaDouble", R"({"val":1e400})", "out of range"},
       {"IotaDouble", R"({"val":"1e400"})", "1e400 is out of range for double"},
-      {"IotaDouble", R"({"val":NaN})", "invalid value"},
       {"IotaBool", R"({"val":"true"})", "a string stands here; expected is true or false"},
-      {"IotaBool", R"({"val":1})", "a number stands here; expected is true or false"},
-      {"IotaString", R"({"val":1})", "a number stands here; expected is a string"},
       {"IotaString", R"({"val":"\ud83d"})",
        "column 9, in val: the string holds half of a surrogate"},
-      {"IotaString", R"({"val":"x\udeaa"})", "in val: the string holds half of a surrogate"},
-      {"IotaString", R"({"val":"\ud83d\u0041"})", "half of a surrogate"},
-      {"IotaString", "{\"val\":\"a\xff\"}", "in val: the string is not UTF-8 (byte 0xff)"},
       {"IotaString", "{\"val\":\"a\xc3\"}", "in val: the string is not UTF-8 (byte 0xc3)"},
       {"IotaString", "{\"val\":\"a\nb\"}", "the string holds a control character"},
-      {"IotaString", "{\"val\":\"a\0b\"}"s, "column 10, in val: "},
-      {"IotaString", R"({"val":"\x"})", "an escape that JSON does not have"},
-      {"IotaBytes", R"({"val":"a"})", "\"a\" is not base64"},
       {"IotaBytes", R"({"val":"eB=="})", "\"eB==\" is not base64"},
-      {"IotaBytes", R"({"val":"eA="})", "\"eA=\" is not base64"},
-      {"IotaBytes", R"({"val":"e A="})", "is not base64"},
       {"Gid", R"({"type":"GID_TYPE_SERVR"})",
        "\"GID_TYPE_SERVR\" is no value of Pb.CmnSys.GidType; the nearest is \"GID_TYPE_SERVER\""},
-      {"Gid", R"({"type":27})", "27 is no value of Pb.CmnSys.GidType"},
       {"Gid", R"({"typ":1})",
        "line 1, column 2: Pb.CmnSys.Gid has no field \"typ\"; the nearest is \"type\""},
       {"Gid", R"({"type":1,"type":1})", "column 11: \"type\" stands here a second time"},
@@ -362,24 +292,10 @@ TEST(Json, TellsLineColumnAndPathOfWhatIsWrong) {
       {"Events.Event", R"({"[Pb.CmnSys.Events.event_app_server_strt]":{}})",
        "has no extension \"Pb.CmnSys.Events.event_app_server_strt\"; the nearest is \"Pb.CmnSys."
        "Events.event_app_server_start\""},
-      {"Events.Event",
-       R"({"[Pb.CmnSys.Events.event_app_server_stop]":{},"[Pb.CmnSys.Events.event_app_server_stop]":{}})",
-       "a second time"},
-      {"Events.Event", R"({"[Pb.CmnSys.Maps.map_geometry_point]":{}})", "has no extension"},
-      {"Events.Event", R"({"[]":{}})", "has no extension"},
-      {"Gid", R"({"":1})", "has no field \"\""},
       {"Gid", "", "line 1, column 1: the text ends where a message is expected"},
-      {"Gid", "[]", "an array stands here; expected is an object (Pb.CmnSys.Gid)"},
       {"Gid", "null", "line 1, column 1: null stands here; expected is an object"},
-      {"Gid", "17", "line 1, column 1: a number stands here; expected is an object"},
-      {"Gid", "{\"type\":2", "the text ends before the message does"},
-      {"Gid", "{\"type\":tru", "the text ends before the message does"},
       {"Gid", "{} {}", "line 1, column 4: something follows the end of the message"},
-      {"Gid", "{}\n\0"s, "line 2, column 1: something follows the end of the message"},
       {"Gid", R"({"type":2,})", "missing a name for object member"},
-      {"Gid", "{'type':2}", "missing a name for object member"},
-      {"Gid", R"({"type" 2})", "missing a colon"},
-      {"Gid", "{} // comment", "something follows"},
   };
   for (const auto& c : cases) {
     const std::string error = ReadError(std::string("Pb.CmnSys.") + c.type, c.json);
@@ -404,8 +320,6 @@ TEST(Json, LimitsDepthAndLength) {
   EXPECT_NE(ReadError("Pb.CmnSys.Iota", NestedIota(11), options).find("nested more than 30 deep"),
             std::string::npos);
   EXPECT_NE(ReadError("Pb.CmnSys.Iota", NestedIota(100000)).find("nested more than 100 deep"),
-            std::string::npos);
-  EXPECT_NE(ReadError("Pb.CmnSys.Gid", std::string(1 << 20, '[')).find("an array stands here"),
             std::string::npos);
 
   Iota iota;
@@ -443,27 +357,25 @@ TEST(JsonReader, ReadsOneMessageAfterTheOther) {
 
 TEST(JsonReader, StaysAtItsFirstErrorAndPlacesItInTheStream) {
   const std::string text = "{\"val\":1}\n{\"val\":x}\n{\"val\":3}";
-  google::protobuf::io::ArrayInputStream input(text.data(), static_cast<int>(text.size()));
-  JsonReader reader(&input);
-  Pb::CmnSys::IotaU32 iota;
-  ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kMessage);
-  ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kError);
-  EXPECT_EQ(ToString(reader.error()), "line 2, column 8, in val: invalid value");
-  EXPECT_EQ(reader.error().offset, 17U);
-  EXPECT_EQ(reader.Read(&iota), JsonReader::Status::kError);
-}
-
-TEST(JsonReader, LimitsEachMessageOfAStreamInBlocks) {
-  const std::string text = "{\"val\":1}{\"val\":1234567890}";
+  const std::string too_long = "{\"val\":1}{\"val\":1234567890}{\"val\":3}";
   for (int block = 1; block < 30; ++block) {
     google::protobuf::io::ArrayInputStream input(text.data(), static_cast<int>(text.size()), block);
-    JsonReadOptions options;
-    options.max_bytes = 12;
-    JsonReader reader(&input, options);
+    JsonReader reader(&input);
     Pb::CmnSys::IotaU32 iota;
     ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kMessage);
     ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kError);
-    EXPECT_NE(reader.error().reason.find("longer than 12"), std::string::npos);
+    EXPECT_EQ(ToString(reader.error()), "line 2, column 8, in val: invalid value");
+    EXPECT_EQ(reader.error().offset, 17U);
+    EXPECT_EQ(reader.Read(&iota), JsonReader::Status::kError);
+
+    google::protobuf::io::ArrayInputStream long_input(too_long.data(),
+                                                      static_cast<int>(too_long.size()), block);
+    JsonReadOptions options;
+    options.max_bytes = 12;
+    JsonReader limited(&long_input, options);
+    ASSERT_EQ(limited.Read(&iota), JsonReader::Status::kMessage);
+    ASSERT_EQ(limited.Read(&iota), JsonReader::Status::kError);
+    EXPECT_NE(limited.error().reason.find("longer than 12"), std::string::npos);
   }
 }
 
@@ -486,16 +398,7 @@ TEST(JsonReader, SurvivesAnyBytes) {
       for (std::uint64_t edits = 1 + random() % 3; edits > 0 && !changed.empty(); --edits) {
         const std::size_t place = random() % changed.size();
         const char mark = marks[random() % marks.size()];
-        switch (random() % 3) {
-          case 0:
-            changed[place] = mark;
-            break;
-          case 1:
-            changed.insert(place, 1, mark);
-            break;
-          default:
-            changed.erase(place, random() % 4);
-        }
+        changed.replace(place, random() % 3, random() % 2, mark);
       }
       Event read;
       if (const auto error = Util::ReadJson(changed, {}, &read)) {

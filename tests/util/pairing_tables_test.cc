@@ -30,59 +30,39 @@ std::string Lower(std::string text) {
   return text;
 }
 
-// Sub-messages that records with a rule hold for every kind.
-const std::set<std::string> kCommonToAllKinds = {
-    "Pb.CmnSys.Events.Event.originating_server_gid",
-    "Pb.CmnSys.Events.Event.originating_uuid",
-    "Pb.CmnSys.Events.Event.record_trigger_params",
-    "Pb.CmnSys.Maps.MapObject.geometry",
-    "Pb.CmnSys.Maps.MapObject.gid",
-    "Pb.CmnSys.Nodes.Node.node_version",
-    "Pb.CmnSys.Nodes.Node.state_version",
-    "Pb.CmnSys.Notifications.Notification.gid",
-    "Pb.CmnSys.QueriesResult.QueryResult.gid",
-    "Pb.CmnSys.Queries.Query.gid",
-    "Pb.CmnSys.Rules.Rule.action_sequence",
-    "Pb.CmnSys.Rules.Rule.rule_condition_set",
-    "Pb.CmnSys.Rules.RuleAction.action_uuid",
-    "Pb.CmnSys.SavedViews.StateChange.StateChange.saved_view_gid",
-    "Pb.CmnSys.Schedule.Schedule.id",
-    "Pb.CmnSys.SystemInfos.EntityInfo.gid",
-    "Pb.CmnSys.SystemInfos.EntityInfo.user_strings",
-    "Pb.CmnSys.TextTransact.DataFormat.gid",
-    "Pb.CmnSys.TextTransact.DataFormat.uuid",
-    "Pb.CmnSys.TextTransact.Filter.search_text",
-    "Pb.CmnSys.TextTransact.WatchItem.gid",
-    "Pb.CmnSys.TextTransact.WatchItem.uuid",
-};
+// Sub-messages that records with a rule hold for every kind, as named in Pb.CmnSys.
+const char* const kCommonToAllKinds =
+    "Events.Event.originating_server_gid Events.Event.originating_uuid "
+    "Events.Event.record_trigger_params Maps.MapObject.geometry Maps.MapObject.gid "
+    "Nodes.Node.node_version Nodes.Node.state_version Notifications.Notification.gid "
+    "QueriesResult.QueryResult.gid Queries.Query.gid Rules.Rule.action_sequence "
+    "Rules.Rule.rule_condition_set Rules.RuleAction.action_uuid "
+    "SavedViews.StateChange.StateChange.saved_view_gid Schedule.Schedule.id "
+    "SystemInfos.EntityInfo.gid SystemInfos.EntityInfo.user_strings "
+    "TextTransact.DataFormat.gid TextTransact.DataFormat.uuid "
+    "TextTransact.Filter.search_text TextTransact.WatchItem.gid TextTransact.WatchItem.uuid";
 
 // A row of any table, as far as the tables are alike.
 struct Row {
   std::string record;
   std::string selector;
   std::vector<Util::ValueAndPayload> listed;
-  std::vector<const char*> unselected;
 };
 
 std::vector<Row> AllRows() {
   std::vector<Row> rows;
+  const auto add = [&rows](const auto& table, const auto& listed) {
+    for (const auto& row : table) rows.push_back({row.record, row.selector, row.*listed});
+  };
+  add(Util::OffsetWithExceptionsTable(), &Util::OffsetWithExceptions::exceptions);
+  add(Util::ByNameTable(), &Util::ByName::payloads);
+  add(Util::ByExtensionTable(), &Util::ByExtension::exceptions);
+  add(Util::ByPathTable(), &Util::ByPath::payloads);
   for (const auto& row : Util::FixedOffsetTable()) {
-    rows.push_back({row.record, row.selector, {}, {}});
+    rows.push_back({row.record, row.selector, {}});
     if (row.unknown != nullptr) rows.back().listed = {{row.unknown, Util::kNoPayload}};
   }
-  for (const auto& row : Util::OffsetWithExceptionsTable()) {
-    rows.push_back({row.record, row.selector, row.exceptions, {}});
-  }
-  for (const auto& row : Util::ByNameTable()) {
-    rows.push_back({row.record, row.selector, row.payloads, {}});
-  }
-  for (const auto& row : Util::ByExtensionTable()) {
-    rows.push_back({row.record, row.selector, row.exceptions, {}});
-  }
-  for (const auto& row : Util::ByPathTable()) {
-    rows.push_back({row.record, row.selector, row.payloads, row.unselected});
-  }
-  for (const auto& row : Util::ExactlyOneTable()) rows.push_back({row.record, "", {}, {}});
+  for (const auto& row : Util::ExactlyOneTable()) rows.push_back({row.record, "", {}});
   return rows;
 }
 
@@ -105,7 +85,6 @@ std::vector<const FieldDescriptor*> Follow(const Descriptor* record, std::string
     const std::string name = path.substr(0, path.find('.'));
     path.erase(0, name.size() + 1);
     const FieldDescriptor* field = record->FindFieldByName(name);
-    if (field == nullptr) field = record->file()->FindExtensionByName(name);
     if (field == nullptr) break;
     fields.push_back(field);
     record = field->message_type();
@@ -113,16 +92,24 @@ std::vector<const FieldDescriptor*> Follow(const Descriptor* record, std::string
   return fields;
 }
 
-// What the library selects for a value in the given record.
-std::vector<const FieldDescriptor*> PayloadIn(const Descriptor* record,
-                                              const EnumValueDescriptor& value) {
-  for (const Util::SelectedPayload& selected : Util::PayloadsOf(value)) {
-    if (selected.record == record) return selected.payload;
+// What the library selects for each value of the row's selector.
+using Paths = std::map<const EnumValueDescriptor*, std::vector<const FieldDescriptor*>>;
+Paths PayloadsOfRow(const Row& row) {
+  Paths paths;
+  const Descriptor* record = Util::FindMessageType(row.record);
+  if (row.selector.empty()) return paths;
+  const auto* const type = record->FindFieldByName(row.selector)->enum_type();
+  for (int i = 0; i < type->value_count(); ++i) {
+    for (const Util::SelectedPayload& selected : Util::PayloadsOf(*type->value(i))) {
+      if (selected.record == record) paths[type->value(i)] = selected.payload;
+    }
+    EXPECT_EQ(paths.count(type->value(i)), 1U)
+        << row.record << " has no rule for " << type->value(i)->full_name();
   }
-  ADD_FAILURE() << record->full_name() << " has no rule for " << value.full_name();
-  return {};
+  return paths;
 }
 
+// The library passes over rows whose record or selector does not exist.
 TEST(PairingTables, NameOnlyWhatExistsAndEachRecordOnce) {
   std::set<std::string> records;
   for (const Row& row : AllRows()) {
@@ -136,10 +123,6 @@ TEST(PairingTables, NameOnlyWhatExistsAndEachRecordOnce) {
     EXPECT_FALSE(selector->is_repeated()) << selector->full_name();
     for (const auto& [value, payload] : row.listed) {
       EXPECT_NE(selector->enum_type()->FindValueByName(value), nullptr) << value;
-      EXPECT_EQ(Util::PathText(Follow(record, payload)).empty(), *payload == '\0') << payload;
-    }
-    for (const char* const path : row.unselected) {
-      EXPECT_EQ(Util::PathText(Follow(record, path)), path);
     }
   }
   EXPECT_EQ(Util::PairedRecords().size(), records.size());
@@ -147,20 +130,15 @@ TEST(PairingTables, NameOnlyWhatExistsAndEachRecordOnce) {
 
 TEST(PairingTables, GiveEachValueAPayloadOfItsOwnOrSayThatItHasNone) {
   for (const Row& row : AllRows()) {
-    if (row.selector.empty()) continue;
-    const Descriptor* record = Util::FindMessageType(row.record);
     std::map<std::string, std::string> listed(row.listed.begin(), row.listed.end());
     std::set<std::string> payloads;
-    const auto* const type = record->FindFieldByName(row.selector)->enum_type();
-    for (int i = 0; i < type->value_count(); ++i) {
-      const std::string& name = type->value(i)->name();
-      const std::string payload = Util::PathText(PayloadIn(record, *type->value(i)));
-      const bool has_none = listed.count(name) != 0 && listed[name].empty();
-      EXPECT_EQ(payload.empty(), has_none)
-          << name << " needs a payload in " << row.record << " or an entry that it has none";
-      if (!payload.empty()) {
-        EXPECT_TRUE(payloads.insert(payload).second) << payload << " belongs to two values";
-      }
+    for (const auto& [value, path] : PayloadsOfRow(row)) {
+      const std::string payload = Util::PathText(path);
+      const bool has_none = listed.count(value->name()) != 0 && listed[value->name()].empty();
+      EXPECT_EQ(payload.empty(), has_none) << value->name() << " needs a payload in " << row.record
+                                           << " or an entry that it has none";
+      EXPECT_TRUE(payload.empty() || payloads.insert(payload).second)
+          << payload << " belongs to two values";
     }
   }
 }
@@ -183,30 +161,28 @@ TEST(PairingTables, PairValuesWithPayloadsThatBearTheirNames) {
       {"QUERY_TYPE_RECORDINGS_ADJACENT_EVENTS", "query_recordings_adjacent_event"},
   };
   for (const Row& row : AllRows()) {
-    if (row.selector.empty()) continue;
-    const Descriptor* record = Util::FindMessageType(row.record);
-    const auto* const type = record->FindFieldByName(row.selector)->enum_type();
+    const Paths paths = PayloadsOfRow(row);
+    if (paths.empty()) continue;
     // Words that all values begin with say nothing.
-    std::size_t common = Words(type->value(0)->name()).size();
-    for (int i = 1; i < type->value_count(); ++i) {
-      const auto first = Words(type->value(0)->name());
-      const auto other = Words(type->value(i)->name());
-      const auto end = std::mismatch(first.begin(), first.end(), other.begin(), other.end()).first;
-      common = std::min(common, static_cast<std::size_t>(end - first.begin()));
+    const auto first = Words(paths.begin()->first->name());
+    auto common = first.end();
+    for (const auto& [value, path] : paths) {
+      const auto words = Words(value->name());
+      common = std::min(
+          common, std::mismatch(first.begin(), first.end(), words.begin(), words.end()).first);
     }
-    for (int i = 0; i < type->value_count(); ++i) {
-      const std::string& name = type->value(i)->name();
-      const std::string payload = Util::PathText(PayloadIn(record, *type->value(i)));
+    for (const auto& [value, path] : paths) {
+      const std::string payload = Util::PathText(path);
       if (payload.empty()) continue;
-      if (const auto found = differ.find(name); found != differ.end()) {
+      if (const auto found = differ.find(value->name()); found != differ.end()) {
         EXPECT_EQ(payload, found->second);
         continue;
       }
       std::string letters = Lower(payload);
       letters.erase(std::remove(letters.begin(), letters.end(), '_'), letters.end());
-      const auto words = Words(name);
-      for (std::size_t word = common; word < words.size(); ++word) {
-        EXPECT_NE(letters.find(words[word]), std::string::npos) << name << " " << payload;
+      const auto words = Words(value->name());
+      for (auto word = words.begin() + (common - first.begin()); word != words.end(); ++word) {
+        EXPECT_NE(letters.find(*word), std::string::npos) << value->name() << " " << payload;
       }
     }
   }
@@ -216,14 +192,13 @@ TEST(PairingTables, PairValuesWithPayloadsThatBearTheirNames) {
 std::set<const FieldDescriptor*> FieldsWithRule() {
   std::set<const FieldDescriptor*> fields;
   for (const Row& row : AllRows()) {
-    const Descriptor* record = Util::FindMessageType(row.record);
-    for (const char* const path : row.unselected) {
-      for (const FieldDescriptor* field : Follow(record, path)) fields.insert(field);
-    }
-    if (row.selector.empty()) continue;
-    const auto* const type = record->FindFieldByName(row.selector)->enum_type();
-    for (int i = 0; i < type->value_count(); ++i) {
-      for (const FieldDescriptor* field : PayloadIn(record, *type->value(i))) fields.insert(field);
+    for (const auto& [value, path] : PayloadsOfRow(row)) fields.insert(path.begin(), path.end());
+  }
+  for (const Util::ByPath& row : Util::ByPathTable()) {
+    for (const char* const text : row.unselected) {
+      const auto path = Follow(Util::FindMessageType(row.record), text);
+      EXPECT_EQ(Util::PathText(path), text);
+      fields.insert(path.begin(), path.end());
     }
   }
   for (const Util::ExactlyOne& row : Util::ExactlyOneTable()) {
@@ -236,34 +211,25 @@ std::set<const FieldDescriptor*> FieldsWithRule() {
   return fields;
 }
 
-TEST(PairingTables, LeaveNoPayloadWithoutAValue) {
+// Payloads are numbered from 100 in most records of the schema, and nothing else is.
+TEST(PairingTables, LeaveNoPayloadWithoutAValueAndNoRecordOfPayloadsWithoutARule) {
   const std::set<const FieldDescriptor*> with_rule = FieldsWithRule();
   // The records, and the messages on the way to payloads that stand deeper.
   std::set<const Descriptor*> records;
   for (const FieldDescriptor* field : with_rule) records.insert(field->containing_type());
 
-  std::set<std::string> common = kCommonToAllKinds;
-  for (const Descriptor* record : records) {
-    for (const FieldDescriptor* field : SubMessages(record)) {
+  std::set<std::string> common;
+  std::istringstream in(kCommonToAllKinds);
+  for (std::string name; in >> name;) common.insert("Pb.CmnSys." + name);
+  for (const std::string& name : Util::MessageNames(Util::SchemaFiles())) {
+    const Descriptor* message = Util::FindMessageType(name);
+    for (const FieldDescriptor* field : SubMessages(message)) {
       if (common.erase(field->full_name()) != 0) continue;
-      EXPECT_EQ(with_rule.count(field), 1U)
+      EXPECT_TRUE(records.count(message) == 0 ? field->number() < 100 : with_rule.count(field) == 1)
           << field->full_name() << " is the payload of no kind, nor listed as common to all";
     }
   }
   for (const std::string& name : common) ADD_FAILURE() << name << " is listed, but not there";
-}
-
-// Payloads are numbered from 100 in most records of the schema, and nothing else is.
-TEST(PairingTables, CoverEveryRecordWhoseSubMessagesAreNumberedLikePayloads) {
-  std::set<const Descriptor*> covered;
-  for (const FieldDescriptor* field : FieldsWithRule()) covered.insert(field->containing_type());
-  for (const std::string& name : Util::MessageNames(Util::SchemaFiles())) {
-    const Descriptor* message = Util::FindMessageType(name);
-    for (const FieldDescriptor* field : SubMessages(message)) {
-      EXPECT_TRUE(field->number() < 100 || covered.count(message) == 1)
-          << field->full_name() << " looks like a payload, but its record has no rule";
-    }
-  }
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
          "\n// Of ripening.\noptional int64 end_time = 2; }",
          "A.end_time", "unit"},
     }),
-    [](const testing::TestParamInfo<Case>& info) { return std::string(info.param.name); });
+    [](const testing::TestParamInfo<Case>& tested) { return std::string(tested.param.name); });
 
 TEST(Comments, WhereNoneIsNeededOrOneSaysEnoughNothingIsReported) {
   const std::string declarations = R"(
