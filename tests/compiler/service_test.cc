@@ -7,10 +7,13 @@
 
 #include "ProtoBuf/Sample/NoPackage.pb.h"
 #include "ProtoBuf/Sample/Services.pb.h"
+#include "support/calls.h"
 
 namespace CmnSys::Compiler {
 namespace {
 
+using CmnSys::Test::CountingClosure;
+using CmnSys::Test::TestController;
 using google::protobuf::Closure;
 using google::protobuf::Message;
 using google::protobuf::MethodDescriptor;
@@ -23,26 +26,6 @@ using Sample::Services::Calls_Stub;
 using Sample::Services::Longer;
 using Sample::Services::Request;
 using Sample::Services::Response;
-
-class Controller : public RpcController {
- public:
-  void Reset() override { error_.clear(); }
-  bool Failed() const override { return !error_.empty(); }
-  std::string ErrorText() const override { return error_; }
-  void StartCancel() override {}
-  void SetFailed(const std::string& reason) override { error_ = reason; }
-  bool IsCanceled() const override { return false; }
-  void NotifyOnCancel(Closure*) override {}
-
- private:
-  std::string error_;
-};
-
-class CountingClosure : public Closure {
- public:
-  void Run() override { ++runs; }
-  int runs = 0;
-};
 
 // Answers First and Second and leaves Third to the generated class.
 class CallsServer : public Calls {
@@ -88,7 +71,7 @@ class RecordingChannel : public RpcChannel {
 
 TEST(ServiceClass, DispatchesByIndexAndPassesEverythingOn) {
   CallsServer server;
-  Controller controller;
+  TestController controller;
   CountingClosure done;
 
   Request request;
@@ -112,7 +95,7 @@ TEST(ServiceClass, DispatchesByIndexAndPassesEverythingOn) {
 
 TEST(ServiceClass, DispatchesAnotherServicesMethodByItsIndex) {
   CallsServer server;
-  Controller controller;
+  TestController controller;
   CountingClosure done;
   Request request;
   Response response;
@@ -122,7 +105,7 @@ TEST(ServiceClass, DispatchesAnotherServicesMethodByItsIndex) {
 
 TEST(ServiceClass, FailsAMethodThatIsNotOverriddenAndRunsTheClosureOnce) {
   CallsServer server;
-  Controller controller;
+  TestController controller;
   CountingClosure done;
   const Response request;
   Response response;
@@ -161,7 +144,7 @@ TEST(ServiceClass, IsBuiltThroughDerivedClassesOnly) {
 TEST(ServiceClassDeathTest, EndsTheProcessOnABadMethodIndex) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   CallsServer server;
-  Controller controller;
+  TestController controller;
   CountingClosure done;
   Request request;
   Response response;
@@ -183,7 +166,7 @@ TEST(Stub, SendsTheMethodOfItsIndexAndAllArgumentsToTheChannel) {
   RecordingChannel channel;
   Calls_Stub stub(&channel);
   EXPECT_EQ(stub.channel(), &channel);
-  Controller controller;
+  TestController controller;
   CountingClosure done;
   const Outer_Inner request;
   Outer response;
