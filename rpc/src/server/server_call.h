@@ -13,9 +13,9 @@
 #include <optional>
 #include <string>
 
-#include "cancel_notifier.h"
-#include "completion.h"
-#include "server_core.h"
+#include "common/cancel_notifier.h"
+#include "common/completion.h"
+#include "server/server_core.h"
 
 namespace CmnSys::Rpc {
 

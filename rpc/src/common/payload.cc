@@ -1,4 +1,4 @@
-#include "payload.h"
+#include "common/payload.h"
 
 #include <grpc/slice.h>
 #include <grpcpp/support/proto_buffer_reader.h>

@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "CmnSys/Rpc/Subscription.h"
-#include "channel_core.h"
+#include "client/channel_core.h"
 
 namespace CmnSys::Rpc {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "CmnSys/Rpc/ClientController.h"
-#include "cancel_notifier.h"
+#include "common/cancel_notifier.h"
 
 namespace CmnSys::Rpc {
 

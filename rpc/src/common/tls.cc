@@ -1,9 +1,9 @@
-#include "tls.h"
+#include "common/tls.h"
 
 #include <grpcpp/security/tls_certificate_provider.h>
 #include <grpcpp/security/tls_credentials_options.h>
 
-#include "tls_files.h"
+#include "common/tls_files.h"
 
 namespace CmnSys::Rpc {
 

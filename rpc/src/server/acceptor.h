@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "address.h"
+#include "common/address.h"
 
 namespace CmnSys::Rpc {
 

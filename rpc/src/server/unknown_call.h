@@ -7,8 +7,8 @@
 
 #include <memory>
 
-#include "completion.h"
-#include "server_core.h"
+#include "common/completion.h"
+#include "server/server_core.h"
 
 namespace CmnSys::Rpc {
 

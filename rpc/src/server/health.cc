@@ -1,4 +1,4 @@
-#include "health.h"
+#include "server/health.h"
 
 #include <google/protobuf/wrappers.pb.h>
 

@@ -1,4 +1,4 @@
-#include "address.h"
+#include "common/address.h"
 
 #include <netdb.h>
 #include <netinet/in.h>

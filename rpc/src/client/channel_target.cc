@@ -1,4 +1,4 @@
-#include "channel_target.h"
+#include "client/channel_target.h"
 
 #include <grpc/grpc.h>
 #include <grpcpp/create_channel.h>
@@ -8,9 +8,9 @@
 #include <climits>
 #include <string_view>
 
-#include "address.h"
-#include "payload.h"
-#include "tls.h"
+#include "common/address.h"
+#include "common/payload.h"
+#include "common/tls.h"
 
 namespace CmnSys::Rpc {
 

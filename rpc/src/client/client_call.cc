@@ -1,4 +1,4 @@
-#include "client_call.h"
+#include "client/client_call.h"
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/message.h>
@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "CmnSys/Rpc/ClientController.h"
-#include "payload.h"
+#include "common/payload.h"
 
 namespace CmnSys::Rpc {
 

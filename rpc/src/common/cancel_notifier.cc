@@ -1,4 +1,4 @@
-#include "cancel_notifier.h"
+#include "common/cancel_notifier.h"
 
 #include <stdexcept>
 #include <utility>

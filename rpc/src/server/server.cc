@@ -19,13 +19,13 @@
 #include <thread>
 #include <utility>
 
-#include "acceptor.h"
-#include "health.h"
-#include "publisher_impl.h"
-#include "server_call.h"
-#include "server_core.h"
-#include "tls.h"
-#include "unknown_call.h"
+#include "common/tls.h"
+#include "server/acceptor.h"
+#include "server/health.h"
+#include "server/publisher_impl.h"
+#include "server/server_call.h"
+#include "server/server_core.h"
+#include "server/unknown_call.h"
 
 namespace CmnSys::Rpc {
 

@@ -1,6 +1,6 @@
-#include "unknown_call.h"
+#include "server/unknown_call.h"
 
-#include "payload.h"
+#include "common/payload.h"
 
 namespace CmnSys::Rpc {
 

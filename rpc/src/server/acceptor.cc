@@ -1,4 +1,4 @@
-#include "acceptor.h"
+#include "server/acceptor.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>

@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "CmnSys/Rpc/Publisher.h"
-#include "completion.h"
-#include "server_core.h"
+#include "common/completion.h"
+#include "server/server_core.h"
 
 namespace CmnSys::Rpc {
 

@@ -15,9 +15,9 @@
 #include <mutex>
 #include <string>
 
-#include "channel_core.h"
-#include "client_controller_impl.h"
-#include "completion.h"
+#include "client/channel_core.h"
+#include "client/client_controller_impl.h"
+#include "common/completion.h"
 
 namespace CmnSys::Rpc {
 

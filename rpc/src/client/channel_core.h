@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "CmnSys/Rpc/Channel.h"
-#include "channel_target.h"
-#include "client_controller_impl.h"
-#include "completion.h"
+#include "client/channel_target.h"
+#include "client/client_controller_impl.h"
+#include "common/completion.h"
 
 namespace CmnSys::Rpc {
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "CmnSys/Rpc/Publisher.h"
-#include "server_core.h"
+#include "server/server_core.h"
 
 namespace CmnSys::Rpc {
 

@@ -3,8 +3,8 @@
 #include <exception>
 #include <utility>
 
-#include "payload.h"
-#include "publisher_impl.h"
+#include "common/payload.h"
+#include "server/publisher_impl.h"
 
 namespace CmnSys::Rpc {
 

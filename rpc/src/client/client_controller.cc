@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "CmnSys/Rpc/ClientController.h"
-#include "client_controller_impl.h"
+#include "client/client_controller_impl.h"
 
 namespace CmnSys::Rpc {
 

@@ -1,9 +1,9 @@
-#include "server_call.h"
+#include "server/server_call.h"
 
 #include <exception>
 #include <utility>
 
-#include "payload.h"
+#include "common/payload.h"
 
 namespace CmnSys::Rpc {
 

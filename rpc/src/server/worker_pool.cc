@@ -1,4 +1,4 @@
-#include "worker_pool.h"
+#include "server/worker_pool.h"
 
 #include <algorithm>
 #include <chrono>

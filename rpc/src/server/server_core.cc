@@ -1,4 +1,4 @@
-#include "server_core.h"
+#include "server/server_core.h"
 
 #include <grpc/grpc_security_constants.h>
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "payload.h"
-#include "publisher_impl.h"
+#include "common/payload.h"
+#include "server/publisher_impl.h"
 
 namespace CmnSys::Rpc {
 

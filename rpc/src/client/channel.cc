@@ -9,9 +9,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "channel_core.h"
-#include "client_call.h"
-#include "subscription_impl.h"
+#include "client/channel_core.h"
+#include "client/client_call.h"
+#include "client/subscription_impl.h"
 
 namespace CmnSys::Rpc {
 

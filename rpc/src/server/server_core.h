@@ -15,9 +15,9 @@
 #include <utility>
 
 #include "CmnSys/Rpc/Server.h"
-#include "completion.h"
-#include "raw_service.h"
-#include "worker_pool.h"
+#include "common/completion.h"
+#include "server/raw_service.h"
+#include "server/worker_pool.h"
 
 namespace CmnSys::Rpc {
 

@@ -17,7 +17,7 @@
 #include <deque>
 #include <string>
 
-#include "completion.h"
+#include "common/completion.h"
 
 namespace CmnSys::Rpc {
 

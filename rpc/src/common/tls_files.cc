@@ -1,4 +1,4 @@
-#include "tls_files.h"
+#include "common/tls_files.h"
 
 #include <openssl/err.h>
 #include <openssl/evp.h>

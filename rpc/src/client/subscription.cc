@@ -3,9 +3,9 @@
 #include <chrono>
 #include <utility>
 
-#include "completion.h"
-#include "payload.h"
-#include "subscription_impl.h"
+#include "client/subscription_impl.h"
+#include "common/completion.h"
+#include "common/payload.h"
 
 namespace CmnSys::Rpc {
 
