@@ -1,22 +1,34 @@
 #include "common/address.h"
 
+#include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <memory>
-#include <stdexcept>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
 namespace CmnSys::Rpc {
 
 namespace {
+
+constexpr const char* kUnixPrefix = "unix:";
+
+// Of ASCII alone, whatever the locale.
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+bool IsNameCharacter(char c) {
+  return (ToLower(c) >= 'a' && ToLower(c) <= 'z') || IsDigit(c) || c == '-' || c == '.' || c == '_';
+}
 
 using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
@@ -33,15 +45,39 @@ AddressList Resolve(const Address& address, int flags) {
   return {list, &freeaddrinfo};
 }
 
+bool IsLoopback(const in_addr& ip4) { return ntohl(ip4.s_addr) >> 24U == IN_LOOPBACKNET; }
+
+bool IsLoopback(const in6_addr& ip6) { return IN6_IS_ADDR_LOOPBACK(&ip6); }
+
 bool IsLoopback(const sockaddr* address) {
-  if (address->sa_family == AF_INET) {
-    const auto* ip4 = reinterpret_cast<const sockaddr_in*>(address);
-    return ntohl(ip4->sin_addr.s_addr) >> 24U == IN_LOOPBACKNET;
+  switch (address->sa_family) {
+    case AF_INET:
+      return IsLoopback(reinterpret_cast<const sockaddr_in*>(address)->sin_addr);
+    case AF_INET6:
+      return IsLoopback(reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr);
+    default:
+      return false;
   }
-  if (address->sa_family == AF_INET6) {
-    return IN6_IS_ADDR_LOOPBACK(&reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr);
-  }
-  return false;
+}
+
+// With or without a scope: "fe80::1%eth0".
+bool IsIp6(const std::string& text) {
+  in6_addr ip6{};
+  const std::size_t percent = text.find('%');
+  if (inet_pton(AF_INET6, text.substr(0, percent).c_str(), &ip6) != 1) return false;
+  return percent == std::string::npos ||
+         (percent + 1 < text.size() &&
+          std::all_of(text.begin() + static_cast<std::ptrdiff_t>(percent) + 1, text.end(),
+                      IsNameCharacter));
+}
+
+bool IsLocalhost(std::string host) {
+  std::transform(host.begin(), host.end(), host.begin(), ToLower);
+  if (!host.empty() && host.back() == '.') host.pop_back();
+  static constexpr std::string_view kBelow = ".localhost";
+  return host == kBelow.substr(1) ||
+         (host.size() > kBelow.size() &&
+          host.compare(host.size() - kBelow.size(), kBelow.size(), kBelow) == 0);
 }
 
 // The IP address and port of a socket; empty when the system does not tell them.
@@ -55,54 +91,90 @@ std::string NameOf(int fd) {
                   port.data(), port.size(), NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
     return "";
   }
-  return Address{host.data(), port.data()}.Text();
+  return Address{host.data(), port.data(), ""}.Text();
 }
 
 }  // namespace
 
 std::string Address::Text() const {
+  if (IsUnix()) return kUnixPrefix + path;
   return (host.find(':') == std::string::npos ? host : "[" + host + "]") + ":" + port;
 }
 
 Address ParseAddress(const std::string& text) {
-  const auto fail = [&text]() -> Address {
-    throw std::invalid_argument("\"" + text +
-                                "\" is no address: write host:port, 192.0.2.7:port or "
-                                "[2001:db8::7]:port");
+  const auto fail = [&text](const char* why) -> Address {
+    throw std::invalid_argument("\"" + text + "\" is no address: " + why);
   };
+  static constexpr const char* kForms =
+      "write host:port, 192.0.2.7:port, [2001:db8::7]:port or unix:path";
+  Address address;
+  if (text.rfind(kUnixPrefix, 0) == 0) {
+    address.path = text.substr(std::string(kUnixPrefix).size());
+    if (address.path.empty()) return fail(kForms);
+    if (address.path.size() >= sizeof(sockaddr_un::sun_path)) {
+      return fail("the path of a Unix domain socket has at most 107 bytes");
+    }
+    return address;
+  }
   const std::size_t colon = text.rfind(':');
-  if (colon == std::string::npos || colon == 0) return fail();
-  Address address{text.substr(0, colon), text.substr(colon + 1)};
+  if (colon == std::string::npos || colon == 0) return fail(kForms);
+  address.host = text.substr(0, colon);
+  address.port = text.substr(colon + 1);
   if (address.host.front() == '[') {
-    if (address.host.back() != ']') return fail();
+    if (address.host.back() != ']') return fail(kForms);
     address.host = address.host.substr(1, address.host.size() - 2);
-  } else if (address.host.find_first_of(":/ ") != std::string::npos) {
-    return fail();
+    if (!IsIp6(address.host)) return fail("what stands in brackets is no IPv6 address");
+  } else if (!std::all_of(address.host.begin(), address.host.end(), IsNameCharacter)) {
+    return fail(kForms);
   }
   const bool number = !address.port.empty() && address.port.size() <= 5 &&
-                      std::all_of(address.port.begin(), address.port.end(),
-                                  [](char c) { return c >= '0' && c <= '9'; });
-  if (!number || std::stoi(address.port) > 65535 || address.host.empty()) return fail();
+                      std::all_of(address.port.begin(), address.port.end(), IsDigit);
+  if (!number || std::stoi(address.port) > 65535) {
+    return fail("the port is a number up to 65535");
+  }
   return address;
+}
+
+std::vector<Address> Expand(const Address& address) {
+  if (!IsLocalhost(address.host)) return {address};
+  return {{"127.0.0.1", address.port, ""}, {"::1", address.port, ""}};
+}
+
+std::optional<bool> IsLocal(const Address& address) {
+  if (address.IsUnix() || IsLocalhost(address.host)) return true;
+  in_addr ip4{};
+  if (inet_pton(AF_INET, address.host.c_str(), &ip4) == 1) return IsLoopback(ip4);
+  if (IsIp6(address.host)) {
+    in6_addr ip6{};
+    const std::string without_scope = address.host.substr(0, address.host.find('%'));
+    inet_pton(AF_INET6, without_scope.c_str(), &ip6);
+    return IsLoopback(ip6);
+  }
+  return std::nullopt;
+}
+
+std::invalid_argument PlaintextRefused(const std::string& address) {
+  return std::invalid_argument(address +
+                               " is not a loopback address, and there everybody on the way could "
+                               "read and change the calls: set TLS files, or Plaintext::kAnywhere "
+                               "if that is meant");
 }
 
 void CheckPlaintextAllowed(const Address& address, Plaintext plaintext) {
   if (plaintext == Plaintext::kAnywhere) return;
-  bool loopback = true;
-  try {
-    const AddressList list = Resolve(address, 0);
-    for (const addrinfo* i = list.get(); i != nullptr; i = i->ai_next) {
-      loopback = loopback && IsLoopback(i->ai_addr);
+  std::optional<bool> local = IsLocal(address);
+  if (!local) {
+    local = true;
+    try {
+      const AddressList list = Resolve(address, 0);
+      for (const addrinfo* i = list.get(); i != nullptr; i = i->ai_next) {
+        local = *local && IsLoopback(i->ai_addr);
+      }
+    } catch (const std::runtime_error& error) {
+      throw std::invalid_argument(error.what());
     }
-  } catch (const std::runtime_error& error) {
-    throw std::invalid_argument(error.what());
   }
-  if (!loopback) {
-    throw std::invalid_argument(address.Text() +
-                                " is not a loopback address, and there everybody on the way could "
-                                "read and change the calls: set TLS files, or "
-                                "Plaintext::kAnywhere if that is meant");
-  }
+  if (!*local) throw PlaintextRefused(address.Text());
 }
 
 ListeningSocket::ListeningSocket(const Address& address) {

@@ -3,6 +3,8 @@
 #ifndef CMNSYS_RPC_SRC_ADDRESS_H_
 #define CMNSYS_RPC_SRC_ADDRESS_H_
 
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -10,18 +12,35 @@
 
 namespace CmnSys::Rpc {
 
+// An IP address or host name with a port, or the path of a Unix domain socket.
 struct Address {
-  std::string host;  // Without brackets.
+  std::string host;  // Without brackets; empty for a Unix domain socket.
   std::string port;  // A number.
+  std::string path;  // Of the Unix domain socket; empty otherwise.
 
-  std::string Text() const;  // "host:port", "[IPv6 address]:port"
+  bool IsUnix() const { return !path.empty(); }
+  // "host:port", "[IPv6 address]:port", "unix:path"
+  std::string Text() const;
 };
 
-// Reads "host:port" or "[IPv6 address]:port". Throws std::invalid_argument.
+// Reads what Text() writes. Throws std::invalid_argument.
 Address ParseAddress(const std::string& text);
 
-// Throws std::invalid_argument unless plaintext is allowed for this address: on loopback always,
-// elsewhere when it was asked for. A name is resolved.
+// The addresses that one stands for: localhost and the names below it stand for the loopback
+// addresses of both families, whatever a hosts file says (RFC 6761, section 6.3); any other address
+// for itself.
+std::vector<Address> Expand(const Address& address);
+
+// Whether it is certain that only programs of this machine are at this address: true for loopback
+// addresses, localhost and Unix domain sockets, false for other IP addresses, nothing for a name
+// that would have to be resolved. Does not block.
+std::optional<bool> IsLocal(const Address& address);
+
+// What to do about an address that is not local when plaintext was not asked for.
+std::invalid_argument PlaintextRefused(const std::string& address);
+
+// Throws std::invalid_argument unless plaintext is allowed for this address: where it is local
+// always, elsewhere when it was asked for. A name is resolved.
 void CheckPlaintextAllowed(const Address& address, Plaintext plaintext);
 
 // A listening TCP socket.
