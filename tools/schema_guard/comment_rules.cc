@@ -1,8 +1,6 @@
 #include "comment_rules.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstdint>
 #include <set>
 #include <string>
 #include <string_view>
@@ -14,24 +12,24 @@ namespace CmnSys::SchemaGuard {
 
 using google::protobuf::Descriptor;
 using google::protobuf::EnumDescriptor;
-using google::protobuf::EnumValueDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::FileDescriptor;
 using google::protobuf::FileDescriptorProto;
-using google::protobuf::MethodDescriptor;
 using google::protobuf::ServiceDescriptor;
 using google::protobuf::SourceLocation;
 
 namespace {
 
-// Names that are misspelt, or spelt against the conventions of the schema, and stay so.
-const std::set<std::string>& Misspelt() {
-  static const auto* const names = new std::set<std::string>{"EVENT_CATEGOTY_APPLICATIOJHN",
-                                                             "MonthlyRecurrecnceType",
-                                                             "RAGNE_TYPE_RANGE_BOUNDED",
-                                                             "disconnnectReq",
-                                                             "emailMesssage",
-                                                             "reponses"};
+using WordSet = std::set<std::string>;
+
+// Names that are misspelt, and part of the contract like all others.
+const WordSet& Misspelt() {
+  static const auto* const names = new WordSet{"EVENT_CATEGOTY_APPLICATIOJHN",
+                                               "MonthlyRecurrecnceType",
+                                               "RAGNE_TYPE_RANGE_BOUNDED",
+                                               "disconnnectReq",
+                                               "emailMesssage",
+                                               "reponses"};
   return *names;
 }
 
@@ -39,17 +37,6 @@ template <class Declaration>
 std::string LeadingComment(const Declaration& declaration) {
   SourceLocation source;
   return declaration.GetSourceLocation(&source) ? source.leading_comments : "";
-}
-
-// A comment apart from the declaration by an empty line speaks of it and of those that follow.
-template <class Declaration>
-std::string SectionComment(const Declaration& declaration) {
-  SourceLocation source;
-  std::string comments;
-  if (declaration.GetSourceLocation(&source)) {
-    for (const std::string& comment : source.leading_detached_comments) comments += comment;
-  }
-  return comments;
 }
 
 // The comment at the beginning of the file stands before the syntax statement.
@@ -63,7 +50,7 @@ std::string FileComment(const FileDescriptor& file) {
   return comments;
 }
 
-bool AnyOf(const std::vector<std::string>& words, const std::set<std::string>& set) {
+bool AnyOf(const std::vector<std::string>& words, const WordSet& set) {
   return std::any_of(words.begin(), words.end(),
                      [&](const std::string& word) { return set.count(word) != 0; });
 }
@@ -74,81 +61,27 @@ bool IsPlaceholder(const std::string& comment) {
          comment.find("...") != std::string::npos || comment.find("??") != std::string::npos;
 }
 
-bool TellsNumber(const std::string& comment, int number) {
-  return AnyOf(Words(comment), {std::to_string(number)});
+bool TellsMisspelling(const std::vector<std::string>& words) {
+  return AnyOf(words, {"misspelled", "misspelt"});
 }
 
-// Whether a comment explains why `number` follows on `previous` with a gap.
-bool TellsGap(const std::string& comment, int previous, int number) {
-  return TellsNumber(comment, number) ||
-         (TellsNumber(comment, previous + 1) && TellsNumber(comment, number - 1));
+// "Number 9 is unused.", "Numbers 2 to 6 must stay free."
+bool TellsUnusedNumbers(const std::vector<std::string>& words) {
+  return !words.empty() && AnyOf({words.front()}, {"number", "numbers"}) &&
+         AnyOf(words, {"free", "unassigned", "unused"});
 }
 
-bool HasOddDefault(const FieldDescriptor& field) {
-  if (!field.has_default_value()) return false;
-  switch (field.cpp_type()) {
-    case FieldDescriptor::CPPTYPE_INT32:
-      return field.default_value_int32() != 0;
-    case FieldDescriptor::CPPTYPE_INT64:
-      return field.default_value_int64() != 0;
-    case FieldDescriptor::CPPTYPE_UINT32:
-      return field.default_value_uint32() != 0;
-    case FieldDescriptor::CPPTYPE_UINT64:
-      return field.default_value_uint64() != 0;
-    case FieldDescriptor::CPPTYPE_FLOAT:
-      return field.default_value_float() != 0;
-    case FieldDescriptor::CPPTYPE_DOUBLE:
-      return field.default_value_double() != 0;
-    case FieldDescriptor::CPPTYPE_BOOL:
-      return field.default_value_bool();
-    case FieldDescriptor::CPPTYPE_ENUM:
-      return field.default_value_enum()->index() != 0;
-    case FieldDescriptor::CPPTYPE_STRING:
-      return !field.default_value_string().empty();
-    case FieldDescriptor::CPPTYPE_MESSAGE:
-      return false;
+// The comment without the sentences that do not say what the declaration means.
+std::string Meaning(std::string_view comment) {
+  std::string meaning;
+  while (!comment.empty()) {
+    const std::string_view sentence = comment.substr(0, comment.find_first_of(".;") + 1);
+    const std::string_view rest = sentence.empty() ? comment : sentence;
+    const std::vector<std::string> words = Words(rest);
+    if (!TellsMisspelling(words) && !TellsUnusedNumbers(words)) meaning += rest;
+    comment.remove_prefix(rest.size());
   }
-  return false;
-}
-
-std::string Joined(const std::vector<std::string>& words) {
-  std::string text = " ";
-  for (const std::string& word : words) text += word + " ";
-  return text;
-}
-
-// The words of an enum value by which it differs from the enum's other values.
-std::string OwnWords(const EnumValueDescriptor& value) {
-  std::vector<std::string> words = Words(value.name());
-  std::size_t shared = words.size() - 1;
-  for (int i = 0; i < value.type()->value_count(); ++i) {
-    const std::vector<std::string> other = Words(value.type()->value(i)->name());
-    const auto [end, other_end] =
-        std::mismatch(words.begin(), words.end(), other.begin(), other.end());
-    shared = std::min<std::size_t>(shared, end - words.begin());
-  }
-  words.erase(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(shared));
-  return Joined(words);
-}
-
-// Whether most values of the field's enum have the names of other fields: then the field tells
-// which of these is set.
-bool IsSelector(const FieldDescriptor& field) {
-  if (field.is_repeated() || field.enum_type() == nullptr) return false;
-  const Descriptor& message = *field.containing_type();
-  int payloads = 0;
-  for (int v = 0; v < field.enum_type()->value_count(); ++v) {
-    const std::string own_words = OwnWords(*field.enum_type()->value(v));
-    for (int i = 0; i < message.field_count(); ++i) {
-      if (message.field(i)->message_type() != nullptr &&
-          Joined(Words(message.field(i)->name())).find(own_words) != std::string::npos) {
-        ++payloads;
-        break;
-      }
-    }
-  }
-  // One value stands for the unknown kind.
-  return payloads >= 2 && 2 * payloads >= field.enum_type()->value_count() - 1;
+  return meaning;
 }
 
 bool IsNumber(const FieldDescriptor& field) {
@@ -163,23 +96,21 @@ bool IsNumber(const FieldDescriptor& field) {
   }
 }
 
-// A time without its unit in the name.
 bool NeedsUnit(const FieldDescriptor& field) {
-  static const auto* const times = new std::set<std::string>{
-      "age", "delay", "duration", "interval", "period", "time", "timeout", "timestamp"};
+  static const auto* const durations =
+      new WordSet{"age", "delay", "duration", "interval", "period", "timeout"};
   static const auto* const units =
-      new std::set<std::string>{"days", "minutes", "ms", "msec", "sec", "seconds", "secs", "utc"};
+      new WordSet{"days", "minutes", "ms", "msec", "sec", "seconds", "secs"};
   const std::vector<std::string> words = Words(field.name());
-  return IsNumber(field) && AnyOf(words, *times) && !AnyOf(words, *units);
+  return IsNumber(field) && AnyOf(words, *durations) && !AnyOf(words, *units);
 }
 
 bool TellsUnit(const std::string& comment) {
-  static const auto* const units = new std::set<std::string>{
-      "convention",  "conventions",  "day",     "days",        "hour",
-      "hours",       "jiffies",      "jiffy",   "microsecond", "microseconds",
-      "millisecond", "milliseconds", "minute",  "minutes",     "nanosecond",
-      "nanoseconds", "second",       "seconds", "unit",        "units"};
-  return AnyOf(Words(comment), *units) || comment.find("time base") != std::string::npos;
+  static const auto* const units =
+      new WordSet{"agreed",       "day",         "days",         "hour",   "hours",   "jiffies",
+                  "microseconds", "millisecond", "milliseconds", "minute", "minutes", "nanoseconds",
+                  "second",       "seconds",     "unit",         "units"};
+  return AnyOf(Words(comment), *units);
 }
 
 class CommentCheck {
@@ -193,102 +124,63 @@ class CommentCheck {
     } else if (IsPlaceholder(comment)) {
       findings_.Add(file, "begins with a placeholder; say what the file is for");
     }
-    for (int i = 0; i < file.message_type_count(); ++i) Message(*file.message_type(i), comment);
+    for (int i = 0; i < file.message_type_count(); ++i) Message(*file.message_type(i));
     for (int i = 0; i < file.enum_type_count(); ++i) Enum(*file.enum_type(i));
-    for (int i = 0; i < file.extension_count(); ++i) {
-      Required(*file.extension(i), file.extension(i)->message_type());
-    }
+    for (int i = 0; i < file.extension_count(); ++i) Field(*file.extension(i));
     for (int i = 0; i < file.service_count(); ++i) Service(*file.service(i));
   }
 
  private:
-  // `around` holds the comments that also speak of this message: the file's and the outer ones.
-  void Message(const Descriptor& message, const std::string& around) {
-    Required(message);
-    const std::string comment = LeadingComment(message);
-    std::string group;
-    int previous = 0;
-    for (int i = 0; i < message.field_count(); ++i) {
-      const FieldDescriptor& field = *message.field(i);
-      const std::string own = LeadingComment(field);
-      if (!own.empty()) group = own;
-      if (const std::string reason = WhyNeeded(field, previous, comment); !reason.empty()) {
-        Required(field, field.message_type(), reason);
-      } else {
-        Meaningful(field, field.message_type());
-      }
-      if (NeedsUnit(field) && !TellsUnit(around + SectionComment(message) + comment + group)) {
-        findings_.Add(field, "is a time; say its unit, or whose convention the unit is");
-      }
-      previous = field.number();
-    }
+  void Message(const Descriptor& message) {
+    Commented(message);
+    for (int i = 0; i < message.field_count(); ++i) Field(*message.field(i));
+    for (int i = 0; i < message.extension_count(); ++i) Field(*message.extension(i));
     for (int i = 0; i < message.enum_type_count(); ++i) Enum(*message.enum_type(i));
-    for (int i = 0; i < message.nested_type_count(); ++i) {
-      Message(*message.nested_type(i), around + SectionComment(message) + comment);
+    for (int i = 0; i < message.nested_type_count(); ++i) Message(*message.nested_type(i));
+  }
+
+  void Field(const FieldDescriptor& field) {
+    Commented(field, field.message_type());
+    if (NeedsUnit(field) && !TellsUnit(LeadingComment(field))) {
+      findings_.Add(field, "is a duration; say its unit, or that the unit is agreed");
     }
   }
 
   void Enum(const EnumDescriptor& type) {
-    Required(type);
-    const std::string comment = LeadingComment(type);
-    int previous = -1;
-    for (int i = 0; i < type.value_count(); ++i) {
-      const EnumValueDescriptor& value = *type.value(i);
-      if (value.number() != previous + 1 && !TellsGap(comment, previous, value.number())) {
-        Required(value, nullptr, OddNumber(previous, value.number()));
-      } else {
-        Meaningful(value);
-      }
-      previous = value.number();
-    }
+    Commented(type);
+    for (int i = 0; i < type.value_count(); ++i) Commented(*type.value(i));
   }
 
   void Service(const ServiceDescriptor& service) {
-    Required(service);
-    for (int i = 0; i < service.method_count(); ++i) Required(*service.method(i));
+    Commented(service);
+    for (int i = 0; i < service.method_count(); ++i) Commented(*service.method(i));
   }
 
-  static std::string OddNumber(int previous, int number) {
-    return previous < 0
-               ? "begins with " + std::to_string(number)
-               : "number " + std::to_string(number) + " follows on " + std::to_string(previous);
-  }
-
-  static std::string WhyNeeded(const FieldDescriptor& field, int previous,
-                               const std::string& message_comment) {
-    if (field.options().deprecated()) return "deprecated";
-    if (HasOddDefault(field)) return "the default is not what an unset field reads as elsewhere";
-    if (IsSelector(field)) return "selects the payload";
-    if (field.number() != previous + 1 && !TellsGap(message_comment, previous, field.number())) {
-      return OddNumber(previous, field.number());
-    }
-    return "";
-  }
-
+  // `type` is the type of a field that holds a message: its name says no more than the field's own.
   template <class Declaration>
-  void Required(const Declaration& declaration, const Descriptor* type = nullptr,
-                const std::string& reason = "") {
-    if (LeadingComment(declaration).empty()) {
-      findings_.Add(declaration, "has no comment" + (reason.empty() ? "" : " (" + reason + ")"));
-    }
-    Meaningful(declaration, type);
-  }
-
-  template <class Declaration>
-  void Meaningful(const Declaration& declaration, const Descriptor* type = nullptr) {
+  void Commented(const Declaration& declaration, const Descriptor* type = nullptr) {
     const std::string comment = LeadingComment(declaration);
-    if (Misspelt().count(declaration.name()) != 0 &&
-        !AnyOf(Words(comment), {"misspelled", "misspelt", "spelled", "spelt"})) {
-      findings_.Add(declaration, "is misspelt; say in a comment that it is spelt so and stays");
-    }
-    if (comment.empty()) return;
-    if (IsPlaceholder(comment)) {
-      findings_.Add(declaration, "has a placeholder for a comment; say what it is for");
+    if (comment.empty()) {
+      findings_.Add(declaration, "has no comment; say what it means, directly before it");
       return;
     }
-    std::set<std::string> name = NameTopics(declaration.name());
+    if (Misspelt().count(declaration.name()) != 0 && !TellsMisspelling(Words(comment))) {
+      findings_.Add(declaration, "is misspelt; say so in the comment");
+    }
+    if (IsPlaceholder(comment)) {
+      findings_.Add(declaration, "has a placeholder for a comment; say what it means");
+      return;
+    }
+    const std::string meaning = Meaning(comment);
+    if (IsPlaceholder(meaning)) {
+      findings_.Add(declaration,
+                    "has a comment that does not say what it means, but only: " + comment +
+                        "; an empty line takes a note about unused numbers away from it");
+      return;
+    }
+    WordSet name = NameTopics(declaration.name());
     if (type != nullptr) name.merge(NameTopics(type->name()));
-    const std::set<std::string> topics = Topics(comment);
+    const WordSet topics = Topics(meaning);
     if (std::includes(name.begin(), name.end(), topics.begin(), topics.end())) {
       findings_.Add(declaration, "has a comment that says only what the name says: " + comment);
     }

@@ -130,7 +130,6 @@ class Comparison {
         File(*was, *is);
       }
     }
-    for (const FileDescriptor* file : current.files()) NothingRequired(*file);
   }
 
  private:
@@ -274,32 +273,6 @@ class Comparison {
     if (before != now) {
       findings_.Add(is,
                     "was " + Quoted(before) + " and is now " + Quoted(now) + "; change it back");
-    }
-  }
-
-  template <class Scope>
-  void NoneRequired(const Scope& scope, int (Scope::*count)() const,
-                    const FieldDescriptor* (Scope::*get)(int) const) {
-    for (const FieldDescriptor* field : List(scope, count, get)) {
-      if (field->is_required()) {
-        findings_.Add(*field,
-                      "is required; make it optional, so that every message that is sent "
-                      "now stays valid");
-      }
-    }
-  }
-  void NothingRequired(const FileDescriptor& file) {
-    NoneRequired(file, &FileDescriptor::extension_count, &FileDescriptor::extension);
-    for (const Descriptor* message :
-         List(file, &FileDescriptor::message_type_count, &FileDescriptor::message_type)) {
-      NothingRequired(*message);
-    }
-  }
-  void NothingRequired(const Descriptor& message) {
-    NoneRequired(message, &Descriptor::field_count, &Descriptor::field);
-    for (const Descriptor* nested :
-         List(message, &Descriptor::nested_type_count, &Descriptor::nested_type)) {
-      NothingRequired(*nested);
     }
   }
 

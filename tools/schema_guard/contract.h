@@ -8,11 +8,11 @@ namespace CmnSys::SchemaGuard {
 
 // Finds what breaks the contract that the baseline states. Whatever the baseline declares must be
 // there still, under the same name, with every property unchanged, and in the same order. What is
-// new passes when
-// - a field or an extension is not required,
-// - an enum value does not stand first, where it would become the default,
+// new may stand where it does when
+// - an enum value is not the first, where it would become the default,
 // - a message, enum, service or method stands after the old ones of its scope, and an import after
 //   the old imports: these have no number and are found by their index.
+// What may be new at all is a matter of additions.h.
 void FindBreaches(const SchemaSet& baseline, const SchemaSet& current, Findings* findings);
 
 }  // namespace CmnSys::SchemaGuard

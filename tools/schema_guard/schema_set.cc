@@ -29,8 +29,28 @@ class ErrorText : public DescriptorPool::ErrorCollector {
   std::string text_;
 };
 
+// The JSON name that protoc derives from a field's name: without underscores, and the letter after
+// each in upper case.
+std::string DerivedName(const std::string& name) {
+  std::string derived;
+  bool upper = false;
+  for (const char c : name) {
+    if (c == '_') {
+      upper = true;
+      continue;
+    }
+    derived += upper && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    upper = false;
+  }
+  return derived;
+}
+
+void RemoveDerivedName(FieldDescriptorProto* field) {
+  if (field->json_name() == DerivedName(field->name())) field->clear_json_name();
+}
+
 void RemoveDerivedNames(DescriptorProto* message) {
-  for (FieldDescriptorProto& field : *message->mutable_field()) field.clear_json_name();
+  for (FieldDescriptorProto& field : *message->mutable_field()) RemoveDerivedName(&field);
   for (FieldDescriptorProto& field : *message->mutable_extension()) field.clear_json_name();
   for (DescriptorProto& nested : *message->mutable_nested_type()) RemoveDerivedNames(&nested);
 }

@@ -68,76 +68,58 @@ INSTANTIATE_TEST_SUITE_P(
     Each, CommentFault,
     testing::ValuesIn(std::vector<Case>{
         {"NestedMessage", "message A { message B {} }", "A.B", "no comment"},
-        {"Enum", "\nenum E { X = 0; }", "E", "no comment"},
+        {"Field", "message A { optional int32 x = 1; }", "A.x", "no comment"},
+        {"Value", "enum E { X = 0; }", "E.X", "no comment"},
         {"Extension", "message A { extensions 5; }\nextend A { optional int32 x = 5; }", "x",
          "no comment"},
         {"Service", "\nservice S {}", "S", "no comment"},
         {"Method", "message A {}\n// Sells.\nservice S { rpc M(A) returns (A); }", "S.M",
          "no comment"},
-        {"NumberAfterAGap", "message A { optional int32 y = 4; }", "A.y", "number 4 follows on 0"},
-        {"ValueAfterAGap", "enum E { X = 0; Y = 2; }", "E.Y", "number 2 follows on 0"},
-        {"FirstValueNotZero", "enum E { X = 999; Y = 1000; }", "E.X", "begins with 999"},
-        {"OddDefault", "message A { optional bool x = 1 [default = true]; }", "A.x", "default"},
-        {"Deprecated", "message A { optional bool x = 1 [deprecated = true]; }", "A.x",
-         "deprecated"},
-        {"Selector",
-         "enum KindType { KIND_TYPE_NONE = 0; KIND_TYPE_APPLE = 1; KIND_TYPE_PEAR = 2; }"
-         "\n// Basket.\nmessage A { optional KindType k = 1; optional A the_apple = 2;"
-         " optional A pear = 3; }",
-         "A.k", "selects the payload"},
-        {"Misspelt", "message A { optional int32 reponses = 1; }", "A.reponses", "misspelt"},
+        {"CommentOfTheFieldBefore",
+         "message A {\n// Weight and price.\noptional int32 x = 1; optional int32 y = 2; }", "A.y",
+         "no comment"},
+        {"Misspelt", "message A {\n// Answers.\noptional int32 reponses = 1; }", "A.reponses",
+         "misspelt"},
+        {"OnlyMisspelt", "message A {\n// Misspelt.\noptional int32 reponses = 1; }", "A.reponses",
+         "does not say what it means"},
+        {"OnlyUnusedNumbers",
+         "message A {\n// Numbers 1 to 3 are unused. Number 9 is free.\noptional int32 x = 4; }",
+         "A.x", "does not say what it means"},
         {"Placeholder", "\n// TODO: explain\nmessage A {}", "A", "placeholder"},
         {"Empty", "\n//\nmessage A {}", "A", "placeholder"},
         {"NameOfAValue", "enum E {\n// The deep red.\nE_DEEP_RED = 0; }", "E.E_DEEP_RED",
          "only what the name says"},
         {"NameOfARequest", "\n// Request of Sell.\nmessage SellReq {}", "SellReq", "only what"},
+        {"NameBesideAGap",
+         "message A {\n// The weight. Number 2 is unused.\noptional int32 weight = 3; }",
+         "A.weight", "only what the name says"},
         {"NameOfAFieldAndItsType",
          "message Crate {\n// Crate of the parent.\noptional Crate parent = 1; }", "Crate.parent",
          "only what the name says"},
-        {"UnitOnlyInAnotherGroup",
-         "message A {\n// In seconds.\noptional int64 start_time = 1;"
-         "\n// Of ripening.\noptional int64 end_time = 2; }",
-         "A.end_time", "unit"},
+        {"DurationWithoutUnit", "message A {\n// Until it is ripe.\noptional int64 delay = 1; }",
+         "A.delay", "unit"},
     }),
     [](const testing::TestParamInfo<Case>& tested) { return std::string(tested.param.name); });
 
-TEST(Comments, WhereNoneIsNeededOrOneSaysEnoughNothingIsReported) {
+TEST(Comments, ThatSayEnoughAreNotReported) {
   const std::string declarations = R"(
-// Fruit that is sold together; 2 and 3 stay free.
-message FruitBasket { optional int32 x = 1; optional bool y = 4 [default = false]; }
+// Fruit that is sold together.
+message FruitBasket {
+  // Numbers 1 to 3 are unused.
 
-// Fruit, from 999.
-enum FirstValueTold { X = 999; Y = 1000; }
-
-// Fruit.
-enum KindType { KIND_TYPE_NONE = 0; KIND_TYPE_APPLE = 1; KIND_TYPE_PEAR = 2; }
-
-// Has fields that an apple and a pear lack.
-message KindSelectsNothing {
-  optional KindType k = 1;
-  optional FruitBasket stone = 2;
-  // Spelt so.
-  optional int32 reponses = 3;
-  // Crate (TYPE_CRATE).
+  // How much the buyer takes (TYPE_CRATE). Number 5 is unused.
   optional int32 crate = 4;
-  // Not a number.
-  optional string event_time = 5;
-}
 
-// Ripe.
-message UnitInTheNameOrTheGroup {
-  optional int64 time_ms = 1;
-  // In seconds.
-  optional int64 start_time = 2;
-  optional int64 endTime = 3;
-}
-
-// Times in days.
-message UnitInTheMessage {
-  optional int64 time = 1;
-
-  // Nest.
-  message Inner { optional int64 time = 1; }
+  // What the seller says. Misspelt.
+  optional int32 reponses = 6;
+  // Until it is ripe.
+  optional int64 delay_ms = 7;
+  // Until it is sold, in hours.
+  optional int64 sale_interval = 8;
+  // When it was picked.
+  optional int64 start_time = 9;
+  // How old; not a number.
+  optional string age = 10;
 }
 )";
   EXPECT_EQ(FaultsOf(SchemaOf(kHeader + declarations)).Text(), "");

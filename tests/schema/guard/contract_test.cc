@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "additions.h"
 #include "free_numbers.h"
 #include "support/files.h"
 #include "support/process.h"
@@ -46,6 +47,7 @@ const FileDescriptorSet& CurrentWithoutComments() {
 Findings Check(const SchemaSet& baseline, const SchemaSet& current) {
   Findings findings;
   FindBreaches(baseline, current, &findings);
+  FindForbiddenAdditions(baseline, current, &findings);
   FindUsedFreeNumbers(current, &findings);
   return findings;
 }
@@ -210,7 +212,12 @@ INSTANTIATE_TEST_SUITE_P(
         {"FieldUnpacked",
          [](Schema& s) { s.Field("Storage", "AccessUnits", "length_diffs").clear_options(); },
          "Storage.proto: Pb.CmnSys.Stor.AccessUnits.length_diffs", "[packed = true]"},
-        {"FieldRenamed", [](Schema& s) { s.Field("Gid", "Gid", "id").set_name("ident"); },
+        {"FieldRenamed",
+         [](Schema& s) {
+           FieldDescriptorProto& field = s.Field("Gid", "Gid", "id");
+           field.clear_json_name();
+           field.set_name("ident");
+         },
          "Gid.proto: Pb.CmnSys.Gid.ident", R"(was named "id")"},
         {"FieldRemoved", [](Schema& s) { s.Message("Gid", "Gid").mutable_field()->RemoveLast(); },
          "Gid.proto: Pb.CmnSys.Gid", R"(the field "type" is gone)"},
@@ -219,13 +226,6 @@ INSTANTIATE_TEST_SUITE_P(
          "Gid.proto: Pb.CmnSys.Gid.server_id", R"("data_store_id" is due)"},
         {"FieldAtAFreeNumber", [](Schema& s) { AddField(&s.Message("Gid", "Gid"), 6); },
          "Gid.proto: Pb.CmnSys.Gid.added", "number 6 of Pb.CmnSys.Gid must stay free"},
-        {"RequiredFieldInANewMessage",
-         [](Schema& s) {
-           auto* added = s.File("Gid").add_message_type();
-           added->set_name("Added");
-           AddField(added, 1)->set_label(FieldDescriptorProto::LABEL_REQUIRED);
-         },
-         "Gid.proto: Pb.CmnSys.Added.added", "is required"},
         {"ValueRenumbered",
          [](Schema& s) { s.Enum("Gid", "GidType").mutable_value(3)->set_number(99); },
          "Gid.proto: Pb.CmnSys.GidType.GID_TYPE_SAVED_VIEW", "was \"GID_TYPE_SAVED_VIEW = 3;\""},
@@ -287,11 +287,117 @@ INSTANTIATE_TEST_SUITE_P(
          R"(import 1 is missing where "ProtoBuf/CmnSys/CmnSys.proto" is due)"},
         {"FileOptionRemoved", [](Schema& s) { s.File("Gid").clear_options(); }, "Gid.proto",
          "optimize_for"},
+        {"SecondServiceInAFile",
+         [](Schema& s) {
+           ServiceDescriptorProto* added = s.File("SvcQuery").add_service();
+           *added = s.Service("SvcQuery");
+           added->set_name("Added");
+         },
+         "SvcQuery.proto: Pb.Rpc.SvcQuery.Added", "shares its file"},
         {"FileRenamed",
          [](Schema& s) { s.File("SvcPackages").set_name("ProtoBuf/CmnSys/Moved.proto"); },
          "SvcPackages.proto", "the file is gone"},
     }),
     NameOf);
+
+// A file with a message, an enum and a service such as may be added.
+FileDescriptorProto* AddFile(FileDescriptorSet* set) {
+  FileDescriptorProto* file = set->add_file();
+  file->set_name("ProtoBuf/CmnSys/CmnSys.New.proto");
+  file->set_package("Pb.New");
+  file->mutable_options()->set_optimize_for(google::protobuf::FileOptions::SPEED);
+  file->add_message_type()->set_name("M");
+  AddField(file->mutable_message_type(0), 1);
+  file->add_enum_type()->set_name("E");
+  AddValue(file->mutable_enum_type(0), 0);
+  ServiceDescriptorProto* service = file->add_service();
+  service->set_name("S");
+  service->mutable_options()->mutable_unknown_fields()->AddVarint(50001, 1);
+  service->mutable_options()->mutable_unknown_fields()->AddVarint(50002, 1);
+  auto* method = service->add_method();
+  method->set_name("Call");
+  method->set_input_type(".Pb.New.M");
+  method->set_output_type(".Pb.New.M");
+  return file;
+}
+
+struct Addition {
+  const char* name;
+  std::function<void(FileDescriptorProto&)> apply;  // to the file of AddFile
+  const char* problem;
+};
+
+void PrintTo(const Addition& addition, std::ostream* out) { *out << addition.name; }
+
+class ForbiddenAddition : public testing::TestWithParam<Addition> {};
+
+TEST_P(ForbiddenAddition, IsReported) {
+  Schema schema;
+  GetParam().apply(*AddFile(&schema.set));
+  const Findings findings = Check(SchemaSet(CurrentWithoutComments()), SchemaSet(schema.set));
+  ASSERT_EQ(findings.all().size(), 1U) << findings.Text();
+  EXPECT_NE(findings.all()[0].problem.find(GetParam().problem), std::string::npos)
+      << findings.Text();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    New, ForbiddenAddition,
+    testing::ValuesIn(std::vector<Addition>{
+        {"Required",
+         [](FileDescriptorProto& f) {
+           f.mutable_message_type(0)->mutable_field(0)->set_label(
+               FieldDescriptorProto::LABEL_REQUIRED);
+         },
+         "is required"},
+        {"Reserved",
+         [](FileDescriptorProto& f) { f.mutable_message_type(0)->add_reserved_name("old"); },
+         "reserved"},
+        {"ReservedValue",
+         [](FileDescriptorProto& f) { f.mutable_enum_type(0)->add_reserved_name("OLD"); },
+         "reserved"},
+        {"Oneof",
+         [](FileDescriptorProto& f) {
+           f.mutable_message_type(0)->add_oneof_decl()->set_name("choice");
+           f.mutable_message_type(0)->mutable_field(0)->set_oneof_index(0);
+         },
+         "oneof"},
+        {"JsonName",
+         [](FileDescriptorProto& f) {
+           f.mutable_message_type(0)->mutable_field(0)->set_json_name("other");
+         },
+         "json_name"},
+        {"DeprecatedFalse",
+         [](FileDescriptorProto& f) {
+           f.mutable_message_type(0)->mutable_field(0)->mutable_options()->set_deprecated(false);
+         },
+         "deprecated: false"},
+        {"MessageOption",
+         [](FileDescriptorProto& f) {
+           f.mutable_message_type(0)->mutable_options()->set_deprecated(true);
+         },
+         "deprecated: true"},
+        {"GenericServices",
+         [](FileDescriptorProto& f) { f.mutable_options()->set_cc_generic_services(true); },
+         "cc_generic_services"},
+        {"PublicImport",
+         [](FileDescriptorProto& f) {
+           f.add_dependency("ProtoBuf/CmnSys/CmnSys.Gid.proto");
+           f.add_public_dependency(0);
+         },
+         "public"},
+        {"Proto3", [](FileDescriptorProto& f) { f.set_syntax("proto3"); }, "proto2"},
+        {"ServiceWithoutItsOption",
+         [](FileDescriptorProto& f) {
+           f.mutable_service(0)->mutable_options()->mutable_unknown_fields()->DeleteByNumber(50002);
+         },
+         "50002"},
+        {"StreamingMethod",
+         [](FileDescriptorProto& f) {
+           f.mutable_service(0)->mutable_method(0)->set_server_streaming(true);
+         },
+         "streams"},
+    }),
+    [](const testing::TestParamInfo<Addition>& tested) { return std::string(tested.param.name); });
 
 TEST(Contract, AllowsAdditionsThatLeaveOldIndexesAndDefaults) {
   Schema schema;
@@ -308,10 +414,7 @@ TEST(Contract, AllowsAdditionsThatLeaveOldIndexesAndDefaults) {
   AddValue(type, 0);
   AddEvent(&schema.File("Events"), 2000);
   AddMethod(&schema.Service("SvcQuery"));
-  FileDescriptorProto* file = schema.set.add_file();
-  file->set_name("ProtoBuf/CmnSys/CmnSys.New.proto");
-  file->set_package("Pb.CmnSys.New");
-  file->add_message_type()->set_name("Added");
+  AddFile(&schema.set);
 
   const Findings findings = Check(SchemaSet(CurrentWithoutComments()), SchemaSet(schema.set));
   EXPECT_EQ(findings.Text(), "");

@@ -23,7 +23,9 @@ TEST(RegisteredSchema, HasAllFilesOfTheFolder) {
   std::vector<std::string> in_folder;
   for (const auto& entry :
        std::filesystem::directory_iterator(CMNSYS_SOURCE_DIR "/ProtoBuf/CmnSys")) {
-    in_folder.push_back("ProtoBuf/CmnSys/" + entry.path().filename().string());
+    if (entry.path().extension() == ".proto") {
+      in_folder.push_back("ProtoBuf/CmnSys/" + entry.path().filename().string());
+    }
   }
   std::sort(in_folder.begin(), in_folder.end());
 
