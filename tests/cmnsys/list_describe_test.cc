@@ -27,7 +27,7 @@ TEST(Describe, ShowsFieldsWithNumbersTypesDefaultsAndComments) {
   EXPECT_TRUE(Contains(gid, "message Pb.CmnSys.Gid  (ProtoBuf/CmnSys/CmnSys.Gid.proto)\n"));
   EXPECT_TRUE(Contains(
       gid, "7  type           optional Pb.CmnSys.GidType, default GID_TYPE_UNKNOWN (0)\n"));
-  EXPECT_TRUE(Contains(gid, "      The object's own identifier.\n"));
+  EXPECT_TRUE(Contains(gid, "      Raw id of the object itself.\n"));
 
   // The first value is the default also where it is not 0.
   EXPECT_TRUE(Contains(Cmnsys({"describe", "DbChangeType"}).output, "999  DB_CHANGE_TYPE_UNKNOWN"));
