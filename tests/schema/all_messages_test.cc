@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "CmnSys/Util/RandomMessage.h"
+#include "CmnSys/Util/Schema.h"
 
 namespace CmnSys::Test {
 namespace {
@@ -241,7 +242,7 @@ TEST(AllMessages, KeepUnknownFieldsAtAnyDepth) {
 
 // A program with an older schema passes a message on although it knows none of its fields.
 TEST(AllMessages, PassThroughAReaderThatKnowsNoneOfTheirFields) {
-  const MessagePointer stranger = NewMessage("Pb.Rpc.SvcQuery.AbortRsp");
+  const MessagePointer stranger = Util::NewMessage("Pb.Rpc.SvcQuery.AbortRsp");
   ASSERT_EQ(stranger->GetDescriptor()->field_count(), 0);
   ForAllMessages(8, {}, [&](const Message& message, std::uint64_t /*seed*/) {
     const std::string bytes = message.SerializeAsString();

@@ -29,7 +29,7 @@ TEST_P(EncodingTest, IsExactAndReadsBack) {
   const std::unique_ptr<Message> message = MessageFromText(expected.type, expected.text);
   EXPECT_EQ(message->SerializeAsString(), expected.bytes);
 
-  const std::unique_ptr<Message> copy = NewMessage(expected.type);
+  const std::unique_ptr<Message> copy = Util::NewMessage(expected.type);
   ASSERT_TRUE(copy->ParseFromString(expected.bytes));
   EXPECT_EQ(copy->ShortDebugString(), message->ShortDebugString());
 }

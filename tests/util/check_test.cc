@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "CmnSys/Util/Pairing.h"
+#include "CmnSys/Util/Schema.h"
 #include "all_messages.h"
 #include "support/files.h"
 
@@ -24,7 +25,7 @@ using Fields = std::vector<const FieldDescriptor*>;
 using Lines = std::vector<std::string>;
 
 std::unique_ptr<Message> Parse(const std::string& type, const std::string& text) {
-  std::unique_ptr<Message> message = NewMessage(type);
+  std::unique_ptr<Message> message = Util::NewMessage(type);
   EXPECT_TRUE(google::protobuf::TextFormat::ParseFromString(text, message.get())) << text;
   return message;
 }
@@ -56,7 +57,7 @@ void ForEachSelection(const Function& function) {
     if (record.selector == nullptr) continue;
     for (int i = 0; i < record.selector->enum_type()->value_count(); ++i) {
       const EnumValueDescriptor& value = *record.selector->enum_type()->value(i);
-      for (const Util::SelectedPayload& selected : Util::PayloadsOf(value)) {
+      for (const Util::SelectedPayload& selected : Util::SelectedPayloads(value)) {
         if (selected.record == record.record) function(record, value, selected.payload);
       }
     }
@@ -81,7 +82,7 @@ std::string MismatchName(Util::PairingPattern pattern) {
 
 std::unique_ptr<Message> NewRecord(const Util::PairedRecord& record,
                                    const EnumValueDescriptor& value) {
-  std::unique_ptr<Message> message = NewMessage(record.record->full_name());
+  std::unique_ptr<Message> message = Util::NewMessage(record.record->full_name());
   message->GetReflection()->SetEnum(message.get(), record.selector, &value);
   return message;
 }
@@ -240,7 +241,7 @@ TEST(Check, AllowsForWhatANewerSchemaMayHold) {
            std::string("\xfa\xf0\x04\x00", 4)},
   };
   for (const auto& [type, bytes] : cases) {
-    const std::unique_ptr<Message> message = NewMessage(type);
+    const std::unique_ptr<Message> message = Util::NewMessage(type);
     ASSERT_TRUE(message->ParseFromString(bytes)) << type;
     const auto& unknown = message->GetReflection()->GetUnknownFields(*message);
     ASSERT_FALSE(unknown.empty()) << type;

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "CmnSys/Util/RandomMessage.h"
+#include "CmnSys/Util/Schema.h"
 #include "ProtoBuf/CmnSys/CmnSys.Events.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.EventsDerived.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.Gid.pb.h"
@@ -46,7 +47,7 @@ std::string ToJson(const Message& message) {
 }
 
 std::unique_ptr<Message> FromText(const std::string& type, const std::string& text) {
-  std::unique_ptr<Message> message = NewMessage(type);
+  std::unique_ptr<Message> message = Util::NewMessage(type);
   EXPECT_TRUE(TextFormat::ParseFromString(text, message.get())) << text;
   return message;
 }
@@ -61,7 +62,7 @@ std::string WriteError(const Message& message, const JsonWriteOptions& options =
 // What ReadJson has against the text; empty when nothing.
 std::string ReadError(const std::string& type, const std::string& json,
                       const JsonReadOptions& options = {}) {
-  const std::unique_ptr<Message> message = NewMessage(type);
+  const std::unique_ptr<Message> message = Util::NewMessage(type);
   const auto error = Util::ReadJson(json, options, message.get());
   if (!error) return "";
   EXPECT_EQ(message->ByteSizeLong(), 0U) << "not empty after an error";
@@ -72,7 +73,7 @@ std::string ReadError(const std::string& type, const std::string& json,
 // The message in the JSON as text format on one line.
 std::string Read(const std::string& type, const std::string& json,
                  const JsonReadOptions& options = {}) {
-  const std::unique_ptr<Message> message = NewMessage(type);
+  const std::unique_ptr<Message> message = Util::NewMessage(type);
   const auto error = Util::ReadJson(json, options, message.get());
   EXPECT_FALSE(error) << json << "\n" << ToString(*error);
   return message->ShortDebugString();

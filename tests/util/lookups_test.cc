@@ -1,3 +1,4 @@
+#include <google/protobuf/descriptor_database.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -7,12 +8,13 @@
 
 #include "CmnSys/Util/EventTypes.h"
 #include "CmnSys/Util/GidTypes.h"
-#include "CmnSys/Util/NotificationTypes.h"
 #include "CmnSys/Util/Pairing.h"
 #include "CmnSys/Util/QueryTypes.h"
 #include "CmnSys/Util/Schema.h"
 #include "ProtoBuf/CmnSys/CmnSys.Iotas.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.Login.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.Notifications.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SavedViewsStateChange.pb.h"
 
 namespace CmnSys::Test {
 namespace {
@@ -25,8 +27,6 @@ using namespace Pb::CmnSys::Notifications;  // NOLINT(google-build-using-namespa
 using namespace Pb::CmnSys::Queries;        // NOLINT(google-build-using-namespace)
 using namespace Pb::CmnSys::QueriesResult;  // NOLINT(google-build-using-namespace)
 
-std::string NameOf(const FieldDescriptor* field) { return field == nullptr ? "" : field->name(); }
-
 template <typename Function>
 void ForEachValue(const EnumDescriptor* type, const Function& function) {
   for (int i = 0; i < type->value_count(); ++i) function(*type->value(i));
@@ -35,19 +35,16 @@ void ForEachValue(const EnumDescriptor* type, const Function& function) {
 TEST(EventTypes, LeadToTheirExtensionAndBack) {
   std::set<const FieldDescriptor*> found;
   ForEachValue(EventType_descriptor(), [&](const EnumValueDescriptor& value) {
-    const auto type = static_cast<EventType>(value.number());
-    const FieldDescriptor* extension = Util::ExtensionOf(type);
-    if (extension == nullptr) return;
-    found.insert(extension);
-    EXPECT_EQ(Util::PayloadOf(type), extension->message_type());
-    EXPECT_EQ(Util::EventTypeOf(*extension), type);
-    EXPECT_EQ(Util::EventTypeOf(*extension->message_type()), type);
+    const Util::PayloadPath& path = Util::PayloadAt(Event::descriptor(), value.number());
+    if (path.empty()) return;
+    ASSERT_EQ(path.size(), 1U);
+    found.insert(path[0]);
+    EXPECT_EQ(Util::EventTypeOf(*path[0]->message_type()), value.number());
+    EXPECT_EQ(Util::SelectingValues(*path[0]), std::vector{&value});
   });
   std::vector<const FieldDescriptor*> all;
   google::protobuf::DescriptorPool::generated_pool()->FindAllExtensions(Event::descriptor(), &all);
   EXPECT_EQ(found.size(), all.size());
-  EXPECT_EQ(NameOf(Util::ExtensionOf(EVENT_DEVICE_MOTION_START)), "event_device_motion_start");
-  EXPECT_EQ(Util::PayloadOf(EVENT_SYSTEM_NETWORK_ERROR), nullptr);
 }
 
 TEST(EventTypes, TheCategoryIsThatOfTheNamePrefix) {
@@ -64,18 +61,16 @@ TEST(EventTypes, TheCategoryIsThatOfTheNamePrefix) {
   ForEachValue(EventType_descriptor(), [&](const EnumValueDescriptor& value) {
     const std::string prefix = value.name().substr(6, value.name().find('_', 6) - 6);
     ASSERT_EQ(prefixes.count(prefix), 1U) << value.name();
-    EXPECT_EQ(Util::CategoryOf(static_cast<EventType>(value.number())), prefixes.at(prefix))
+    EXPECT_EQ(Util::EventCategoryOf(static_cast<EventType>(value.number())), prefixes.at(prefix))
         << value.name();
   });
 }
 
-TEST(EventTypes, KnowNothingOfUndefinedNumbersAndOtherFields) {
+TEST(EventTypes, KnowNothingOfUndefinedNumbersAndOtherMessages) {
   for (const int number : {-1, 1, 5001, 11020, 13000}) {
-    EXPECT_EQ(Util::CategoryOf(static_cast<EventType>(number)), EVENT_CATEGOTY_UNKNOWN);
-    EXPECT_EQ(Util::ExtensionOf(static_cast<EventType>(number)), nullptr);
+    EXPECT_EQ(Util::EventCategoryOf(static_cast<EventType>(number)), EVENT_CATEGOTY_UNKNOWN);
   }
   EXPECT_FALSE(Util::EventTypeOf(*Event::descriptor()));
-  EXPECT_FALSE(Util::EventTypeOf(*Event::descriptor()->FindFieldByName("event_type")));
   // Declared, but the payload of no type.
   EXPECT_FALSE(Util::EventTypeOf(*EventDeviceDigitalOutputOff::descriptor()));
 }
@@ -87,58 +82,82 @@ TEST(QueryTypes, AreAnsweredByTheResultsOfTheirKind) {
   };
   ForEachValue(QueryType_descriptor(), [&](const EnumValueDescriptor& value) {
     const std::string query = kind(value.name(), "QUERY_TYPE_");
-    const auto results = Util::ResultTypesOf(static_cast<QueryType>(value.number()));
+    const auto results = Util::PossibleResultTypes(static_cast<QueryType>(value.number()));
     EXPECT_EQ(results.empty(), query == "UNKNOWN" || query == "TRANSACT") << value.name();
     for (const QueryResultType result : results) {
       EXPECT_EQ(query, kind(QueryResultType_Name(result), "QUERY_RESULT_TYPE_"));
-      EXPECT_NE(Util::ResultFieldOf(result), nullptr);
+      EXPECT_FALSE(Util::PayloadAt(QueryResult::descriptor(), result).empty());
     }
   });
   // Alike in their first word only.
-  EXPECT_EQ(Util::ResultTypesOf(QUERY_TYPE_RECORDINGS_ADJACENT_EVENTS),
+  EXPECT_EQ(Util::PossibleResultTypes(QUERY_TYPE_RECORDINGS_ADJACENT_EVENTS),
             std::vector<QueryResultType>{QUERY_RESULT_TYPE_RECORDINGS});
-  EXPECT_EQ(Util::ResultTypesOf(QUERY_TYPE_RECORDINGS_EVENT_DESCS),
+  EXPECT_EQ(Util::PossibleResultTypes(QUERY_TYPE_RECORDINGS_EVENT_DESCS),
             std::vector<QueryResultType>{QUERY_RESULT_TYPE_RECORDINGS_EVENT_DESCS});
 }
 
 TEST(QueryTypes, DetectionBoxesAreSummarizedOnDemand) {
   Query query;
-  EXPECT_FALSE(Util::ResultTypeOf(query));
+  EXPECT_FALSE(Util::ResultTypeFor(query));
   query.set_type(QUERY_TYPE_DETECTION_BOXES);
-  EXPECT_EQ(Util::ResultTypeOf(query), QUERY_RESULT_TYPE_DETECTION_BOXES);
+  EXPECT_EQ(Util::ResultTypeFor(query), QUERY_RESULT_TYPE_DETECTION_BOXES);
   query.mutable_query_detection_boxes()->set_bsummarize(true);
-  EXPECT_EQ(Util::ResultTypeOf(query), QUERY_RESULT_TYPE_DETECTION_BOX_SUMMARY);
+  EXPECT_EQ(Util::ResultTypeFor(query), QUERY_RESULT_TYPE_DETECTION_BOX_SUMMARY);
 }
 
-TEST(OtherTypes, AnswerForUndefinedNumbersToo) {
-  EXPECT_EQ(Util::WordsFor(Pb::CmnSys::GID_TYPE_SAVED_VIEW), "saved view");
-  EXPECT_EQ(Util::WordsFor(static_cast<Pb::CmnSys::GidType>(24)), "unknown");
-  EXPECT_EQ(NameOf(Util::PayloadFieldOf(NOTIFICATION_EVENT)), "notification_event");
-  EXPECT_EQ(Util::PayloadFieldOf(static_cast<NotificationType>(7)), nullptr);
-  EXPECT_EQ(NameOf(Util::ParameterFieldOf(QUERY_TYPE_DETECTION_BOXES)), "query_detection_boxes");
-  EXPECT_EQ(Util::ParameterFieldOf(QUERY_TYPE_UNKNOWN), nullptr);
+TEST(GidTypes, HaveWordsForUndefinedNumbersToo) {
+  EXPECT_EQ(Util::GidTypeInWords(Pb::CmnSys::GID_TYPE_SAVED_VIEW), "saved view");
+  EXPECT_EQ(Util::GidTypeInWords(static_cast<Pb::CmnSys::GidType>(24)), "unknown");
 }
 
 TEST(Schema, FindsMessageTypesByFullName) {
   EXPECT_EQ(Util::FindMessageType("Pb.CmnSys.Iota"), Pb::CmnSys::Iota::descriptor());
-  EXPECT_EQ(Util::FindPrototype("Pb.CmnSys.Iota"), &Pb::CmnSys::Iota::default_instance());
-  EXPECT_EQ(Util::FindPrototype("Iota"), nullptr);
+  EXPECT_EQ(Util::NewMessage("Pb.CmnSys.Iota")->GetDescriptor(), Pb::CmnSys::Iota::descriptor());
+  EXPECT_EQ(Util::NewMessage("Iota"), nullptr);
   EXPECT_NE(Util::FindMessageType("Pb.Prism.Version"), nullptr);
   for (const char* const name : {"", "Iota", "Pb.CmnSys.IotaType", "Pb.CmnSys.Iota.type"}) {
     EXPECT_EQ(Util::FindMessageType(name), nullptr) << name;
   }
 }
 
+TEST(Pairing, AnswersForAnyRecordAndValue) {
+  const auto payload = [](const google::protobuf::Descriptor* record, int value) {
+    return Util::PathText(Util::PayloadAt(record, value));
+  };
+  EXPECT_EQ(payload(Notification::descriptor(), NOTIFICATION_EVENT), "notification_event");
+  EXPECT_EQ(payload(Notification::descriptor(), NOTIFICATION_UNKNOWN), "");
+  EXPECT_EQ(payload(Notification::descriptor(), 7), "");
+  EXPECT_EQ(payload(Event::descriptor(), EVENT_SYSTEM_NETWORK_ERROR), "");
+  EXPECT_EQ(payload(Event::descriptor(), EVENT_USER_LOGIN), "[Pb.CmnSys.Events.event_user_login]");
+  EXPECT_EQ(payload(Pb::CmnSys::SavedViews::StateChange::StateChange::descriptor(),
+                    Pb::CmnSys::SavedViews::StateChange::STATE_CHANGE_TYPE_SAVED_VIEW_SET_NAME),
+            "saved_view_op.set_name");
+  EXPECT_EQ(payload(Pb::CmnSys::Gid::descriptor(), 1), "");
+}
+
+// Tools that read the schema's files have descriptors of their own.
+TEST(Pairing, AnswersForDescriptorsOfOtherPools) {
+  google::protobuf::DescriptorPoolDatabase database(
+      *google::protobuf::DescriptorPool::generated_pool());
+  const google::protobuf::DescriptorPool other(&database);
+  const auto* const query = other.FindMessageTypeByName("Pb.CmnSys.Queries.Query");
+  ASSERT_NE(query, Query::descriptor());
+  EXPECT_EQ(Util::PayloadAt(query, QUERY_TYPE_DETECTION_BOXES),
+            Util::PayloadAt(Query::descriptor(), QUERY_TYPE_DETECTION_BOXES));
+  EXPECT_TRUE(Util::IsSelector(*query->FindFieldByName("type")));
+  EXPECT_FALSE(Util::IsSelector(*query->FindFieldByName("gid")));
+}
+
 TEST(Pairing, OneValueMaySelectInSeveralRecords) {
   const auto* const sso =
       Pb::CmnSys::Login::AuthType_descriptor()->FindValueByName("AUTH_TYPE_SSO");
   std::vector<std::string> records;
-  for (const Util::SelectedPayload& selected : Util::PayloadsOf(*sso)) {
+  for (const Util::SelectedPayload& selected : Util::SelectedPayloads(*sso)) {
     records.push_back(selected.record->name() + "." + Util::PathText(selected.payload));
   }
   EXPECT_EQ(records, (std::vector<std::string>{"AuthInitParams.sso", "AuthReqParams.sso",
                                                "AuthRspParams.sso"}));
-  EXPECT_TRUE(Util::PayloadsOf(*Pb::CmnSys::GidType_descriptor()->value(0)).empty());
+  EXPECT_TRUE(Util::SelectedPayloads(*Pb::CmnSys::GidType_descriptor()->value(0)).empty());
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
+#include "text/name_search.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
-
-#include "CmnSys/Util/NameSearch.h"
 
 namespace CmnSys::Util {
 namespace {

@@ -1,7 +1,7 @@
 // Holds the pairing tables against the descriptors, so that no row names what does not exist and
 // nothing that is added to the schema stays without a rule.
 
-#include "pairing_tables.h"
+#include "pairing/pairing_tables.h"
 
 #include <gtest/gtest.h>
 
@@ -100,7 +100,7 @@ Paths PayloadsOfRow(const Row& row) {
   if (row.selector.empty()) return paths;
   const auto* const type = record->FindFieldByName(row.selector)->enum_type();
   for (int i = 0; i < type->value_count(); ++i) {
-    for (const Util::SelectedPayload& selected : Util::PayloadsOf(*type->value(i))) {
+    for (const Util::SelectedPayload& selected : Util::SelectedPayloads(*type->value(i))) {
       if (selected.record == record) paths[type->value(i)] = selected.payload;
     }
     EXPECT_EQ(paths.count(type->value(i)), 1U)

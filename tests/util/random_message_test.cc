@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "CmnSys/Util/Check.h"
+#include "CmnSys/Util/Parse.h"
 #include "CmnSys/Util/RandomMessage.h"
-#include "CmnSys/Util/WireFault.h"
 #include "ProtoBuf/CmnSys/CmnSys.Events.pb.h"
 #include "util/all_messages.h"
 

@@ -1,6 +1,5 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
-#include <google/protobuf/stubs/strutil.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +16,8 @@
 #include "message_type.h"
 #include "output.h"
 #include "schema_source.h"
+#include "text/field_path.h"
+#include "text/runtime_text.h"
 
 namespace CmnSys::Tool {
 
@@ -105,7 +106,7 @@ std::string Default(const FieldDescriptor* field) {
     case FieldDescriptor::CPPTYPE_BOOL:
       return field->default_value_bool() ? "true" : "false";
     case FieldDescriptor::CPPTYPE_STRING:
-      return "\"" + google::protobuf::CEscape(field->default_value_string()) + "\"";
+      return "\"" + Util::CEscaped(field->default_value_string()) + "\"";
     case FieldDescriptor::CPPTYPE_ENUM:
       return NameAndNumber(*field->default_value_enum());
     case FieldDescriptor::CPPTYPE_MESSAGE:
@@ -121,8 +122,7 @@ Row RowOf(const FieldDescriptor* field) {
   if (!value.empty()) rest += ", default " + value;
   if (field->is_packed()) rest += ", packed";
   if (field->options().deprecated()) rest += ", deprecated";
-  return {field->number(), field->is_extension() ? "[" + field->full_name() + "]" : field->name(),
-          rest, CommentOf(field)};
+  return {field->number(), Util::FieldName(*field), rest, CommentOf(field)};
 }
 
 Row RowOf(const EnumValueDescriptor* value) {

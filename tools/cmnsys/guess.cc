@@ -18,6 +18,8 @@
 #include "message_stream.h"
 #include "message_type.h"
 #include "output.h"
+#include "text/field_path.h"
+#include "text/runtime_text.h"
 
 namespace CmnSys::Tool {
 
@@ -75,10 +77,7 @@ bool IsReadable(const std::string& text) {
   });
 }
 
-bool IsUtf8(const std::string& text) {
-  return google::protobuf::internal::IsStructurallyValidUTF8(text.data(),
-                                                             static_cast<int>(text.size()));
-}
+bool IsUtf8(const std::string& text) { return Util::FirstInvalidUtf8(text) == text.size(); }
 
 void Weigh(const Message& message, Evidence* evidence);
 
@@ -128,7 +127,7 @@ void AddNames(const Message& message, std::vector<std::string>* names) {
   std::vector<const FieldDescriptor*> fields;
   message.GetReflection()->ListFields(message, &fields);
   for (const FieldDescriptor* field : fields) {
-    const std::string name = field->is_extension() ? "[" + field->full_name() + "]" : field->name();
+    const std::string name = Util::FieldName(*field);
     if (std::find(names->begin(), names->end(), name) == names->end()) names->push_back(name);
   }
 }

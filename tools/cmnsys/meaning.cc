@@ -36,7 +36,7 @@ void AddPayload(const Util::SelectedPayload& selected, Lines* lines) {
 }
 
 void AddResults(Pb::CmnSys::Queries::QueryType type, Lines* lines) {
-  const auto results = Util::ResultTypesOf(type);
+  const auto results = Util::PossibleResultTypes(type);
   if (results.empty()) lines->push_back("answered by no result type");
   for (const auto result : results) {
     lines->push_back(
@@ -56,13 +56,13 @@ std::vector<std::string> MeaningOf(const EnumValueDescriptor& value) {
   if (IsOf(value, Pb::CmnSys::Events::EventType_descriptor())) {
     const auto type = static_cast<Pb::CmnSys::Events::EventType>(value.number());
     lines.push_back("category " + NameAndNumber(Pb::CmnSys::Events::EventCategory_descriptor(),
-                                                Util::CategoryOf(type)));
+                                                Util::EventCategoryOf(type)));
   }
   if (IsOf(value, Pb::CmnSys::GidType_descriptor())) {
     const auto type = static_cast<Pb::CmnSys::GidType>(value.number());
-    lines.push_back("in words: " + std::string(Util::WordsFor(type)));
+    lines.push_back("in words: " + std::string(Util::GidTypeInWords(type)));
   }
-  for (const Util::SelectedPayload& selected : Util::PayloadsOf(value)) {
+  for (const Util::SelectedPayload& selected : Util::SelectedPayloads(value)) {
     AddPayload(selected, &lines);
   }
   if (IsOf(value, Pb::CmnSys::Queries::QueryType_descriptor())) {
@@ -73,7 +73,7 @@ std::vector<std::string> MeaningOf(const EnumValueDescriptor& value) {
 
 std::vector<std::string> MeaningOf(const FieldDescriptor& field) {
   Lines lines;
-  for (const EnumValueDescriptor* value : Util::ValuesThatSelect(field)) {
+  for (const EnumValueDescriptor* value : Util::SelectingValues(field)) {
     lines.push_back("selected by " + NameAndNumber(*value));
   }
   return lines;

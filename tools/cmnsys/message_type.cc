@@ -1,10 +1,8 @@
 #include "message_type.h"
 
-#include <google/protobuf/descriptor.h>
-
-#include "CmnSys/Util/NameSearch.h"
 #include "CmnSys/Util/Schema.h"
 #include "failure.h"
+#include "text/name_search.h"
 
 namespace CmnSys::Tool {
 namespace {
@@ -32,12 +30,8 @@ std::string ResolveName(const std::vector<std::string>& names, const std::string
 }
 
 std::unique_ptr<google::protobuf::Message> NewMessage(const std::string& type) {
-  const std::string name =
-      ResolveName(Util::MessageNames(Util::SchemaFiles()), type, "message type");
-  const google::protobuf::Descriptor* descriptor =
-      google::protobuf::DescriptorPool::generated_pool()->FindMessageTypeByName(name);
-  return std::unique_ptr<google::protobuf::Message>(
-      google::protobuf::MessageFactory::generated_factory()->GetPrototype(descriptor)->New());
+  return Util::NewMessage(
+      ResolveName(Util::MessageNames(Util::SchemaFiles()), type, "message type"));
 }
 
 }  // namespace CmnSys::Tool

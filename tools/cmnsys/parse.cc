@@ -1,31 +1,20 @@
 #include "parse.h"
 
-#include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
 
 #include <algorithm>
-#include <optional>
 #include <utility>
 
-#include "CmnSys/Util/WireFault.h"
+#include "CmnSys/Util/Parse.h"
 #include "failure.h"
 
 namespace CmnSys::Tool {
 
 using google::protobuf::Message;
 using google::protobuf::TextFormat;
-using google::protobuf::io::CodedInputStream;
 
 namespace {
-
-std::string WhyNot(const std::string& bytes, int max_depth, const Message& message) {
-  const std::optional<Util::WireFault> fault =
-      Util::FindWireFault(*message.GetDescriptor(), bytes, max_depth);
-  if (!fault) return "the bytes are no message of this type";
-  return "at byte " + std::to_string(fault->offset) +
-         (fault->path.empty() ? "" : ", in " + fault->path) + ", " + fault->reason;
-}
 
 // Help for those who gave a command the wrong format.
 std::string HintAtText(const std::string& bytes) {
@@ -62,12 +51,12 @@ class FirstError : public google::protobuf::io::ErrorCollector {
 }  // namespace
 
 void ParseBinary(const std::string& input, const InputOptions& options, Message* message) {
-  CodedInputStream stream(reinterpret_cast<const std::uint8_t*>(input.data()),
-                          static_cast<int>(input.size()));
-  stream.SetRecursionLimit(options.max_depth);
-  if (message->ParseFromCodedStream(&stream) && stream.ConsumedEntireMessage()) return;
+  Util::ParseLimits limits;
+  limits.max_depth = options.max_depth;
+  const auto fault = Util::Parse(input, limits, message);
+  if (!fault) return;
   throw Failure(options.Name() + " does not hold a " + message->GetTypeName() + ": " +
-                WhyNot(input, options.max_depth, *message) + HintAtText(input));
+                Util::ToString(*fault) + HintAtText(input));
 }
 
 void ParseText(const std::string& input, const InputOptions& options, Message* message,

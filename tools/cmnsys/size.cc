@@ -18,6 +18,7 @@
 #include "message_type.h"
 #include "output.h"
 #include "progress.h"
+#include "text/field_path.h"
 
 namespace CmnSys::Tool {
 
@@ -55,7 +56,7 @@ void AddMessage(const Message& message, const std::string& path, int depth, Usag
 void AddField(const Message& message, const FieldDescriptor* field, const std::string& parent,
               int depth, UsageByPath* usage) {
   const Reflection* reflection = message.GetReflection();
-  const std::string name = field->is_extension() ? "[" + field->full_name() + "]" : field->name();
+  const std::string name = Util::FieldName(*field);
   const std::string path = PathOf(parent, field->is_repeated() ? name + "[]" : name);
   const int count = field->is_repeated() ? reflection->FieldSize(message, field) : 1;
   Usage& own = (*usage)[path];

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "CmnSys/Util/RandomMessage.h"
-#include "pairings.h"
+#include "pairing/pairings.h"
 
 namespace CmnSys::Util {
 
@@ -137,7 +137,7 @@ class Filler {
   // selector. Returns the bytes used.
   std::size_t SetPayload(Message* message, const Pairing& pairing, int depth, std::size_t budget) {
     const FieldDescriptor* const selector = pairing.described.selector;
-    std::vector<std::pair<int, FieldPath>> choices;
+    std::vector<std::pair<int, PayloadPath>> choices;
     if (selector != nullptr) {
       choices.assign(pairing.path_of_value.begin(), pairing.path_of_value.end());
     } else {
@@ -145,7 +145,7 @@ class Filler {
     }
     // What does not fit is no choice. The order is that of the tables, not of pointers.
     std::sort(choices.begin(), choices.end(), [](const auto& a, const auto& b) {
-      const auto number = [](const FieldPath& path) {
+      const auto number = [](const PayloadPath& path) {
         return path.empty() ? 0 : path[0]->number();
       };
       return std::pair(a.first, number(a.second)) < std::pair(b.first, number(b.second));
@@ -176,7 +176,7 @@ class Filler {
     return used;
   }
 
-  bool Fits(const FieldPath& path, int depth, std::size_t budget) const {
+  bool Fits(const PayloadPath& path, int depth, std::size_t budget) const {
     if (path.empty()) return budget >= kTagBytes + kNumberBytes;
     const int leaf_depth = depth + static_cast<int>(path.size());
     const std::size_t steps = kTagBytes + kNumberBytes + path.size() * kOwnBytes;

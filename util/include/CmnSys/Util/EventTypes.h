@@ -1,9 +1,8 @@
-// From an event type to its category and payload, and back.
+// From an event type to its category, and from a payload to its event type.
 //
 // An event carries its payload as an extension of the envelope Pb.CmnSys.Events.Event, one for each
-// event type but a few that have none. All functions are thread-safe and answer in constant time
-// after the first call, which builds their tables. The descriptors live until
-// google::protobuf::ShutdownProtobufLibrary.
+// event type but a few that have none; PayloadAt in Pairing.h tells which. All functions are
+// thread-safe and answer in constant time after the first call, which builds their tables.
 
 #ifndef CMNSYS_UTIL_EVENT_TYPES_H_
 #define CMNSYS_UTIL_EVENT_TYPES_H_
@@ -19,20 +18,8 @@ namespace CmnSys::Util {
 
 // The category of an event type. EVENT_CATEGOTY_UNKNOWN for EVENT_ALL, EVENT_UNKNOWN and numbers
 // that EventType does not define.
-CMNSYSUTIL_EXPORT Pb::CmnSys::Events::EventCategory CategoryOf(Pb::CmnSys::Events::EventType type);
-
-// The extension of Event that carries the payload of an event type, or nullptr for a type that has
-// no payload.
-CMNSYSUTIL_EXPORT const google::protobuf::FieldDescriptor* ExtensionOf(
+CMNSYSUTIL_EXPORT Pb::CmnSys::Events::EventCategory EventCategoryOf(
     Pb::CmnSys::Events::EventType type);
-
-// The payload message of an event type, or nullptr for a type that has no payload.
-CMNSYSUTIL_EXPORT const google::protobuf::Descriptor* PayloadOf(Pb::CmnSys::Events::EventType type);
-
-// The event type whose payload the given extension of Event carries, or nothing for any other
-// field.
-CMNSYSUTIL_EXPORT std::optional<Pb::CmnSys::Events::EventType> EventTypeOf(
-    const google::protobuf::FieldDescriptor& extension);
 
 // The event type whose payload is the given message, or nothing for any other message.
 CMNSYSUTIL_EXPORT std::optional<Pb::CmnSys::Events::EventType> EventTypeOf(

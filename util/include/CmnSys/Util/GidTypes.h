@@ -13,7 +13,7 @@ namespace CmnSys::Util {
 // The kind in plain English, singular and in lower case: "saved view" for GID_TYPE_SAVED_VIEW;
 // "unknown" for GID_TYPE_UNKNOWN and undefined numbers. For logs and messages, not for translation.
 // The text lives as long as the process. Thread-safe.
-CMNSYSUTIL_EXPORT std::string_view WordsFor(Pb::CmnSys::GidType type);
+CMNSYSUTIL_EXPORT std::string_view GidTypeInWords(Pb::CmnSys::GidType type);
 
 }  // namespace CmnSys::Util
 

@@ -38,34 +38,49 @@ struct PairedRecord {
   const google::protobuf::FieldDescriptor* selector = nullptr;
 };
 
+// All records that follow a rule, sorted by full name.
+CMNSYSUTIL_EXPORT std::vector<PairedRecord> PairedRecords();
+
+// Whether the field is the selector of a record that follows a rule. The field may come from any
+// descriptor pool; it is found by its full name.
+CMNSYSUTIL_EXPORT bool IsSelector(const google::protobuf::FieldDescriptor& field);
+
+// The fields that lead from a record to a payload, the payload last: one for most records, an
+// extension for those that pair by extension.
+using PayloadPath = std::vector<const google::protobuf::FieldDescriptor*>;
+
+// The payload of this record at this value of its selector:
+//
+//   PayloadAt(Event::descriptor(), EVENT_USER_LOGIN)  // the extension event_user_login
+//
+// Empty when the value has no payload, when the enum does not define it, and when the record has no
+// selector. The record may come from any descriptor pool; it is found by its full name. The path
+// lives as long as the process. O(log values).
+CMNSYSUTIL_EXPORT const PayloadPath& PayloadAt(const google::protobuf::Descriptor* record,
+                                               int value);
+
 // What a selector value selects in one record.
 struct SelectedPayload {
   const google::protobuf::Descriptor* record = nullptr;
   const google::protobuf::FieldDescriptor* selector = nullptr;
-  // The fields that lead from the record to the payload, the payload last: one for most records,
-  // an extension for those that pair by extension. Empty when the value has no payload.
-  std::vector<const google::protobuf::FieldDescriptor*> payload;
+  PayloadPath payload;  // Empty when the value has no payload.
 };
-
-// All records that follow a rule, sorted by full name.
-CMNSYSUTIL_EXPORT std::vector<PairedRecord> PairedRecords();
 
 // What the value selects, in each record whose selector is of the value's enum, sorted by the full
 // name of the record. Empty when the enum is no record's selector. The value may come from any
 // descriptor pool; it is found by its full name.
-CMNSYSUTIL_EXPORT std::vector<SelectedPayload> PayloadsOf(
+CMNSYSUTIL_EXPORT std::vector<SelectedPayload> SelectedPayloads(
     const google::protobuf::EnumValueDescriptor& value);
 
 // The values that select the field or extension, at the end of a path or alone, in the order of
 // their numbers. Empty when it is no payload, and for payloads that tell their kind themselves. The
 // field may come from any descriptor pool; it is found by its full name.
-CMNSYSUTIL_EXPORT std::vector<const google::protobuf::EnumValueDescriptor*> ValuesThatSelect(
+CMNSYSUTIL_EXPORT std::vector<const google::protobuf::EnumValueDescriptor*> SelectingValues(
     const google::protobuf::FieldDescriptor& payload);
 
 // A path of fields as text, joined by dots, extensions in brackets, as the text format writes them:
 // "saved_view_op.set_name", "[Pb.CmnSys.Maps.geometryPoint]".
-CMNSYSUTIL_EXPORT std::string PathText(
-    const std::vector<const google::protobuf::FieldDescriptor*>& path);
+CMNSYSUTIL_EXPORT std::string PathText(const PayloadPath& path);
 
 }  // namespace CmnSys::Util
 

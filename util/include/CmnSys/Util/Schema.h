@@ -9,6 +9,7 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/message.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -34,9 +35,10 @@ CMNSYSUTIL_EXPORT std::vector<std::string> AllNames(
 // nullptr when there is none.
 CMNSYSUTIL_EXPORT const google::protobuf::Descriptor* FindMessageType(const std::string& full_name);
 
-// The default instance of the message type with the given full name, or nullptr when there is none;
-// its New() makes messages of the generated class. It belongs to the protobuf runtime.
-CMNSYSUTIL_EXPORT const google::protobuf::Message* FindPrototype(const std::string& full_name);
+// A new empty message of the generated class with the given full name, or nullptr when there is
+// none.
+CMNSYSUTIL_EXPORT std::unique_ptr<google::protobuf::Message> NewMessage(
+    const std::string& full_name);
 
 }  // namespace CmnSys::Util
 

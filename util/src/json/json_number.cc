@@ -1,0 +1,121 @@
+#include "json/json_number.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <optional>
+#include <system_error>
+
+namespace CmnSys::Util {
+namespace {
+
+// A decimal number as its parts: sign, digits without leading and trailing zeros, and the power of
+// ten by which they are multiplied, so that "-1.50e3" is minus, "15" and 2. Zero has no digits.
+struct Decimal {
+  bool negative = false;
+  std::string digits;
+  std::int64_t exponent = 0;
+};
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+std::string_view TakeDigits(std::string_view* text) {
+  const auto end = std::find_if_not(text->begin(), text->end(), IsDigit);
+  const std::string_view digits = text->substr(0, static_cast<std::size_t>(end - text->begin()));
+  text->remove_prefix(digits.size());
+  return digits;
+}
+
+bool Take(std::string_view* text, char c) {
+  if (text->empty() || text->front() != c) return false;
+  text->remove_prefix(1);
+  return true;
+}
+
+std::optional<Decimal> ParseDecimal(std::string_view text) {
+  Decimal decimal;
+  decimal.negative = Take(&text, '-');
+  const std::string_view whole = TakeDigits(&text);
+  if (whole.empty() || (whole.size() > 1 && whole.front() == '0')) return std::nullopt;
+  decimal.digits = whole;
+  if (Take(&text, '.')) {
+    const std::string_view fraction = TakeDigits(&text);
+    if (fraction.empty()) return std::nullopt;
+    decimal.digits += fraction;
+    decimal.exponent -= static_cast<std::int64_t>(fraction.size());
+  }
+  if (Take(&text, 'e') || Take(&text, 'E')) {
+    const bool negative = Take(&text, '-');
+    if (!negative) Take(&text, '+');
+    const std::string_view digits = TakeDigits(&text);
+    if (digits.empty()) return std::nullopt;
+    // An exponent that does not fit moves any number, which is at most 4 GB long, out of range.
+    constexpr std::int64_t kHuge = std::int64_t{1} << 40;
+    std::int64_t exponent = kHuge;
+    std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
+    exponent = std::min(exponent, kHuge);
+    decimal.exponent += negative ? -exponent : exponent;
+  }
+  if (!text.empty()) return std::nullopt;
+
+  const std::size_t last = decimal.digits.find_last_not_of('0');
+  const std::size_t kept = last == std::string::npos ? 0 : last + 1;
+  decimal.exponent += static_cast<std::int64_t>(decimal.digits.size() - kept);
+  decimal.digits.resize(kept);
+  decimal.digits.erase(0, decimal.digits.find_first_not_of('0'));
+  return decimal;
+}
+
+}  // namespace
+
+template <typename Integer>
+NumberResult ParseInteger(std::string_view text, Integer* value) {
+  std::optional<Decimal> decimal = ParseDecimal(text);
+  if (!decimal) return NumberResult::kNoNumber;
+  if (decimal->digits.empty()) {
+    *value = 0;
+    return NumberResult::kOk;
+  }
+  if (decimal->exponent < 0) return NumberResult::kNotWhole;
+  constexpr std::int64_t kMostDigits = std::numeric_limits<std::uint64_t>::digits10 + 1;
+  if (static_cast<std::int64_t>(decimal->digits.size()) + decimal->exponent > kMostDigits) {
+    return NumberResult::kOutOfRange;
+  }
+  if (decimal->negative) decimal->digits.insert(0, 1, '-');
+  decimal->digits.append(static_cast<std::size_t>(decimal->exponent), '0');
+  const char* const end = decimal->digits.data() + decimal->digits.size();
+  const auto [stop, error] = std::from_chars(decimal->digits.data(), end, *value);
+  // Unsigned types take no minus sign at all.
+  return error == std::errc() && stop == end ? NumberResult::kOk : NumberResult::kOutOfRange;
+}
+
+template <typename Real>
+NumberResult ParseReal(std::string_view text, Real* value) {
+  const std::optional<Decimal> decimal = ParseDecimal(text);
+  if (!decimal) return NumberResult::kNoNumber;
+  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), *value);
+  if (error != std::errc::result_out_of_range) return NumberResult::kOk;
+  if (static_cast<std::int64_t>(decimal->digits.size()) + decimal->exponent > 0) {
+    return NumberResult::kOutOfRange;
+  }
+  *value = decimal->negative ? -Real{0} : Real{0};
+  return NumberResult::kOk;
+}
+
+template <typename Real>
+std::string FormatReal(Real value) {
+  char buffer[64];
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+  return {buffer, result.ptr};
+}
+
+template NumberResult ParseInteger(std::string_view text, std::int32_t* value);
+template NumberResult ParseInteger(std::string_view text, std::int64_t* value);
+template NumberResult ParseInteger(std::string_view text, std::uint32_t* value);
+template NumberResult ParseInteger(std::string_view text, std::uint64_t* value);
+template NumberResult ParseReal(std::string_view text, float* value);
+template NumberResult ParseReal(std::string_view text, double* value);
+template std::string FormatReal(float value);
+template std::string FormatReal(double value);
+
+}  // namespace CmnSys::Util

@@ -1,0 +1,127 @@
+#include <google/protobuf/util/delimited_message_util.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "CmnSys/Util/DelimitedStream.h"
+#include "CmnSys/Util/Parse.h"
+
+namespace CmnSys::Util {
+
+using google::protobuf::Message;
+using google::protobuf::io::ZeroCopyInputStream;
+using google::protobuf::io::ZeroCopyOutputStream;
+
+namespace {
+
+constexpr std::uint64_t kMostBytes = (std::uint64_t{1} << 31) - 1;
+
+// Takes one byte from the input; returns false at its end.
+bool TakeByte(ZeroCopyInputStream* input, std::uint8_t* byte) {
+  const void* data = nullptr;
+  int size = 0;
+  while (size == 0) {
+    if (!input->Next(&data, &size)) return false;
+  }
+  *byte = *static_cast<const std::uint8_t*>(data);
+  input->BackUp(size - 1);
+  return true;
+}
+
+}  // namespace
+
+std::string ToString(const DelimitedError& error) {
+  return "record " + std::to_string(error.record) + ", at byte " + std::to_string(error.offset) +
+         ": " + error.reason;
+}
+
+DelimitedReader::DelimitedReader(ZeroCopyInputStream* input, const DelimitedReadOptions& options)
+    : input_(input), options_(options) {
+  options_.max_record_bytes = std::min(options_.max_record_bytes, kMostBytes);
+}
+
+DelimitedStatus DelimitedReader::Read(Message* message) {
+  message->Clear();
+  if (final_) return *final_;
+  std::uint64_t length = 0;
+  DelimitedStatus status = ReadLength(&length);
+  if (status == DelimitedStatus::kRecord) status = ReadBytes(length);
+  if (status != DelimitedStatus::kRecord) {
+    if (status != DelimitedStatus::kEnd) final_ = status;
+    return status;
+  }
+
+  const std::uint64_t start = position_ - length;
+  if (const auto fault = Parse(bytes_, {kMostBytes, options_.max_depth}, message)) {
+    status = Fail(DelimitedStatus::kCorruptRecord, start + fault->offset,
+                  (fault->path.empty() ? "" : "in " + fault->path + ", ") + fault->reason);
+  }
+  ++records_;
+  return status;
+}
+
+DelimitedStatus DelimitedReader::ReadLength(std::uint64_t* length) {
+  const std::uint64_t start = position_;
+  *length = 0;
+  for (int shift = 0; shift < 35; shift += 7) {
+    std::uint8_t byte = 0;
+    if (!TakeByte(input_, &byte)) {
+      if (shift == 0) return DelimitedStatus::kEnd;
+      return Fail(DelimitedStatus::kTruncated, start,
+                  "the stream ends inside the length of a record");
+    }
+    ++position_;
+    *length |= static_cast<std::uint64_t>(byte & 0x7f) << shift;
+    if (byte < 0x80) {
+      if (*length > kMostBytes) break;
+      if (*length <= options_.max_record_bytes) return DelimitedStatus::kRecord;
+      return Fail(DelimitedStatus::kTooLong, start,
+                  "the record is " + std::to_string(*length) + " bytes long but at most " +
+                      std::to_string(options_.max_record_bytes) +
+                      " are allowed; raise the limit if that is right");
+    }
+  }
+  return Fail(DelimitedStatus::kCorruptLength, start,
+              "what stands here is no length of a record, which is at most 2147483647");
+}
+
+DelimitedStatus DelimitedReader::ReadBytes(std::uint64_t length) {
+  bytes_.clear();
+  while (bytes_.size() < length) {
+    const void* data = nullptr;
+    int size = 0;
+    if (!input_->Next(&data, &size)) {
+      return Fail(DelimitedStatus::kTruncated, position_,
+                  "the stream ends " + std::to_string(length - bytes_.size()) +
+                      " bytes before the record does, which is " + std::to_string(length) +
+                      " bytes long");
+    }
+    const auto wanted = std::min(static_cast<std::uint64_t>(size), length - bytes_.size());
+    bytes_.append(static_cast<const char*>(data), wanted);
+    position_ += wanted;
+    input_->BackUp(size - static_cast<int>(wanted));
+  }
+  return DelimitedStatus::kRecord;
+}
+
+DelimitedStatus DelimitedReader::Fail(DelimitedStatus status, std::uint64_t offset,
+                                      std::string reason) {
+  error_ = {records_, offset, std::move(reason)};
+  return status;
+}
+
+std::optional<std::string> WriteDelimited(const Message& message, ZeroCopyOutputStream* output,
+                                          std::uint64_t max_record_bytes) {
+  const std::uint64_t size = message.ByteSizeLong();
+  const std::uint64_t limit = std::min(max_record_bytes, kMostBytes);
+  if (size > limit) {
+    return "the record is " + std::to_string(size) + " bytes long but at most " +
+           std::to_string(limit) + " are allowed; raise the limit if that is right";
+  }
+  if (!google::protobuf::util::SerializeDelimitedToZeroCopyStream(message, output)) {
+    return "the output cannot be written";
+  }
+  return std::nullopt;
+}
+
+}  // namespace CmnSys::Util

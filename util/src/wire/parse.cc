@@ -1,0 +1,253 @@
+#include "CmnSys/Util/Parse.h"
+
+#include <google/protobuf/io/coded_stream.h>
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "text/field_path.h"
+
+namespace CmnSys::Util {
+
+using google::protobuf::Descriptor;
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+using google::protobuf::io::CodedInputStream;
+
+namespace {
+
+// The wire types, as they stand in the low three bits of a tag.
+enum WireType {
+  kVarint = 0,
+  kFixed64 = 1,
+  kLengthDelimited = 2,
+  kStartGroup = 3,
+  kEndGroup = 4,
+  kFixed32 = 5,
+};
+
+constexpr std::uint64_t kMostBytes = (std::uint64_t{1} << 31) - 1;
+
+// How an element of a packed field is written.
+WireType WireTypeOfPacked(const FieldDescriptor& field) {
+  switch (field.type()) {
+    case FieldDescriptor::TYPE_DOUBLE:
+    case FieldDescriptor::TYPE_FIXED64:
+    case FieldDescriptor::TYPE_SFIXED64:
+      return kFixed64;
+    case FieldDescriptor::TYPE_FLOAT:
+    case FieldDescriptor::TYPE_FIXED32:
+    case FieldDescriptor::TYPE_SFIXED32:
+      return kFixed32;
+    default:
+      return kVarint;
+  }
+}
+
+class Walker {
+ public:
+  Walker(std::string_view bytes, int max_depth) : bytes_(bytes), max_depth_(max_depth) {}
+
+  // Reads a message of `type` (nullptr: unknown fields only) up to `end`, or, when `group` is not
+  // 0, up to the end tag of that group. Returns false after a fault.
+  bool ReadMessage(const Descriptor* type, std::size_t end, int group, int depth,
+                   const std::string& path) {
+    if (depth > max_depth_) {
+      return Fault(path, "messages are nested more than " + std::to_string(max_depth_) +
+                             " deep; raise the depth limit if that is right");
+    }
+    std::map<int, int> seen;
+    while (position_ < end) {
+      const std::size_t tag_start = position_;
+      std::uint64_t tag = 0;
+      if (!Varint(end, path, "a field tag", &tag)) return false;
+      const int number = static_cast<int>((tag & 0xffffffffU) >> 3);
+      const int wire_type = static_cast<int>(tag & 7);
+      if (number == 0) {
+        position_ = tag_start;
+        return Fault(path, "a tag with field number 0 stands here");
+      }
+      if (wire_type == kEndGroup) {
+        if (number == group) return true;
+        position_ = tag_start;
+        return Fault(path, "an end of group " + std::to_string(number) +
+                               " stands here without its beginning");
+      }
+      const FieldDescriptor* field = FindField(type, number);
+      if (!Value(field, wire_type, number, end, depth,
+                 PathOf(path, field, number, seen[number]++))) {
+        return false;
+      }
+    }
+    if (group != 0) return Fault(path, "the end of the group is missing");
+    return true;
+  }
+
+  WireFault TakeFault() { return std::move(fault_); }
+
+ private:
+  bool Value(const FieldDescriptor* field, int wire_type, int number, std::size_t end, int depth,
+             const std::string& path) {
+    switch (wire_type) {
+      case kVarint: {
+        std::uint64_t ignored = 0;
+        return Varint(end, path, "a number", &ignored);
+      }
+      case kFixed64:
+        return Skip(8, end, path);
+      case kFixed32:
+        return Skip(4, end, path);
+      case kLengthDelimited:
+        return LengthDelimited(field, end, depth, path);
+      case kStartGroup:
+        return ReadMessage(SubMessage(field, FieldDescriptor::TYPE_GROUP), end, number, depth + 1,
+                           path);
+      default:
+        return Fault(path, "wire type " + std::to_string(wire_type) + " does not exist");
+    }
+  }
+
+  bool LengthDelimited(const FieldDescriptor* field, std::size_t end, int depth,
+                       const std::string& path) {
+    const std::size_t length_start = position_;
+    std::uint64_t length = 0;
+    if (!Varint(end, path, "a length", &length)) return false;
+    if (length > end - position_) {
+      const std::size_t left = end - position_;
+      position_ = length_start;
+      return Fault(path, "the length is " + std::to_string(length) + " but the bytes left are " +
+                             std::to_string(left));
+    }
+    const std::size_t value_end = position_ + static_cast<std::size_t>(length);
+    if (const Descriptor* type = SubMessage(field, FieldDescriptor::TYPE_MESSAGE)) {
+      return ReadMessage(type, value_end, 0, depth + 1, path);
+    }
+    if (field != nullptr && field->is_packable()) return Packed(field, value_end, path);
+    position_ = value_end;
+    return true;
+  }
+
+  bool Packed(const FieldDescriptor* field, std::size_t end, const std::string& path) {
+    const WireType wire_type = WireTypeOfPacked(*field);
+    while (position_ < end) {
+      if (!Value(nullptr, wire_type, field->number(), end, 0, path)) return false;
+    }
+    return true;
+  }
+
+  bool Varint(std::size_t end, const std::string& path, const char* what, std::uint64_t* value) {
+    const std::size_t start = position_;
+    *value = 0;
+    for (int shift = 0; shift < 70; shift += 7) {
+      if (position_ == end) {
+        position_ = start;
+        return Fault(path, std::string(what) + " is cut off by the end of the " +
+                               (end == bytes_.size() ? "input" : "enclosing message"));
+      }
+      const auto byte = static_cast<unsigned char>(bytes_[position_++]);
+      *value |= static_cast<std::uint64_t>(byte & 0x7f) << (shift & 63);
+      if (byte < 0x80) return true;
+    }
+    position_ = start;
+    return Fault(path, std::string(what) + " is longer than 10 bytes");
+  }
+
+  bool Skip(std::size_t count, std::size_t end, const std::string& path) {
+    if (end - position_ < count) {
+      return Fault(path, "the value takes " + std::to_string(count) +
+                             " bytes but the bytes left are " + std::to_string(end - position_));
+    }
+    position_ += count;
+    return true;
+  }
+
+  bool Fault(const std::string& path, std::string reason) {
+    fault_ = {position_, path, std::move(reason)};
+    return false;
+  }
+
+  static const FieldDescriptor* FindField(const Descriptor* type, int number) {
+    if (type == nullptr) return nullptr;
+    if (const FieldDescriptor* field = type->FindFieldByNumber(number)) return field;
+    return type->file()->pool()->FindExtensionByNumber(type, number);
+  }
+
+  static const Descriptor* SubMessage(const FieldDescriptor* field, FieldDescriptor::Type type) {
+    return field != nullptr && field->type() == type ? field->message_type() : nullptr;
+  }
+
+  static std::string PathOf(const std::string& path, const FieldDescriptor* field, int number,
+                            int index) {
+    std::string name = std::to_string(number);
+    if (field != nullptr) {
+      name = FieldName(*field);
+      if (field->is_repeated()) AppendIndex(index, &name);
+    }
+    return path.empty() ? name : path + "." + name;
+  }
+
+  std::string_view bytes_;
+  int max_depth_;
+  std::size_t position_ = 0;
+  WireFault fault_;
+};
+
+// Protobuf's parser, which is told where the bytes end.
+bool ParsePartial(std::string_view bytes, int max_depth, Message* message) {
+  const int size = static_cast<int>(bytes.size());
+  if (max_depth == CodedInputStream::GetDefaultRecursionLimit()) {
+    return message->ParsePartialFromArray(bytes.data(), size);
+  }
+  // Another depth can be given to a stream only, which takes memory for what a length announces
+  // before it looks whether so much follows. Bytes without fault announce nothing false.
+  if (FindWireFault(*message->GetDescriptor(), bytes, max_depth)) return false;
+  CodedInputStream stream(reinterpret_cast<const std::uint8_t*>(bytes.data()), size);
+  stream.SetRecursionLimit(max_depth);
+  return message->ParsePartialFromCodedStream(&stream) && stream.ConsumedEntireMessage();
+}
+
+std::optional<WireFault> FindFault(std::string_view bytes, const ParseLimits& limits,
+                                   Message* message) {
+  const std::uint64_t max_bytes = std::min(limits.max_bytes, kMostBytes);
+  if (bytes.size() > max_bytes) {
+    return WireFault{static_cast<std::size_t>(max_bytes), "",
+                     "the message is " + std::to_string(bytes.size()) + " bytes long but at most " +
+                         std::to_string(max_bytes) +
+                         " are allowed; raise the limit if that is right"};
+  }
+  if (!ParsePartial(bytes, limits.max_depth, message)) {
+    std::optional<WireFault> fault =
+        FindWireFault(*message->GetDescriptor(), bytes, limits.max_depth);
+    return fault ? std::move(fault) : WireFault{0, "", "protobuf does not take these bytes"};
+  }
+  if (!message->IsInitialized()) {
+    return WireFault{bytes.size(), "",
+                     "required fields are missing: " + message->InitializationErrorString()};
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string ToString(const WireFault& fault) {
+  return "at byte " + std::to_string(fault.offset) +
+         (fault.path.empty() ? "" : ", in " + fault.path) + ": " + fault.reason;
+}
+
+std::optional<WireFault> Parse(std::string_view bytes, const ParseLimits& limits,
+                               Message* message) {
+  message->Clear();
+  std::optional<WireFault> fault = FindFault(bytes, limits, message);
+  if (fault) message->Clear();
+  return fault;
+}
+
+std::optional<WireFault> FindWireFault(const Descriptor& type, std::string_view bytes,
+                                       int max_depth) {
+  Walker walker(bytes, max_depth);
+  if (walker.ReadMessage(&type, bytes.size(), 0, 0, "")) return std::nullopt;
+  return walker.TakeFault();
+}
+
+}  // namespace CmnSys::Util
