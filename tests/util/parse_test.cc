@@ -101,7 +101,7 @@ TEST(Parse, GivesTheMessageOrTheReasonAndAnEmptyMessage) {
   EXPECT_EQ(gid.id(), "x");
   const auto fault = Parse("\x0a\x01x\x0a\x05"s, {}, &gid);
   ASSERT_TRUE(fault);
-  EXPECT_EQ(ToString(*fault), "at byte 4, in id: the length is 5 but the bytes left are 0");
+  EXPECT_EQ(ToString(*fault), "at byte 4, in id, the length is 5 but the bytes left are 0");
   EXPECT_FALSE(gid.has_id());
 }
 

@@ -232,7 +232,7 @@ std::optional<WireFault> FindFault(std::string_view bytes, const ParseLimits& li
 
 std::string ToString(const WireFault& fault) {
   return "at byte " + std::to_string(fault.offset) +
-         (fault.path.empty() ? "" : ", in " + fault.path) + ": " + fault.reason;
+         (fault.path.empty() ? "" : ", in " + fault.path) + ", " + fault.reason;
 }
 
 std::optional<WireFault> Parse(std::string_view bytes, const ParseLimits& limits,

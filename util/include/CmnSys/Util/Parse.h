@@ -38,7 +38,7 @@ struct WireFault {
   std::string reason;
 };
 
-// The fault as one line: "at byte 3, in iota_u32: the length is 40 but the bytes left are 12".
+// The fault as one line: "at byte 3, in iota_u32, the length is 40 but the bytes left are 12".
 CMNSYSUTIL_EXPORT std::string ToString(const WireFault& fault);
 
 // Replaces the content of `message` by the message that `bytes` hold. Returns nothing when that
