@@ -43,14 +43,14 @@ TEST(CheckCommand, NamesTheInputOfEachViolationWhenThereAreSeveral) {
   const std::string torn = folder.Write("torn", "type: IOTA_TYPE_U32 iota_u32 {");
   const ProcessResult result =
       Cmnsys({"check", "Iota", torn, good, bad, "no-such-file", "--from", "text"});
-  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.output, bad + ": " + kMismatchLine);
   // An input that is no message does not keep the others from being checked.
   EXPECT_EQ(result.errors.find("cmnsys: " + torn + ":1:31: "), 0U) << result.errors;
   EXPECT_NE(result.errors.find("cannot read no-such-file"), std::string::npos) << result.errors;
 
   EXPECT_EQ(Cmnsys({"check", "Iota", good, good, "--from", "text"}).status, 0);
-  EXPECT_EQ(Cmnsys({"check", "Iota", good, torn, "--from", "text"}).status, 1);
+  EXPECT_EQ(Cmnsys({"check", "Iota", good, torn, "--from", "text"}).status, 2);
 }
 
 TEST(CheckCommand, RefusesInputThatIsNoMessage) {
@@ -64,7 +64,7 @@ TEST(CheckCommand, ReadsStreamsAndOtherFormatsAndKeepsWhatItFoundBeforeAFault) {
   const std::string record = std::string(1, static_cast<char>(bytes.size())) + bytes;
   const ProcessResult stream =
       Cmnsys({"check", "Iota", "--from", "delimited"}, record + record + "\x05");
-  EXPECT_EQ(stream.status, 1);
+  EXPECT_EQ(stream.status, 2);
   EXPECT_EQ(stream.output, kMismatchLine + ("record 1: " + std::string(kMismatchLine)));
   EXPECT_EQ(stream.errors.find("cmnsys: standard input: "), 0U) << stream.errors;
 

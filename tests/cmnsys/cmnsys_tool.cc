@@ -7,11 +7,12 @@ ProcessResult Cmnsys(std::vector<std::string> arguments, std::string_view input)
   return Run(arguments, input);
 }
 
-testing::AssertionResult RefusedWith(const ProcessResult& result, const std::string& part) {
+testing::AssertionResult RefusedWith(const ProcessResult& result, const std::string& part,
+                                     int status) {
   const std::string start = "cmnsys: ";
   const bool one_message = result.errors.compare(0, start.size(), start) == 0 &&
                            result.errors.find("\n" + start) == std::string::npos;
-  if (result.status == 1 && result.output.empty() && one_message &&
+  if (result.status == status && result.output.empty() && one_message &&
       result.errors.find(part) != std::string::npos) {
     return testing::AssertionSuccess();
   }

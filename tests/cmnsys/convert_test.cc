@@ -42,7 +42,7 @@ TEST(Convert, LeavesNothingOutUnlessTold) {
   // A stream of a plain Gid and one with an unknown field.
   const std::string stream = "\x02\x38\x02\x04\x38\x02\x28\x07"s;
   const ProcessResult refused = Convert("Gid", "delimited", "json", stream, {"--compact"});
-  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.status, 2);
   const std::string error = "record 1 cannot be written as JSON: field 5 (varint) is not known";
   EXPECT_NE(refused.errors.find(error), std::string::npos) << refused.errors;
   const ProcessResult lossy = Convert("Gid", "delimited", "json", stream, {"--compact", "--lossy"});

@@ -78,7 +78,7 @@ TEST(BashCompletion, OffersWhatTheArgumentTakes) {
   EXPECT_EQ(BashOffers("''"), Commands());
   const std::pair<const char*, std::vector<std::string>> cases[] = {
       {"convert --from del", {"delimited", "delimited-hex"}},
-      {"convert --from = j", {"json"}},
+      {"convert --from = j", {"json", "jsonl"}},
       {"convert -f json Pb.CmnSys.Gid", {"Pb.CmnSys.Gid"}},
       {"--color always decode Pb.CmnSys.Events.EventL", {"Pb.CmnSys.Events.EventList"}},
       {"describe EVENT_DEVICE_MOTION_STAR", {"EVENT_DEVICE_MOTION_START"}},

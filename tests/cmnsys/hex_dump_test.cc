@@ -52,7 +52,7 @@ TEST(HexDump, ReadsTheDumpsOfCommonTools) {
     EXPECT_EQ(result.status, 0) << tool << ": " << result.errors;
     EXPECT_EQ(result.output, kBytes) << tool;
   }
-  EXPECT_EQ(FromHex("{0xa, 0x3, 0x1,\n 2, 0x3}").status, 1);
+  EXPECT_EQ(FromHex("{0xa, 0x3, 0x1,\n 2, 0x3}").status, 2);
   EXPECT_EQ(FromHex("{0xa, 0x3, 0x1,\n 02, 0x3}").output, "\x0a\x03\x01\x02\x03");
 }
 

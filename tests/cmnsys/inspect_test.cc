@@ -80,7 +80,7 @@ TEST(Guess, RanksTheRightTypeFirstAndTellsTiesAndWhatFitsNothing) {
   const std::string ranks = Cmnsys({"guess", "-f", "delimited"}, stream).output;
   EXPECT_EQ(ranks.find("1. Pb.CmnSys.Rules.Rule  (score "), 0U) << ranks;
   EXPECT_TRUE(Contains(Cmnsys({"guess"}, "\x08\x01").output, " types fit equally well"));
-  EXPECT_TRUE(RefusedWith(Cmnsys({"guess"}, "\xff\xff\xff\xff\xff"), "fits no message type"));
+  EXPECT_TRUE(RefusedWith(Cmnsys({"guess"}, "\xff\xff\xff\xff\xff"), "fits no message type", 1));
 }
 
 TEST(Size, AddsUpBytesByField) {

@@ -19,7 +19,7 @@ TEST(List, PrintsEachNameOnceAndFiltersByPart) {
             "ProtoBuf/CmnSys/Legacy.CmnSys.proto\n");
   EXPECT_EQ(Cmnsys({"list", "--kind", "all", "GID_TYPE_LPR_W"}).output,
             "Pb.CmnSys.GID_TYPE_LPR_WATCH_LIST\n");
-  EXPECT_TRUE(RefusedWith(Cmnsys({"list", "nothing like it"}), "nothing like it"));
+  EXPECT_TRUE(RefusedWith(Cmnsys({"list", "nothing like it"}), "nothing like it", 1));
 }
 
 TEST(Describe, ShowsFieldsWithNumbersTypesDefaultsAndComments) {

@@ -1,7 +1,4 @@
 // cmnsys: shows, reads and writes the messages of the system.
-//
-// Exit status: 0 done; 1 bad input, a failed operation or an answer that is a no; 2 a command line
-// that is not understood.
 
 #include <google/protobuf/stubs/logging.h>
 
@@ -10,14 +7,19 @@
 #include <string>
 #include <vector>
 
-#include "colour.h"
-#include "commands.h"
-#include "completion.h"
-#include "failure.h"
-#include "manual_page.h"
-#include "output.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "help/completion.h"
+#include "help/manual_page.h"
+#include "io/exit_status.h"
+#include "io/failure.h"
+#include "io/output.h"
 
 namespace {
+
+using CmnSys::Tool::ExitStatus;
+
+int Number(ExitStatus status) { return static_cast<int>(status); }
 
 // What is wrong with the command line, and where to read more.
 std::string Misunderstood(const CLI::App& app, const CLI::ParseError& error) {
@@ -60,7 +62,7 @@ int Main(int argc, char* argv[]) {
   app.require_subcommand(1);
   app.get_formatter()->column_width(28);
   app.fallthrough();
-  CmnSys::Tool::AddColourOption(&app);
+  CmnSys::Tool::AddColour(&app);
   AddGenerateOption(&app);
   CmnSys::Tool::AddListCommand(&app);
   CmnSys::Tool::AddDescribeCommand(&app);
@@ -73,12 +75,8 @@ int Main(int argc, char* argv[]) {
   CmnSys::Tool::AddSizeCommand(&app);
   CmnSys::Tool::AddSampleCommand(&app);
   CmnSys::Tool::AddCallCommand(&app);
-  app.footer(
-      "Each command explains itself: cmnsys COMMAND --help\n"
-      "\n"
-      "Exit status: 0 done; 1 bad input, a failed operation or an answer that is a no; 2 a "
-      "command\n"
-      "line that is not understood.");
+  app.footer(std::string("Each command explains itself: cmnsys COMMAND --help\n\n") +
+             CmnSys::Tool::kExitStatusHelp);
   try {
     app.parse(argc, argv);
     return 0;
@@ -88,9 +86,12 @@ int Main(int argc, char* argv[]) {
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);  // --help and --version
     CmnSys::Tool::PrintError(Misunderstood(app, error));
-    return 2;
-  } catch (const CmnSys::Tool::NegativeResult&) {
-    return 1;
+    return Number(ExitStatus::kTrouble);
+  } catch (const CmnSys::Tool::Ended& ended) {
+    return Number(ended.status());
+  } catch (const CmnSys::Tool::Failure& failure) {
+    CmnSys::Tool::PrintError(failure.what());
+    return Number(failure.status());
   }
 }
 
@@ -103,6 +104,6 @@ int main(int argc, char* argv[]) {
     return Main(argc, argv);
   } catch (const std::exception& error) {
     CmnSys::Tool::PrintError(error.what());
-    return 1;
+    return Number(ExitStatus::kTrouble);
   }
 }

@@ -1,0 +1,107 @@
+// The commands convert, and encode and decode, which are convert with the formats given.
+
+#include <google/protobuf/message.h>
+
+#include <memory>
+#include <string>
+
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "formats/message_stream.h"
+#include "io/progress.h"
+#include "schema/message_type.h"
+
+namespace CmnSys::Tool {
+namespace {
+
+struct ConvertOptions {
+  std::string type;
+  Format from = Format::kAuto;
+  Format to = Format::kAuto;
+  InputOptions input;
+  OutputOptions output;
+  JsonOptions json;
+};
+
+void Convert(ConvertOptions& options) {
+  const std::unique_ptr<google::protobuf::Message> message = NewMessage(options.type);
+  options.json.write.max_depth = options.input.max_depth;
+  const auto source = OpenSource(options.input, options.from, options.json);
+  const auto sink = OpenSink(options.output, options.to, options.json);
+  Progress progress(options.input.path);
+  while (source->Next(message.get())) {
+    sink->Write(*message);
+    progress.Update(source->position());
+  }
+  sink->Finish();
+}
+
+// Adds a command that converts between two formats, which AddFormat may yet change.
+CLI::App* AddConversion(CLI::App* app, const std::string& name, const std::string& description,
+                        const std::shared_ptr<ConvertOptions>& options) {
+  CLI::App* command = app->add_subcommand(name, description);
+  AddTypeArgument(command, &options->type);
+  AddInput(command, &options->input);
+  command->callback([options] { Convert(*options); });
+  return command;
+}
+
+}  // namespace
+
+void AddConvertCommand(CLI::App* app) {
+  auto options = std::make_shared<ConvertOptions>();
+  CLI::App* command = AddConversion(
+      app, "convert",
+      "Turn messages from one format into another: wire bytes, streams, text, JSON, hex", options);
+  AddFormat(command, "-f,--from", &options->from, "Format of the input");
+  AddFormat(command, "-t,--to", &options->to,
+            "Format of the output; auto is json on standard output");
+  AddOutput(command, &options->output);
+  AddJson(command, &options->json);
+  command->footer(std::string(kFormatHelp) +
+                  "\n"
+                  "\n"
+                  "A stream of any length is converted in the memory that its longest message "
+                  "takes; --max-bytes limits each message, and dumps as a whole.\n"
+                  "\n"
+                  "Examples:\n"
+                  "  cmnsys convert Gid gid.bin\n"
+                  "  cmnsys convert Event events.delimited --to jsonl | grep DOOR\n"
+                  "  cmnsys convert Event events.jsonl --output events.delimited\n"
+                  "  echo '0a 02 01 02 38 02' | cmnsys convert Gid --from hex --to text");
+}
+
+void AddEncodeCommand(CLI::App* app) {
+  auto options = std::make_shared<ConvertOptions>();
+  options->from = Format::kText;
+  options->to = Format::kBinary;
+  CLI::App* command =
+      AddConversion(app, "encode", "Turn a message in text format into its wire bytes", options);
+  AddOutput(command, &options->output);
+  command->footer(
+      "The text format is protobuf's own: "
+      "https://protobuf.dev/reference/protobuf/textformat-spec/\n"
+      "The same as \"cmnsys convert --from text --to binary\".\n"
+      "\n"
+      "Examples:\n"
+      "  cmnsys encode Pb.CmnSys.Gid gid.txt --output gid.bin\n"
+      "  echo 'id: \"\\001\\002\" type: GID_TYPE_SERVER' | cmnsys encode Gid | od -A d -t x1z");
+}
+
+void AddDecodeCommand(CLI::App* app) {
+  auto options = std::make_shared<ConvertOptions>();
+  options->from = Format::kBinary;
+  options->to = Format::kText;
+  CLI::App* command =
+      AddConversion(app, "decode", "Show the wire bytes of a message in text format", options);
+  AddOutput(command, &options->output);
+  command->footer(
+      "Fields that the type does not know are shown by number; encode does not read those.\n"
+      "The same as \"cmnsys convert --from binary --to text\".\n"
+      "\n"
+      "Examples:\n"
+      "  cmnsys decode Pb.CmnSys.Gid gid.bin\n"
+      "  printf '\\012\\002\\001\\002\\070\\002' | cmnsys decode Gid");
+}
+
+}  // namespace CmnSys::Tool

@@ -1,0 +1,125 @@
+#include "analysis/guess.h"
+
+#include <google/protobuf/descriptor.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "formats/message_stream.h"
+#include "io/failure.h"
+#include "io/input.h"
+#include "io/output.h"
+#include "schema/message_type.h"
+
+namespace CmnSys::Tool {
+
+namespace {
+
+// Records of a stream that are looked at.
+constexpr std::size_t kMostRecords = 100;
+
+struct GuessOptions {
+  Format from = Format::kAuto;
+  InputOptions input;
+  std::size_t limit = 5;
+};
+
+std::string Counted(int count, const std::string& one, const std::string& several) {
+  return std::to_string(count) + " " + (count == 1 ? one : several);
+}
+
+std::string Reason(const Evidence& evidence, std::uint64_t total) {
+  std::string text = evidence.unknown_bytes == 0
+                         ? "knows all " + std::to_string(total) + " bytes"
+                         : "does not know " + Counted(evidence.unknown_fields, "field", "fields") +
+                               " of " + std::to_string(evidence.unknown_bytes) + " of " +
+                               std::to_string(total) + " bytes";
+  constexpr std::size_t kMostNames = 4;
+  for (std::size_t i = 0; i < evidence.names.size() && i <= kMostNames; ++i) {
+    text += i == 0 ? "; has " : ", ";
+    text += i == kMostNames ? "..." : evidence.names[i];
+  }
+  const auto add = [&text](int count, const std::string& one, const std::string& several) {
+    if (count > 0) text += "; " + Counted(count, one, several);
+  };
+  add(evidence.enum_values, "enum value is declared", "enum values are declared");
+  add(evidence.texts, "string is readable", "strings are readable");
+  add(evidence.unreadable_texts, "string is not readable", "strings are not readable");
+  add(evidence.readable_bytes, "bytes field holds text", "bytes fields hold text");
+  add(evidence.rewritten, "record would be written otherwise",
+      "records would be written otherwise");
+  add(evidence.violations, "payload does not go with its selector",
+      "payloads do not go with their selectors");
+  return text;
+}
+
+void Guess(const GuessOptions& options) {
+  const WireInput input = ReadWireInput(options.input, options.from);
+  if (input.bytes.empty()) {
+    throw Failure(options.input.Name() + " is empty, which every message type fits");
+  }
+  std::vector<std::string_view> records = {input.bytes};
+  const std::vector<std::string_view> split = SplitDelimited(input.bytes);
+  if (input.delimited) {
+    if (split.empty()) throw Failure(options.input.Name() + " is no stream of delimited messages");
+    records = split;
+    if (records.size() > kMostRecords) records.resize(kMostRecords);
+  } else if (split.size() > 1) {
+    PrintError("the bytes are also " + std::to_string(split.size()) +
+               " records of a delimited stream; --from delimited guesses for those");
+  }
+  std::uint64_t total = 0;
+  for (const std::string_view record : records) total += record.size();
+
+  const std::vector<Candidate> candidates = Candidates(records, options.input.max_depth);
+  if (candidates.empty()) {
+    throw Failure(options.input.Name() + " fits no message type of the schema", ExitStatus::kNo);
+  }
+  const int best = candidates.front().evidence.Score();
+  const auto equals = std::count_if(
+      candidates.begin(), candidates.end(),
+      [best](const Candidate& candidate) { return candidate.evidence.Score() == best; });
+  std::string text;
+  for (std::size_t i = 0; i < candidates.size() && i < options.limit; ++i) {
+    const Evidence& evidence = candidates[i].evidence;
+    text += std::to_string(i + 1) + ". " + candidates[i].type->full_name() + "  (score " +
+            std::to_string(evidence.Score()) + ")\n   " + Reason(evidence, total) + "\n";
+  }
+  if (equals > 1) {
+    text += std::to_string(equals) + " types fit equally well; more bytes would tell them apart\n";
+  }
+  WriteOutput({}, text, OutputKind::kText);
+}
+
+}  // namespace
+
+void AddGuessCommand(CLI::App* app) {
+  auto options = std::make_shared<GuessOptions>();
+  CLI::App* command =
+      app->add_subcommand("guess", "Tell which message types unknown bytes are likely to be");
+  AddInput(command, &options->input);
+  AddFormat(command, "-f,--from", &options->from,
+            "Format of the input: binary, delimited, hex or delimited-hex");
+  command->add_option("-n,--limit", options->limit, "Types to print")
+      ->check(CLI::Range(1, 10000))
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  command->footer(
+      "Tries all message types and ranks those that can be parsed, the likeliest first. Known "
+      "fields, declared enum values and readable strings speak for a type; unknown fields, "
+      "unreadable strings and payloads without their selector against it. Short messages fit many "
+      "types.\n"
+      "\n"
+      "Examples:\n"
+      "  cmnsys guess captured.bin\n"
+      "  echo '0a 02 01 02 38 02' | cmnsys guess --from hex --limit 3");
+  command->callback([options] { Guess(*options); });
+}
+
+}  // namespace CmnSys::Tool

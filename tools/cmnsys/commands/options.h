@@ -1,0 +1,39 @@
+// Options and arguments that commands have in common.
+
+#ifndef CMNSYS_TOOLS_COMMANDS_OPTIONS_H_
+#define CMNSYS_TOOLS_COMMANDS_OPTIONS_H_
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "formats/message_stream.h"
+#include "io/input.h"
+#include "io/output.h"
+
+namespace CmnSys::Tool {
+
+// The argument TYPE.
+void AddTypeArgument(CLI::App* command, std::string* type);
+
+// The argument INPUT and the limits.
+void AddInput(CLI::App* command, InputOptions* input);
+
+// The options --max-bytes and --max-depth.
+void AddLimits(CLI::App* command, InputOptions* input);
+
+// The option --output.
+void AddOutput(CLI::App* command, OutputOptions* output);
+
+// The option `name` that takes a format.
+void AddFormat(CLI::App* command, const std::string& name, Format* format,
+               const std::string& description);
+
+// The options of JSON, in a group of their own.
+void AddJson(CLI::App* command, JsonOptions* json);
+
+// The option --color, which acts at once.
+void AddColour(CLI::App* app);
+
+}  // namespace CmnSys::Tool
+
+#endif  // CMNSYS_TOOLS_COMMANDS_OPTIONS_H_

@@ -1,0 +1,101 @@
+#include "analysis/size.h"
+
+#include <google/protobuf/message.h>
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "formats/message_stream.h"
+#include "io/input.h"
+#include "io/output.h"
+#include "io/progress.h"
+#include "schema/message_type.h"
+
+namespace CmnSys::Tool {
+
+using google::protobuf::Message;
+
+namespace {
+
+struct SizeOptions {
+  std::string type;
+  Format from = Format::kAuto;
+  InputOptions input;
+  JsonOptions json;
+  int max_depth_shown = 100;
+  bool by_path = false;
+};
+
+std::string Row(std::uint64_t bytes, std::uint64_t total, std::uint64_t count,
+                const std::string& path) {
+  char columns[80];
+  std::snprintf(columns, sizeof columns, "%12" PRIu64 " %6.1f%% %10" PRIu64 "  ", bytes,
+                total == 0 ? 0.0 : 100.0 * static_cast<double>(bytes) / static_cast<double>(total),
+                count);
+  return columns + path + "\n";
+}
+
+void Size(const SizeOptions& options) {
+  const std::unique_ptr<Message> message = NewMessage(options.type);
+  const auto source = OpenSource(options.input, options.from, options.json);
+  FieldSizes sizes;
+  std::uint64_t total = 0;
+  std::uint64_t records = 0;
+  {
+    Progress progress(options.input.path);
+    while (source->Next(message.get())) {
+      total += message->ByteSizeLong();
+      ++records;
+      AddFieldSizes(*message, &sizes);
+      progress.Update(source->position());
+    }
+  }
+
+  std::vector<std::pair<std::string, FieldSize>> rows;
+  for (const auto& entry : sizes) {
+    if (entry.second.depth <= options.max_depth_shown) rows.emplace_back(entry);
+  }
+  if (!options.by_path) {
+    std::stable_sort(rows.begin(), rows.end(),
+                     [](const auto& a, const auto& b) { return a.second.bytes > b.second.bytes; });
+  }
+  std::string text = "       BYTES   SHARE      VALUES  FIELD\n";
+  text += Row(total, total, records, "(" + message->GetTypeName() + ")");
+  for (const auto& [path, own] : rows) text += Row(own.bytes, total, own.count, path);
+  WriteOutput({}, text, OutputKind::kText);
+}
+
+}  // namespace
+
+void AddSizeCommand(CLI::App* app) {
+  auto options = std::make_shared<SizeOptions>();
+  CLI::App* command =
+      app->add_subcommand("size", "Show how many wire bytes each field of messages takes");
+  AddTypeArgument(command, &options->type);
+  AddInput(command, &options->input);
+  AddFormat(command, "-f,--from", &options->from, "Format of the input");
+  command->add_option("-d,--depth", options->max_depth_shown, "Show fields to this depth only")
+      ->check(CLI::Range(1, 1000))
+      ->type_name("LEVELS")
+      ->default_str("all");
+  command->add_flag("--by-path", options->by_path, "Sort by field instead of by size");
+  command->footer(
+      "The bytes of a field include its tag and length and all that lies below it; those of "
+      "repeated fields and of all records of a stream are added up. Unknown fields stand by "
+      "number. \"cmnsys convert --help\" explains the formats.\n"
+      "\n"
+      "Examples:\n"
+      "  cmnsys size Event event.bin\n"
+      "  cmnsys size Event events.delimited --depth 1");
+  command->callback([options] { Size(*options); });
+}
+
+}  // namespace CmnSys::Tool

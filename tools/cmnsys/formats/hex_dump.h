@@ -1,0 +1,30 @@
+// Bytes as hexadecimal text: dumps as they are pasted from logs and other tools, and our own.
+
+#ifndef CMNSYS_TOOLS_FORMATS_HEX_DUMP_H_
+#define CMNSYS_TOOLS_FORMATS_HEX_DUMP_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace CmnSys::Tool {
+
+// Returns the bytes of a dump. Understood are
+// - plain digits, two for each byte, with any of blanks , ; : - _ and line ends between bytes, the
+//   prefixes 0x and \x, and around all of it brackets, braces and quotes;
+// - the dumps of xxd, hexdump -C, od -t x1 and network tools: an offset at the beginning of each
+//   line (hexadecimal, decimal or octal), bytes alone or in groups, a column of characters at the
+//   end, and "*" for lines that repeat.
+// Offsets are checked against the bytes, so that a line that got lost is noticed. Throws Failure
+// with line and column for anything else, and when there are more than `max_bytes` bytes; `name` is
+// that of the input.
+std::string ParseHexDump(std::string_view text, const std::string& name, std::uint64_t max_bytes);
+
+// Lines of a dump in the form of hexdump -C without its last line: offset, 16 bytes, characters.
+// `offset` is that of the first byte.
+std::string FormatHexDump(std::string_view bytes, std::uint64_t offset = 0);
+
+}  // namespace CmnSys::Tool
+
+#endif  // CMNSYS_TOOLS_FORMATS_HEX_DUMP_H_

@@ -1,0 +1,74 @@
+#include "formats/parse.h"
+
+#include <google/protobuf/io/tokenizer.h>
+#include <google/protobuf/text_format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "CmnSys/Util/Parse.h"
+#include "io/failure.h"
+
+namespace CmnSys::Tool {
+
+using google::protobuf::Message;
+using google::protobuf::TextFormat;
+
+namespace {
+
+// Help for those who gave a command the wrong format.
+std::string HintAtText(const std::string& bytes) {
+  const auto printable = [](char c) {
+    return (c >= ' ' && c <= '~') || c == '\n' || c == '\r' || c == '\t';
+  };
+  if (bytes.empty() || !std::all_of(bytes.begin(), bytes.end(), printable)) return "";
+  return "; it is all text: \"cmnsys convert\" reads hex dumps, JSON and text format when --from "
+         "names them";
+}
+
+// Keeps the first error; later ones mostly follow from it.
+class FirstError : public google::protobuf::io::ErrorCollector {
+ public:
+  FirstError(std::string input_name, int first_line)
+      : input_name_(std::move(input_name)), first_line_(first_line) {}
+
+  void AddError(int line, google::protobuf::io::ColumnNumber column,
+                const std::string& message) override {
+    if (!text_.empty()) return;
+    // The parser counts from 0, people and editors from 1.
+    text_ = input_name_ + ":" + std::to_string(line + first_line_) + ":" +
+            std::to_string(column + 1) + ": " + message;
+  }
+
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string input_name_;
+  int first_line_;
+  std::string text_;
+};
+
+}  // namespace
+
+void ParseBinary(const std::string& input, const InputOptions& options, Message* message) {
+  Util::ParseLimits limits;
+  limits.max_depth = options.max_depth;
+  const auto fault = Util::Parse(input, limits, message);
+  if (!fault) return;
+  throw Failure(options.Name() + " does not hold a " + message->GetTypeName() + ": " +
+                Util::ToString(*fault) + HintAtText(input));
+}
+
+void ParseText(const std::string& input, const InputOptions& options, Message* message,
+               int first_line) {
+  FirstError error(options.Name(), first_line);
+  TextFormat::Parser parser;
+  parser.RecordErrorsTo(&error);
+  parser.SetRecursionLimit(options.max_depth);
+  if (parser.ParseFromString(input, message)) return;
+  throw Failure(error.text().empty()
+                    ? options.Name() + " is not a " + message->GetTypeName() + " as text"
+                    : error.text());
+}
+
+}  // namespace CmnSys::Tool

@@ -1,0 +1,31 @@
+// The single formats behind OpenSource and OpenSink, one source file each.
+
+#ifndef CMNSYS_TOOLS_FORMATS_STREAMS_H_
+#define CMNSYS_TOOLS_FORMATS_STREAMS_H_
+
+#include <memory>
+#include <string>
+
+#include "formats/message_stream.h"
+
+namespace CmnSys::Tool {
+
+// One message, in bytes that are in memory as a whole.
+std::unique_ptr<MessageSource> OpenSingleSource(const InputOptions& options, std::string bytes);
+std::unique_ptr<MessageSink> OpenSingleSink(const OutputOptions& options, bool hex);
+
+// Delimited messages: from the input, or in bytes that are in memory.
+std::unique_ptr<MessageSource> OpenDelimitedSource(const InputOptions& options);
+std::unique_ptr<MessageSource> OpenDelimitedSource(const InputOptions& options, std::string bytes);
+std::unique_ptr<MessageSink> OpenDelimitedSink(const OutputOptions& options, bool hex);
+
+std::unique_ptr<MessageSource> OpenTextSource(const InputOptions& options);
+std::unique_ptr<MessageSink> OpenTextSink(const OutputOptions& options);
+
+std::unique_ptr<MessageSource> OpenJsonSource(const InputOptions& options, const JsonOptions& json);
+std::unique_ptr<MessageSink> OpenJsonSink(const OutputOptions& options, const JsonOptions& json,
+                                          bool lines);
+
+}  // namespace CmnSys::Tool
+
+#endif  // CMNSYS_TOOLS_FORMATS_STREAMS_H_
