@@ -1,7 +1,10 @@
+#include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/descriptor_database.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <map>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -158,6 +161,25 @@ TEST(Pairing, OneValueMaySelectInSeveralRecords) {
   EXPECT_EQ(records, (std::vector<std::string>{"AuthInitParams.sso", "AuthReqParams.sso",
                                                "AuthRspParams.sso"}));
   EXPECT_TRUE(Util::SelectedPayloads(*Pb::CmnSys::GidType_descriptor()->value(0)).empty());
+}
+
+// The page that shows the areas and what the tools say of a file agree.
+TEST(Schema, EachFileIsInTheAreaThatThePageNames) {
+  std::ifstream page(CMNSYS_SCHEMA_FOLDER "/README.md");
+  std::map<std::string, std::string> areas;
+  for (std::string line; std::getline(page, line);) {
+    if (line.rfind("| **", 0) != 0) continue;
+    const std::string area = line.substr(4, line.find("**", 4) - 4);
+    const std::regex link(R"(\(([A-Za-z.]+\.proto)\))");
+    for (std::sregex_iterator i(line.begin(), line.end(), link), end; i != end; ++i) {
+      EXPECT_TRUE(areas.emplace("ProtoBuf/CmnSys/" + (*i)[1].str(), area).second) << line;
+    }
+  }
+  EXPECT_EQ(areas.size(), Util::SchemaFiles().size());
+  for (const auto* file : Util::SchemaFiles()) {
+    EXPECT_EQ(Util::SchemaArea(*file), areas[file->name()]) << file->name();
+  }
+  EXPECT_EQ(Util::SchemaArea(*google::protobuf::FileDescriptorProto::descriptor()->file()), "");
 }
 
 }  // namespace

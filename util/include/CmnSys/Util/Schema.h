@@ -21,6 +21,10 @@ namespace CmnSys::Util {
 // them. The vector lives as long as the process.
 CMNSYSUTIL_EXPORT const std::vector<const google::protobuf::FileDescriptor*>& SchemaFiles();
 
+// The area of the system that a file of SchemaFiles() describes, such as "Devices": one of the nine
+// that ProtoBuf/CmnSys/README.md tells of. "" for other files.
+CMNSYSUTIL_EXPORT std::string SchemaArea(const google::protobuf::FileDescriptor& file);
+
 // Full names of all messages in the given files, nested ones included, sorted.
 CMNSYSUTIL_EXPORT std::vector<std::string> MessageNames(
     const std::vector<const google::protobuf::FileDescriptor*>& files);
