@@ -17,7 +17,7 @@ TEST(List, PrintsEachNameOnceAndFiltersByPart) {
   EXPECT_TRUE(Contains(all, "\nPb.CmnSys.Acl.AclEntry\n"));
   EXPECT_EQ(Cmnsys({"list", "IotaBool"}).output, "Pb.CmnSys.IotaBool\nPb.CmnSys.IotaBoolArray\n");
   EXPECT_EQ(Cmnsys({"list", "--kind", "files", "Legacy"}).output,
-            "ProtoBuf/CmnSys/Legacy.CmnSys.proto\n");
+            "ProtoBuf/CmnSys/Legacy.CmnSys.proto                  Core types\n");
   EXPECT_EQ(Cmnsys({"list", "--kind", "all", "GID_TYPE_LPR_W"}).output,
             "Pb.CmnSys.GID_TYPE_LPR_WATCH_LIST\n");
   EXPECT_TRUE(RefusedWith(Cmnsys({"list", "nothing like it"}), "nothing like it", 1));

@@ -72,7 +72,7 @@ TEST(EventTable, ShowsWhatIsOddAboutAnEvent) {
       << table.str();
 }
 
-// The examples show events as producers send them: each carries the payload of its type alone.
+// The examples show events as senders send them: each carries the payload of its type alone.
 TEST(ExampleData, PairsEachEventTypeWithItsPayload) {
   const Events::EventList list = QueryExample::ReadEventFile(EXAMPLE_EVENTS);
   EXPECT_GT(list.events_size(), 20);

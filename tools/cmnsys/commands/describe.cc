@@ -216,7 +216,9 @@ void Describe(const MethodDescriptor* method, Page* page) {
 }
 
 void Describe(const FileDescriptor* file, Page* page) {
-  page->Line(0, "file " + file->name() + "  (package " + file->package() + ")");
+  const std::string area = Util::SchemaArea(*file);
+  page->Line(0, "file " + file->name() + "  (package " + file->package() +
+                    (area.empty() ? "" : "; area: " + area) + ")");
   page->Comment(2, FileComment(file));
   for (int i = 0; i < file->dependency_count(); ++i) {
     if (i == 0) page->Line(0, "");

@@ -21,10 +21,16 @@ struct ListOptions {
   std::string part;
 };
 
-std::vector<std::string> FilePaths(const std::vector<const FileDescriptor*>& files) {
-  std::vector<std::string> paths;
-  for (const FileDescriptor* file : files) paths.push_back(file->name());
-  return paths;
+// Each file with its area in a second column, so that a part of either finds it.
+std::vector<std::string> FilesWithAreas(const std::vector<const FileDescriptor*>& files) {
+  std::size_t width = 0;
+  for (const FileDescriptor* file : files) width = std::max(width, file->name().size());
+  std::vector<std::string> lines;
+  for (const FileDescriptor* file : files) {
+    lines.push_back(file->name() + std::string(width - file->name().size() + 2, ' ') +
+                    Util::SchemaArea(*file));
+  }
+  return lines;
 }
 
 std::vector<std::string> ServiceNames(const std::vector<const FileDescriptor*>& files) {
@@ -53,7 +59,7 @@ std::vector<std::string> MethodNames(const std::vector<const FileDescriptor*>& f
 
 void List(const ListOptions& options) {
   const std::vector<const FileDescriptor*>& files = Util::SchemaFiles();
-  const std::vector<std::string> names = options.kind == "files"      ? FilePaths(files)
+  const std::vector<std::string> names = options.kind == "files"      ? FilesWithAreas(files)
                                          : options.kind == "services" ? ServiceNames(files)
                                          : options.kind == "methods"  ? MethodNames(files)
                                          : options.kind == "messages" ? Util::MessageNames(files)
@@ -76,7 +82,9 @@ void AddListCommand(CLI::App* app) {
   auto options = std::make_shared<ListOptions>();
   CLI::App* command = app->add_subcommand("list", "List the names in the schema");
   command->add_option("PART", options->part, "List only the names that contain this");
-  command->add_option("-k,--kind", options->kind, "What to list; all: every declared name")
+  command
+      ->add_option("-k,--kind", options->kind,
+                   "What to list; files: with their area; all: every declared name")
       ->check(CLI::IsMember({"messages", "files", "services", "methods", "all"}))
       ->type_name("KIND")
       ->capture_default_str();
@@ -84,6 +92,7 @@ void AddListCommand(CLI::App* app) {
       "Examples:\n"
       "  cmnsys list\n"
       "  cmnsys list Iota\n"
+      "  cmnsys list --kind files Devices\n"
       "  cmnsys list --kind all GID_TYPE_");
   command->callback([options] { List(*options); });
 }
