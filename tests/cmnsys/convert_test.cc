@@ -21,7 +21,7 @@ TEST(Convert, BringsAStreamBackThroughEveryFormat) {
   const std::string stream =
       Cmnsys({"sample", "Pb.CmnSys.Events.Event", "--count", "20", "--to", "delimited"}).output;
   ASSERT_GT(stream.size(), 500U);
-  for (const std::string format : {"text", "json", "delimited-hex", "delimited"}) {
+  for (const std::string format : {"text", "json", "hex", "delimited-hex", "delimited"}) {
     const ProcessResult there = Convert("Events.Event", "delimited", format, stream);
     const ProcessResult back = Convert("Events.Event", format, "delimited", there.output);
     EXPECT_EQ(back.output, stream) << format << there.errors << back.errors;

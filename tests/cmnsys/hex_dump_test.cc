@@ -87,5 +87,16 @@ TEST(HexDump, IsWrittenInAFormThatIsRead) {
   EXPECT_EQ(FromHex(dump.output).output, kBytes);
 }
 
+TEST(HexDump, HoldsAnyNumberOfMessagesEachFromOffsetZero) {
+  const std::string stream = "\x00\x02\x38\x02\x00"s;
+  const ProcessResult dumps =
+      Cmnsys({"convert", "Gid", "--from", "delimited", "--to", "hex"}, stream);
+  const std::string empty = "00000000 " + std::string(50, ' ') + " ||\n";
+  EXPECT_EQ(dumps.output, empty + "00000000  38 02" + std::string(45, ' ') + "|8.|\n" + empty);
+  EXPECT_EQ(Cmnsys({"convert", "Gid", "--from", "hex", "--to", "delimited"}, dumps.output).output,
+            stream);
+  EXPECT_TRUE(RefusedWith(Cmnsys({"guess", "-", "--from", "hex"}, dumps.output), "holds 3 dumps"));
+}
+
 }  // namespace
 }  // namespace CmnSys::Test

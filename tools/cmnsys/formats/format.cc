@@ -11,7 +11,8 @@ const char kFormatHelp[] =
     "  text           text format; a line --- stands between messages (.txt .textproto .txtpb)\n"
     "  json           one object after the other (.json)\n"
     "  jsonl          the same, each written on one line (.jsonl .ndjson)\n"
-    "  hex            a dump of binary, as from xxd, hexdump -C, od -t x1 or a log (.hex)\n"
+    "  hex            a dump of each message, as from xxd, hexdump -C, od -t x1 or a log (.hex);\n"
+    "                 at offset 0 another message begins\n"
     "  delimited-hex  a dump of delimited";
 
 const std::map<std::string, Format>& FormatNames() {

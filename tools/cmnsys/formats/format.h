@@ -16,7 +16,7 @@ enum class Format {
   kText,          // Text format; a line "---" stands between messages.
   kJson,          // One JSON object after the other.
   kJsonLines,     // The same, each on a line of its own.
-  kHex,           // A dump of kBinary.
+  kHex,           // A dump of the wire bytes of each message.
   kDelimitedHex,  // A dump of kDelimited.
 };
 

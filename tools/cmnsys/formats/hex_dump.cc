@@ -103,9 +103,11 @@ bool HasOffsets(const std::vector<Line>& lines) {
     const std::optional<Offset> offset = FindOffset(line.text);
     if (!offset) return false;
     if (first && !offset->colon) {
-      // Without a colon, bytes that stand alone tell an offset from a group of bytes.
+      // Without a colon, bytes that stand alone tell an offset from a group of bytes; so does the
+      // column of characters where there are no bytes.
       const std::size_t start = line.text.find_first_not_of(kBlanks, offset->end);
-      if (start == line.text.npos || DigitsAt(line.text, start).size() != 2) return false;
+      if (start == line.text.npos) return false;
+      if (line.text[start] != '|' && DigitsAt(line.text, start).size() != 2) return false;
     }
     first = false;
   }
@@ -121,6 +123,11 @@ bool Shows(std::string_view column, std::string_view bytes) {
     if (shown != (IsPrintable(bytes[i]) ? bytes[i] : '.')) return false;
   }
   return true;
+}
+
+bool BeginsAtZero(const Line& line) {
+  const std::optional<Offset> offset = FindOffset(line.text);
+  return offset && offset->digits.find_first_not_of('0') == offset->digits.npos;
 }
 
 // The bytes of one line from `position` on, up to a column of characters.
@@ -195,8 +202,7 @@ std::string BytesWithOffsets(const std::vector<Line>& lines, int radix, const st
 std::string BytesWithAnyOffsets(const std::vector<Line>& lines, const std::string& name,
                                 std::uint64_t max_bytes) {
   const Offset first = *FindOffset(lines.front().text);
-  const bool is_zero = first.digits.find_first_not_of('0') == first.digits.npos;
-  if (lines.size() == 1 && !first.colon && !is_zero) {
+  if (lines.size() == 1 && !first.colon && !BeginsAtZero(lines.front())) {
     throw lines.front().Wrong(name, 0,
                               std::string(first.digits) +
                                   " may be an offset or bytes; remove it, or write a colon after "
@@ -256,16 +262,24 @@ std::string PlainBytes(const std::vector<Line>& lines, const std::string& name,
 
 }  // namespace
 
-std::string ParseHexDump(std::string_view text, const std::string& name, std::uint64_t max_bytes) {
+std::vector<std::string> ParseHexDumps(std::string_view text, const std::string& name,
+                                       std::uint64_t max_bytes) {
   const std::vector<Line> lines = SplitLines(text);
-  return HasOffsets(lines) ? BytesWithAnyOffsets(lines, name, max_bytes)
-                           : PlainBytes(lines, name, max_bytes);
+  if (!HasOffsets(lines)) return {PlainBytes(lines, name, max_bytes)};
+  std::vector<std::string> dumps;
+  for (auto begin = lines.begin(); begin != lines.end();) {
+    const auto end = std::find_if(begin + 1, lines.end(), BeginsAtZero);
+    dumps.push_back(BytesWithAnyOffsets({begin, end}, name, max_bytes));
+    begin = end;
+  }
+  return dumps;
 }
 
 std::string FormatHexDump(std::string_view bytes, std::uint64_t offset) {
   constexpr std::size_t kPerLine = 16;
   std::string dump;
-  for (std::size_t i = 0; i < bytes.size(); i += kPerLine) {
+  std::size_t i = 0;
+  do {
     const std::string_view line = bytes.substr(i, kPerLine);
     std::array<char, 24> piece = {};
     std::snprintf(piece.data(), piece.size(), "%08" PRIx64 " ", offset + i);
@@ -282,7 +296,8 @@ std::string FormatHexDump(std::string_view bytes, std::uint64_t offset) {
       characters += IsPrintable(line[j]) ? line[j] : '.';
     }
     dump += " |" + characters + "|\n";
-  }
+    i += kPerLine;
+  } while (i < bytes.size());
   return dump;
 }
 

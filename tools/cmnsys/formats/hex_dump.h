@@ -7,22 +7,24 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace CmnSys::Tool {
 
-// Returns the bytes of a dump. Understood are
+// Returns the bytes of each dump in a text, mostly one. Understood are
 // - plain digits, two for each byte, with any of blanks , ; : - _ and line ends between bytes, the
 //   prefixes 0x and \x, and around all of it brackets, braces and quotes;
 // - the dumps of xxd, hexdump -C, od -t x1 and network tools: an offset at the beginning of each
 //   line (hexadecimal, decimal or octal), bytes alone or in groups, a column of characters at the
-//   end, and "*" for lines that repeat.
+//   end, and "*" for lines that repeat. Where the offset is 0 again, another dump begins.
 // Offsets are checked against the bytes, so that a line that got lost is noticed. Throws Failure
-// with line and column for anything else, and when there are more than `max_bytes` bytes; `name` is
-// that of the input.
-std::string ParseHexDump(std::string_view text, const std::string& name, std::uint64_t max_bytes);
+// with line and column for anything else, and when a dump has more than `max_bytes` bytes; `name`
+// is that of the input.
+std::vector<std::string> ParseHexDumps(std::string_view text, const std::string& name,
+                                       std::uint64_t max_bytes);
 
 // Lines of a dump in the form of hexdump -C without its last line: offset, 16 bytes, characters.
-// `offset` is that of the first byte.
+// `offset` is that of the first byte. No bytes are a line with the offset and no characters.
 std::string FormatHexDump(std::string_view bytes, std::uint64_t offset = 0);
 
 }  // namespace CmnSys::Tool

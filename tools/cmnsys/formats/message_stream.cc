@@ -1,5 +1,7 @@
 #include "formats/message_stream.h"
 
+#include <utility>
+
 #include "formats/hex_dump.h"
 #include "formats/streams.h"
 #include "io/failure.h"
@@ -8,11 +10,20 @@ namespace CmnSys::Tool {
 
 namespace {
 
-std::string ReadHexDump(const InputOptions& options) {
+std::vector<std::string> ReadHexDumps(const InputOptions& options) {
   // A dump takes up to five characters for each byte, and its offsets.
   InputOptions text = options;
   text.max_bytes = options.max_bytes * 6 + 1024;
-  return ParseHexDump(ReadInput(text), options.Name(), options.max_bytes);
+  return ParseHexDumps(ReadInput(text), options.Name(), options.max_bytes);
+}
+
+std::string ReadHexDump(const InputOptions& options) {
+  std::vector<std::string> dumps = ReadHexDumps(options);
+  if (dumps.size() > 1) {
+    throw Failure(options.Name() + " holds " + std::to_string(dumps.size()) +
+                  " dumps, each from offset 0, but only one can be read here");
+  }
+  return std::move(dumps.front());
 }
 
 }  // namespace
@@ -28,11 +39,11 @@ std::unique_ptr<MessageSource> OpenSource(const InputOptions& options, Format fo
     case Format::kJsonLines:
       return OpenJsonSource(options, json);
     case Format::kHex:
-      return OpenSingleSource(options, ReadHexDump(options));
+      return OpenWholeSource(options, ReadHexDumps(options));
     case Format::kDelimitedHex:
       return OpenDelimitedSource(options, ReadHexDump(options));
     default:
-      return OpenSingleSource(options, ReadInput(options));
+      return OpenWholeSource(options, {ReadInput(options)});
   }
 }
 
@@ -68,9 +79,9 @@ std::unique_ptr<MessageSink> OpenSink(const OutputOptions& options, Format forma
     case Format::kJsonLines:
       return OpenJsonSink(options, json, resolved == Format::kJsonLines);
     case Format::kHex:
-      return OpenSingleSink(options, true);
+      return OpenHexSink(options);
     default:
-      return OpenSingleSink(options, false);
+      return OpenBinarySink(options);
   }
 }
 

@@ -5,14 +5,19 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "formats/message_stream.h"
 
 namespace CmnSys::Tool {
 
-// One message, in bytes that are in memory as a whole.
-std::unique_ptr<MessageSource> OpenSingleSource(const InputOptions& options, std::string bytes);
-std::unique_ptr<MessageSink> OpenSingleSink(const OutputOptions& options, bool hex);
+// Messages whose bytes are in memory as a whole.
+std::unique_ptr<MessageSource> OpenWholeSource(const InputOptions& options,
+                                               std::vector<std::string> messages);
+// One message.
+std::unique_ptr<MessageSink> OpenBinarySink(const OutputOptions& options);
+// A dump of each message.
+std::unique_ptr<MessageSink> OpenHexSink(const OutputOptions& options);
 
 // Delimited messages: from the input, or in bytes that are in memory.
 std::unique_ptr<MessageSource> OpenDelimitedSource(const InputOptions& options);
