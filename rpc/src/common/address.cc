@@ -5,11 +5,8 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <memory>
@@ -32,11 +29,11 @@ bool IsNameCharacter(char c) {
 
 using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
-AddressList Resolve(const Address& address, int flags) {
+AddressList Resolve(const Address& address) {
   addrinfo hints{};
   hints.ai_family = AF_UNSPEC;
   hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = flags | AI_NUMERICSERV;
+  hints.ai_flags = AI_NUMERICSERV;
   addrinfo* list = nullptr;
   const int error = getaddrinfo(address.host.c_str(), address.port.c_str(), &hints, &list);
   if (error != 0) {
@@ -78,20 +75,6 @@ bool IsLocalhost(std::string host) {
   return host == kBelow.substr(1) ||
          (host.size() > kBelow.size() &&
           host.compare(host.size() - kBelow.size(), kBelow.size(), kBelow) == 0);
-}
-
-// The IP address and port of a socket; empty when the system does not tell them.
-std::string NameOf(int fd) {
-  sockaddr_storage address{};
-  socklen_t length = sizeof address;
-  std::array<char, NI_MAXHOST> host{};
-  std::array<char, NI_MAXSERV> port{};
-  if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0 ||
-      getnameinfo(reinterpret_cast<sockaddr*>(&address), length, host.data(), host.size(),
-                  port.data(), port.size(), NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
-    return "";
-  }
-  return Address{host.data(), port.data(), ""}.Text();
 }
 
 }  // namespace
@@ -166,7 +149,7 @@ void CheckPlaintextAllowed(const Address& address, Plaintext plaintext) {
   if (!local) {
     local = true;
     try {
-      const AddressList list = Resolve(address, 0);
+      const AddressList list = Resolve(address);
       for (const addrinfo* i = list.get(); i != nullptr; i = i->ai_next) {
         local = *local && IsLoopback(i->ai_addr);
       }
@@ -175,30 +158,6 @@ void CheckPlaintextAllowed(const Address& address, Plaintext plaintext) {
     }
   }
   if (!*local) throw PlaintextRefused(address.Text());
-}
-
-ListeningSocket::ListeningSocket(const Address& address) {
-  const AddressList list = Resolve(address, AI_PASSIVE);
-  const int family = list->ai_family;
-  fd_ = socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  const int on = 1;
-  const int off = 0;
-  if (fd_ < 0 || setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-      (family == AF_INET6 && setsockopt(fd_, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off) != 0) ||
-      bind(fd_, list->ai_addr, list->ai_addrlen) != 0 || listen(fd_, SOMAXCONN) != 0) {
-    const int error = errno;
-    if (fd_ >= 0) close(fd_);
-    throw std::runtime_error("cannot listen on " + address.Text() + ": " +
-                             std::generic_category().message(error));
-  }
-  name_ = NameOf(fd_);
-}
-
-ListeningSocket::ListeningSocket(ListeningSocket&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), name_(std::move(other.name_)) {}
-
-ListeningSocket::~ListeningSocket() {
-  if (fd_ >= 0) close(fd_);
 }
 
 }  // namespace CmnSys::Rpc

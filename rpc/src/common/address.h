@@ -1,4 +1,4 @@
-// Addresses of servers, and the listening sockets made from them.
+// Addresses of servers.
 
 #ifndef CMNSYS_RPC_SRC_ADDRESS_H_
 #define CMNSYS_RPC_SRC_ADDRESS_H_
@@ -42,25 +42,6 @@ std::invalid_argument PlaintextRefused(const std::string& address);
 // Throws std::invalid_argument unless plaintext is allowed for this address: where it is local
 // always, elsewhere when it was asked for. A name is resolved.
 void CheckPlaintextAllowed(const Address& address, Plaintext plaintext);
-
-// A listening TCP socket.
-class ListeningSocket {
- public:
-  // Listens. Throws std::runtime_error.
-  explicit ListeningSocket(const Address& address);
-  ~ListeningSocket();
-  ListeningSocket(ListeningSocket&& other) noexcept;
-  ListeningSocket& operator=(ListeningSocket&&) = delete;
-  ListeningSocket(const ListeningSocket&) = delete;
-  ListeningSocket& operator=(const ListeningSocket&) = delete;
-
-  int fd() const { return fd_; }
-  const std::string& name() const { return name_; }  // IP address and port.
-
- private:
-  int fd_ = -1;
-  std::string name_;
-};
 
 }  // namespace CmnSys::Rpc
 

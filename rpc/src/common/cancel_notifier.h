@@ -9,12 +9,16 @@
 
 namespace CmnSys::Rpc {
 
-// Runs the closure once: when Fire() is called, or at once when it was called before.
+// Has the closure run once: when Fire() is called, or at once when it was called before.
 class CancelNotifier {
  public:
   // Throws std::logic_error when there is a closure already.
   void Set(google::protobuf::Closure* closure);
   void Fire();
+  // The same for those who run the closure themselves: each returns it when it is due, otherwise
+  // null.
+  google::protobuf::Closure* Keep(google::protobuf::Closure* closure);
+  google::protobuf::Closure* Take();
   void Reset();
 
  private:

@@ -4,7 +4,9 @@
 #include <grpcpp/support/proto_buffer_reader.h>
 #include <grpcpp/support/slice.h>
 
+#include <array>
 #include <climits>
+#include <exception>
 
 namespace CmnSys::Rpc {
 
@@ -19,6 +21,30 @@ Status LacksRequiredFields(const Message& message, const char* what) {
 }
 
 }  // namespace
+
+const char* StatusCodeName(StatusCode code) {
+  static constexpr std::array kNames = {
+      "OK",
+      "CANCELLED",
+      "UNKNOWN",
+      "INVALID_ARGUMENT",
+      "DEADLINE_EXCEEDED",
+      "NOT_FOUND",
+      "ALREADY_EXISTS",
+      "PERMISSION_DENIED",
+      "RESOURCE_EXHAUSTED",
+      "FAILED_PRECONDITION",
+      "ABORTED",
+      "OUT_OF_RANGE",
+      "UNIMPLEMENTED",
+      "INTERNAL",
+      "UNAVAILABLE",
+      "DATA_LOSS",
+      "UNAUTHENTICATED",
+  };
+  const auto index = static_cast<std::size_t>(code);
+  return index < kNames.size() ? kNames.at(index) : "UNKNOWN";
+}
 
 Status SerializeMessage(const Message& message, const char* what, std::size_t limit,
                         grpc::ByteBuffer* bytes) {
@@ -40,8 +66,11 @@ Status ParseMessage(grpc::ByteBuffer* bytes, const char* what, Message* message)
   const std::size_t size = bytes->Length();
   bool parsed = false;
   {
+    // The parser is told where the bytes end: then a length that points beyond that makes it
+    // allocate nothing.
     grpc::ProtoBufferReader reader(bytes);
-    parsed = message->ParsePartialFromZeroCopyStream(&reader) && reader.status().ok();
+    parsed = size <= INT_MAX && reader.status().ok() &&
+             message->ParsePartialFromBoundedZeroCopyStream(&reader, static_cast<int>(size));
   }
   bytes->Clear();
   Status status;
@@ -57,12 +86,24 @@ Status ParseMessage(grpc::ByteBuffer* bytes, const char* what, Message* message)
 }
 
 std::string CutText(const std::string& text, std::size_t limit) {
-  static constexpr std::size_t kDots = 3;
   if (text.size() <= limit) return text;
-  std::size_t end = limit > kDots ? limit - kDots : 0;
+  const std::string dots = limit < 3 ? "" : "...";
+  std::size_t end = limit - dots.size();
   // Bytes 10xxxxxx continue a character.
   while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
-  return text.substr(0, end) + "...";
+  return text.substr(0, end) + dots;
+}
+
+Status CaughtException(const std::string& what) {
+  std::string text = "an exception of no standard type";
+  try {
+    throw;
+  } catch (const std::exception& error) {
+    text = error.what();
+  } catch (...) {
+    // Said above.
+  }
+  return {StatusCode::kInternal, what + " failed unexpectedly: " + text};
 }
 
 grpc::Status ToGrpc(const Status& status, std::size_t max_text_bytes) {

@@ -27,8 +27,12 @@ Status SerializeMessage(const google::protobuf::Message& message, const char* wh
 // Parses a message and frees the bytes. Fails with kInvalidArgument and leaves the message empty.
 Status ParseMessage(grpc::ByteBuffer* bytes, const char* what, google::protobuf::Message* message);
 
-// Cuts a text to at most `limit` bytes, "..." included, after a whole UTF-8 character.
+// Cuts a text to at most `limit` bytes after a whole UTF-8 character, "..." included where that has
+// room.
 std::string CutText(const std::string& text, std::size_t limit);
+
+// Inside a catch block: kInternal, with a text that says what failed and what was thrown.
+Status CaughtException(const std::string& what);
 
 grpc::Status ToGrpc(const Status& status, std::size_t max_text_bytes);
 Status FromGrpc(const grpc::Status& status);

@@ -1,4 +1,4 @@
-// gRPC credentials from TLS files.
+// TLS files, checked, and gRPC credentials made from them.
 
 #ifndef CMNSYS_RPC_SRC_TLS_H_
 #define CMNSYS_RPC_SRC_TLS_H_
@@ -6,15 +6,82 @@
 #include <grpcpp/security/credentials.h>
 #include <grpcpp/security/server_credentials.h>
 
+#include <chrono>
+#include <functional>
 #include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
 
+#include "CmnSys/Rpc/Observer.h"
 #include "CmnSys/Rpc/Security.h"
 
 namespace CmnSys::Rpc {
 
-// Both throw std::invalid_argument when a file is missing, cannot be read or does not fit.
-std::shared_ptr<grpc::ChannelCredentials> ClientCredentials(const TlsFiles& files);
-std::shared_ptr<grpc::ServerCredentials> MutualTlsServerCredentials(const TlsFiles& files);
+// What one state of the files holds. The texts are PEM.
+struct TlsContent {
+  std::string authorities;
+  std::string certificate;  // With the intermediate ones; empty without a certificate.
+  std::string key;
+  std::string revocations;
+
+  bool operator==(const TlsContent& other) const {
+    return authorities == other.authorities && certificate == other.certificate &&
+           key == other.key && revocations == other.revocations;
+  }
+};
+
+// The last good content of a set of files, looked at again from time to time: gRPC's own watcher of
+// files takes whatever is there, and ends the process over an empty one. Thread-safe.
+class TlsFileSet {
+ public:
+  using Tell = std::function<void(Event::Kind, const std::string& text)>;
+
+  // Reads and checks: the authorities and revocation lists can be read; certificate and key can be
+  // read and belong together, or are both empty where `certificate_needed` is false. Throws
+  // std::invalid_argument. `tell` is called for what happens later, and for certificates that
+  // expire.
+  TlsFileSet(TlsFiles files, bool certificate_needed, Tell tell);
+  ~TlsFileSet();
+
+  // Looks at the files if it is time for that. Tells once a day of certificates that expire soon.
+  void Refresh();
+
+  // The last good content and its number, which grows with each.
+  std::pair<std::shared_ptr<const TlsContent>, int> Content() const;
+
+  bool ChecksRevocation() const { return !files_.revocation_file.empty(); }
+  // Whether a certificate, in PEM, is on a revocation list of its authority.
+  bool IsRevoked(const std::string& certificate) const;
+
+ private:
+  struct Parsed;
+
+  void TellOfExpiry();
+
+  const TlsFiles files_;
+  const bool certificate_needed_;
+  const Tell tell_;
+  std::chrono::steady_clock::time_point next_look_;
+  std::chrono::steady_clock::time_point next_expiry_;
+
+  mutable std::mutex mutex_;
+  std::shared_ptr<const TlsContent> content_;
+  std::shared_ptr<const Parsed> parsed_;
+  std::string fault_;  // Of the files as last looked at; empty when they are good.
+  int number_ = 0;
+  mutable std::unordered_map<std::string, bool> revoked_;  // Certificates asked about so far.
+};
+
+// Clients' credentials from files, which a thread of their own looks at. Throws
+// std::invalid_argument.
+std::shared_ptr<grpc::ChannelCredentials> ClientCredentials(const TlsFiles& files,
+                                                            TlsFileSet::Tell tell = {});
+
+// Asks each client for a certificate. Each handshake takes the files' content of its time; `files`
+// must be refreshed by its owner.
+std::shared_ptr<grpc::ServerCredentials> MutualTlsServerCredentials(
+    std::shared_ptr<TlsFileSet> files);
 
 }  // namespace CmnSys::Rpc
 

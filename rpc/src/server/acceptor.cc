@@ -1,14 +1,18 @@
 #include "server/acceptor.h"
 
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -18,11 +22,105 @@ namespace CmnSys::Rpc {
 namespace {
 
 constexpr int kPauseMilliseconds = 50;
+// How often closed connections are looked for.
+constexpr int kForgetMilliseconds = 1000;
+// An address family that has no free port where the first one has is tried again so often.
+constexpr int kPortAttempts = 20;
+
+std::runtime_error CannotListen(const Address& address, int error) {
+  return std::runtime_error("cannot listen on " + address.Text() + ": " +
+                            std::generic_category().message(error));
+}
+
+// IP address and port; empty for a Unix domain socket, and when the system does not tell them.
+std::pair<std::string, std::string> HostAndPort(const sockaddr_storage& address, socklen_t length) {
+  std::array<char, NI_MAXHOST> host{};
+  std::array<char, NI_MAXSERV> port{};
+  if (address.ss_family == AF_UNIX ||
+      getnameinfo(reinterpret_cast<const sockaddr*>(&address), length, host.data(), host.size(),
+                  port.data(), port.size(), NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
+    return {};
+  }
+  return {host.data(), port.data()};
+}
+
+// The bytes of an IPv4 address, or of the network of an IPv6 one: its owner has all of that.
+std::string ClientOf(const sockaddr_storage& address) {
+  if (address.ss_family == AF_INET) {
+    const auto& ip4 = reinterpret_cast<const sockaddr_in&>(address).sin_addr;
+    return {reinterpret_cast<const char*>(&ip4), sizeof ip4};
+  }
+  if (address.ss_family != AF_INET6) return "";
+  const auto& ip6 = reinterpret_cast<const sockaddr_in6&>(address).sin6_addr;
+  const char* bytes = reinterpret_cast<const char*>(&ip6);
+  return IN6_IS_ADDR_V4MAPPED(&ip6) ? std::string(bytes + 12, 4) : std::string(bytes, 8);
+}
+
+// Removes a socket that a program has left behind which does not listen any more.
+void RemoveAbandoned(const sockaddr_un& where) {
+  struct stat file {};
+  if (lstat(where.sun_path, &file) != 0 || !S_ISSOCK(file.st_mode)) return;
+  const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (probe < 0) return;
+  if (connect(probe, reinterpret_cast<const sockaddr*>(&where), sizeof where) != 0 &&
+      errno == ECONNREFUSED) {
+    unlink(where.sun_path);
+  }
+  close(probe);
+}
 
 }  // namespace
 
-Acceptor::Acceptor(const std::vector<Address>& addresses) {
-  for (const Address& address : addresses) sockets_.emplace_back(address);
+ListeningSocket::ListeningSocket(const Address& address, const sockaddr* where, socklen_t length)
+    : fd_(socket(where->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
+  const int on = 1;
+  // One socket for both families is what "[::]" asks for.
+  const int only6 = address.host == "::" ? 0 : 1;
+  if (fd_ < 0 || setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
+      (where->sa_family == AF_INET6 &&
+       setsockopt(fd_, IPPROTO_IPV6, IPV6_V6ONLY, &only6, sizeof only6) != 0) ||
+      bind(fd_, where, length) != 0 || listen(fd_, SOMAXCONN) != 0) {
+    const int error = errno;
+    if (fd_ >= 0) close(fd_);
+    throw std::system_error(error, std::generic_category());
+  }
+  sockaddr_storage own{};
+  socklen_t own_length = sizeof own;
+  getsockname(fd_, reinterpret_cast<sockaddr*>(&own), &own_length);
+  const auto [host, port] = HostAndPort(own, own_length);
+  path_ = address.path;
+  name_ = address.IsUnix() ? address.Text() : Address{host, port, ""}.Text();
+}
+
+ListeningSocket::ListeningSocket(ListeningSocket&& other) noexcept
+    : fd_(std::exchange(other.fd_, -1)),
+      name_(std::move(other.name_)),
+      path_(std::move(other.path_)) {}
+
+ListeningSocket::~ListeningSocket() {
+  if (fd_ < 0) return;
+  close(fd_);
+  if (!path_.empty()) unlink(path_.c_str());
+}
+
+std::string ListeningSocket::port() const {
+  return path_.empty() ? name_.substr(name_.rfind(':') + 1) : "";
+}
+
+Acceptor::Acceptor(ServerCore* core, const std::vector<Address>& addresses) : core_(core) {
+  for (const Address& address : addresses) {
+    for (int attempt = 1;; ++attempt) {
+      const std::size_t before = sockets_.size();
+      try {
+        Listen(address);
+        break;
+      } catch (const std::system_error& error) {
+        while (sockets_.size() > before) sockets_.pop_back();
+        const bool again = address.port == "0" && error.code().value() == EADDRINUSE;
+        if (!again || attempt == kPortAttempts) throw CannotListen(address, error.code().value());
+      }
+    }
+  }
   wake_ = eventfd(0, EFD_CLOEXEC);
   if (wake_ < 0) {
     throw std::runtime_error("cannot create an eventfd: " + std::generic_category().message(errno));
@@ -32,6 +130,49 @@ Acceptor::Acceptor(const std::vector<Address>& addresses) {
 Acceptor::~Acceptor() {
   Stop();
   close(wake_);
+  while (!connections_.empty()) Forget(connections_.begin());
+}
+
+void Acceptor::Listen(const Address& address) {
+  if (address.IsUnix()) {
+    sockaddr_un where{};
+    where.sun_family = AF_UNIX;
+    std::memcpy(where.sun_path, address.path.data(), address.path.size());
+    RemoveAbandoned(where);
+    sockets_.emplace_back(address, reinterpret_cast<const sockaddr*>(&where),
+                          static_cast<socklen_t>(sizeof where));
+    return;
+  }
+  const std::size_t before = sockets_.size();
+  for (Address each : Expand(address)) {
+    // All addresses of a name get the same port.
+    if (sockets_.size() > before) each.port = sockets_[before].port();
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+    addrinfo* found = nullptr;
+    const int error = getaddrinfo(each.host.c_str(), each.port.c_str(), &hints, &found);
+    if (error != 0) {
+      throw std::runtime_error("cannot resolve \"" + each.host + "\": " + gai_strerror(error));
+    }
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> list(found, &freeaddrinfo);
+    for (const addrinfo* i = list.get(); i != nullptr; i = i->ai_next) {
+      if (sockets_.size() > before) {
+        const auto port = static_cast<in_port_t>(std::stoi(sockets_[before].port()));
+        // The port is at the same place for both families.
+        reinterpret_cast<sockaddr_in*>(i->ai_addr)->sin_port = htons(port);
+      }
+      try {
+        sockets_.emplace_back(each, i->ai_addr, i->ai_addrlen);
+      } catch (const std::system_error& failure) {
+        // A machine without one of the families has the others.
+        const int code = failure.code().value();
+        const bool missing = code == EADDRNOTAVAIL || code == EAFNOSUPPORT;
+        const bool last = i->ai_next == nullptr && each.host == Expand(address).back().host;
+        if (!missing || (last && sockets_.size() == before)) throw;
+      }
+    }
+  }
 }
 
 std::vector<std::string> Acceptor::Names() const {
@@ -41,7 +182,8 @@ std::vector<std::string> Acceptor::Names() const {
 }
 
 void Acceptor::Start(std::function<void(int, int)> accepted) {
-  thread_ = std::thread([this, accepted = std::move(accepted)] { Run(accepted); });
+  accepted_ = std::move(accepted);
+  thread_ = std::thread([this] { Run(); });
 }
 
 void Acceptor::Stop() {
@@ -53,40 +195,103 @@ void Acceptor::Stop() {
   sockets_.clear();
 }
 
-void Acceptor::Run(const std::function<void(int, int)>& accepted) {
+void Acceptor::Run() {
   std::vector<pollfd> fds{{wake_, POLLIN, 0}};
   for (const ListeningSocket& socket : sockets_) fds.push_back({socket.fd(), POLLIN, 0});
   while (true) {
-    if (poll(fds.data(), fds.size(), -1) < 0) continue;
+    const int ready = poll(fds.data(), fds.size(), connections_.empty() ? -1 : kForgetMilliseconds);
+    if (ready <= 0) {
+      ForgetClosed();
+      continue;
+    }
     if (fds.front().revents != 0) return;
     bool exhausted = false;
     for (std::size_t i = 1; i < fds.size(); ++i) {
-      if (fds[i].revents != 0) exhausted = AcceptAll(fds[i].fd, accepted) || exhausted;
+      if (fds[i].revents != 0) exhausted = AcceptAll(fds[i].fd) || exhausted;
     }
     if (exhausted && poll(fds.data(), 1, kPauseMilliseconds) > 0) return;
   }
 }
 
-bool Acceptor::AcceptAll(int listener, const std::function<void(int, int)>& accepted) {
+bool Acceptor::AcceptAll(int listener) {
   while (true) {
-    const int connection = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (connection < 0) {
-      switch (errno) {
-        case EMFILE:
-        case ENFILE:
-        case ENOBUFS:
-        case ENOMEM:
-          return true;
-        case EAGAIN:
-          return false;
-        default:  // The connection was gone before it was accepted.
-          continue;
-      }
+    sockaddr_storage from{};
+    socklen_t length = sizeof from;
+    const int connection = accept4(listener, reinterpret_cast<sockaddr*>(&from), &length,
+                                   SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (connection >= 0) {
+      Admit(listener, connection, from);
+      continue;
     }
-    const int on = 1;
-    setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    accepted(listener, connection);
+    switch (errno) {
+      case EAGAIN:
+        return false;
+      // The connection was gone before it was accepted, see accept(2).
+      case ECONNABORTED:
+      case EINTR:
+      case EPERM:
+      case ENETDOWN:
+      case EPROTO:
+      case ENOPROTOOPT:
+      case EHOSTDOWN:
+      case ENONET:
+      case EHOSTUNREACH:
+      case EOPNOTSUPP:
+      case ENETUNREACH:
+        continue;
+      // No descriptors or no memory; and what is not known may last as well.
+      default:
+        return true;
+    }
   }
+}
+
+void Acceptor::Admit(int listener, int fd, const sockaddr_storage& from) {
+  const auto [host, port] = HostAndPort(from, sizeof from);
+  const std::string peer = host.empty() ? "unix:" : Address{host, port, ""}.Text();
+  const std::string client = ClientOf(from);
+  const ServerOptions& options = core_->options;
+  const auto too_many = [&] {
+    return core_->connections >= options.max_connections ||
+           (!client.empty() && of_client_[client] >= options.max_connections_per_client);
+  };
+  if (too_many()) ForgetClosed();
+  if (too_many()) {
+    close(fd);
+    if (of_client_[client] == 0) of_client_.erase(client);
+    ++core_->connections_refused;
+    core_->Tell(Event::Kind::kDisconnected, peer, "refused: too many connections",
+                {StatusCode::kResourceExhausted, "too many connections"});
+    return;
+  }
+  struct stat file {};
+  fstat(fd, &file);
+  connections_.push_back({fd, file.st_ino, peer, client});
+  if (!client.empty()) ++of_client_[client];
+  ++core_->connections;
+  ++core_->connections_accepted;
+  core_->Tell(Event::Kind::kConnected, peer, "");
+  const int on = 1;
+  setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  accepted_(listener, fd);
+}
+
+void Acceptor::ForgetClosed() {
+  for (auto i = connections_.begin(); i != connections_.end();) {
+    struct stat file {};
+    if (fstat(i->fd, &file) == 0 && file.st_ino == i->inode) {
+      ++i;
+      continue;
+    }
+    i = Forget(i);
+  }
+}
+
+std::list<Acceptor::Connection>::iterator Acceptor::Forget(std::list<Connection>::iterator which) {
+  if (!which->client.empty() && --of_client_[which->client] == 0) of_client_.erase(which->client);
+  --core_->connections;
+  core_->Tell(Event::Kind::kDisconnected, which->peer, "");
+  return connections_.erase(which);
 }
 
 }  // namespace CmnSys::Rpc

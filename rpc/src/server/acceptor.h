@@ -3,21 +3,50 @@
 #ifndef CMNSYS_RPC_SRC_ACCEPTOR_H_
 #define CMNSYS_RPC_SRC_ACCEPTOR_H_
 
+#include <sys/socket.h>
+#include <sys/stat.h>
+
 #include <functional>
+#include <list>
+#include <map>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "common/address.h"
+#include "server/server_core.h"
 
 namespace CmnSys::Rpc {
 
+// A listening socket.
+class ListeningSocket {
+ public:
+  // Listens on the IP address of a socket address, or at the path of a Unix domain socket. Throws
+  // std::runtime_error, which names `address`.
+  ListeningSocket(const Address& address, const sockaddr* where, socklen_t length);
+  ~ListeningSocket();
+  ListeningSocket(ListeningSocket&& other) noexcept;
+  ListeningSocket& operator=(ListeningSocket&&) = delete;
+  ListeningSocket(const ListeningSocket&) = delete;
+  ListeningSocket& operator=(const ListeningSocket&) = delete;
+
+  int fd() const { return fd_; }
+  const std::string& name() const { return name_; }  // IP address and port, or "unix:path".
+  std::string port() const;                          // Empty for a Unix domain socket.
+
+ private:
+  int fd_ = -1;
+  std::string name_;
+  std::string path_;  // Of a Unix domain socket; removed in the end.
+};
+
 // gRPC's own listener gives up for good when the process has no file descriptor left for a new
-// connection; this one waits a little and goes on.
+// connection, and limits nothing; this one waits a little and goes on, and keeps to the limits.
 class Acceptor {
  public:
-  // Listens on the addresses; connections wait until Start(). Throws std::runtime_error.
-  explicit Acceptor(const std::vector<Address>& addresses);
+  // Listens on all addresses that the given ones stand for; connections wait until Start(). Throws
+  // std::runtime_error.
+  Acceptor(ServerCore* core, const std::vector<Address>& addresses);
   ~Acceptor();  // Stops.
   Acceptor(const Acceptor&) = delete;
   Acceptor& operator=(const Acceptor&) = delete;
@@ -31,11 +60,28 @@ class Acceptor {
   void Stop();
 
  private:
-  void Run(const std::function<void(int, int)>& accepted);
-  // Whether the process has run out of something, so that a pause is needed.
-  static bool AcceptAll(int listener, const std::function<void(int, int)>& accepted);
+  // A connection that gRPC owns. gRPC does not tell when it closes one; then its descriptor is gone
+  // or is something else, which has another inode.
+  struct Connection {
+    int fd;
+    ino_t inode;
+    std::string peer;
+    std::string client;  // What counts as one client; empty when none is counted.
+  };
 
+  void Listen(const Address& address);
+  void Run();
+  // Whether the process has run out of something, so that a pause is needed.
+  bool AcceptAll(int listener);
+  void Admit(int listener, int fd, const sockaddr_storage& from);
+  void ForgetClosed();
+  std::list<Connection>::iterator Forget(std::list<Connection>::iterator which);
+
+  ServerCore* const core_;
+  std::function<void(int, int)> accepted_;
   std::vector<ListeningSocket> sockets_;
+  std::list<Connection> connections_;
+  std::map<std::string, int> of_client_;
   int wake_ = -1;  // Readable when the thread is to end.
   std::thread thread_;
 };

@@ -29,7 +29,7 @@ UnaryMethod Health::Check() {
   method.name = "Check";
   method.request = &StringValue::default_instance();
   method.response = &Int32Value::default_instance();
-  method.authorize = false;
+  method.internal = true;
   method.run = [this](RpcController* controller, const Message* request, Message* response,
                       Closure* done) {
     const int status = StatusOf(NameIn(*request));
@@ -84,6 +84,7 @@ int Health::StatusOf(const std::string& service) const {
 }
 
 void Health::Tell(const std::string& service) {
+  if (publisher_ == nullptr) return;  // The server has not started: nobody watches.
   Int32Value status;
   status.set_value(StatusOf(service));
   publisher_->Publish(status, [&service](const Subscriber& subscriber) {

@@ -1,36 +1,58 @@
+#include "server/publisher.h"
+
 #include <algorithm>
 #include <stdexcept>
 
 #include "common/payload.h"
-#include "server/publisher_impl.h"
 
 namespace CmnSys::Rpc {
+
+namespace {
+
+template <typename List>
+auto Find(List* list, const SubscriberCall* subscriber) {
+  return std::find_if(list->begin(), list->end(),
+                      [&](const auto& candidate) { return candidate.get() == subscriber; });
+}
+
+}  // namespace
 
 Subscriber::~Subscriber() = default;
 Publisher::~Publisher() = default;
 
-grpc::ByteBuffer PublisherImpl::Serialize(const google::protobuf::Message& message) const {
+SubscriberCall::Bytes PublisherImpl::Serialize(const google::protobuf::Message& message) const {
   grpc::ByteBuffer bytes;
   const Status status =
       SerializeMessage(message, "message", core_->options.max_message_bytes, &bytes);
   if (!status.Ok()) throw std::invalid_argument(status.text);
-  return bytes;
+  return std::make_shared<const grpc::ByteBuffer>(std::move(bytes));
 }
 
 std::size_t PublisherImpl::Publish(const google::protobuf::Message& message,
-                                   const std::function<bool(const Subscriber&)>& wanted) {
-  const grpc::ByteBuffer bytes = Serialize(message);
+                                   const std::function<bool(const Subscriber&)>& wanted,
+                                   std::chrono::milliseconds wait) {
+  const SubscriberCall::Bytes bytes = Serialize(message);
+  const auto longest = std::chrono::hours(24);
+  const auto deadline =
+      SubscriberCall::Clock::now() + std::clamp<std::chrono::milliseconds>(wait, {}, longest);
   const std::lock_guard publishing(publishing_);
   std::size_t count = 0;
   for (const auto& subscriber : Subscribers()) {
     if (wanted && !wanted(*subscriber)) continue;
-    if (subscriber->Enqueue(bytes)) ++count;
+    if (subscriber->Enqueue(bytes, deadline)) ++count;
   }
+  core_->messages_published += count;
   return count;
 }
 
-void PublisherImpl::EndAll(const Status& status) {
-  for (const auto& subscriber : Subscribers()) subscriber->EndWhenSent(status);
+std::size_t PublisherImpl::End(const Status& status,
+                               const std::function<bool(const Subscriber&)>& which) {
+  std::size_t count = 0;
+  for (const auto& subscriber : Subscribers()) {
+    if (which && !which(*subscriber)) continue;
+    if (subscriber->EndWhenSent(status)) ++count;
+  }
+  return count;
 }
 
 std::size_t PublisherImpl::SubscriberCount() const {
@@ -38,22 +60,65 @@ std::size_t PublisherImpl::SubscriberCount() const {
   return subscribers_.size();
 }
 
-void PublisherImpl::Add(const std::shared_ptr<SubscriberCall>& subscriber) {
+std::size_t PublisherImpl::LongestQueue() const {
+  std::size_t longest = 0;
+  for (const auto& subscriber : Subscribers()) {
+    longest = std::max(longest, subscriber->WaitingBytes());
+  }
+  return longest;
+}
+
+bool PublisherImpl::Reserve() {
+  if (reserved_.fetch_add(1) < options.max_subscribers) return true;
+  --reserved_;
+  return false;
+}
+
+Status PublisherImpl::Add(const std::shared_ptr<SubscriberCall>& subscriber) {
   const std::lock_guard lock(mutex_);
-  subscribers_.push_back(subscriber);
+  if (closed_) return *closed_;
+  coming_.push_back(subscriber);
+  return {};
+}
+
+void PublisherImpl::Join(const SubscriberCall* subscriber) {
+  const std::lock_guard lock(mutex_);
+  const auto found = Find(&coming_, subscriber);
+  if (found == coming_.end()) return;
+  subscribers_.push_back(std::move(*found));
+  coming_.erase(found);
 }
 
 void PublisherImpl::Remove(const SubscriberCall* subscriber) {
   const std::lock_guard lock(mutex_);
-  const auto found =
-      std::find_if(subscribers_.begin(), subscribers_.end(),
-                   [&](const auto& candidate) { return candidate.get() == subscriber; });
-  if (found != subscribers_.end()) subscribers_.erase(found);
+  for (List* list : {&coming_, &subscribers_}) {
+    const auto found = Find(list, subscriber);
+    if (found != list->end()) list->erase(found);
+  }
 }
 
-std::vector<std::shared_ptr<SubscriberCall>> PublisherImpl::Subscribers() const {
+void PublisherImpl::Close(const Status& status) {
+  {
+    const std::lock_guard lock(mutex_);
+    closed_ = status;
+  }
+  for (const auto& subscriber : All()) subscriber->EndWhenSent(status);
+}
+
+void PublisherImpl::DropStalled() {
+  for (const auto& subscriber : All()) subscriber->DropWhenStalled();
+}
+
+PublisherImpl::List PublisherImpl::Subscribers() const {
   const std::lock_guard lock(mutex_);
   return subscribers_;
+}
+
+PublisherImpl::List PublisherImpl::All() const {
+  const std::lock_guard lock(mutex_);
+  List all = coming_;
+  all.insert(all.end(), subscribers_.begin(), subscribers_.end());
+  return all;
 }
 
 }  // namespace CmnSys::Rpc

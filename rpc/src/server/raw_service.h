@@ -1,8 +1,7 @@
 // A gRPC service put together at run time.
 //
 // gRPC's API for registered methods is meant for the code that its own generator writes. Registered
-// methods cost less than generic ones and appear in server reflection; this file is the only one
-// that uses that API.
+// methods cost less than generic ones; this file is the only one that uses that API.
 
 #ifndef CMNSYS_RPC_SRC_RAW_SERVICE_H_
 #define CMNSYS_RPC_SRC_RAW_SERVICE_H_
@@ -11,7 +10,6 @@
 #include <grpcpp/impl/service_type.h>
 #include <grpcpp/server_context.h>
 #include <grpcpp/support/async_stream.h>
-#include <grpcpp/support/async_unary_call.h>
 #include <grpcpp/support/byte_buffer.h>
 
 #include <deque>
@@ -21,35 +19,29 @@
 
 namespace CmnSys::Rpc {
 
+using RawStream = grpc::ServerAsyncReaderWriter<grpc::ByteBuffer, grpc::ByteBuffer>;
+
+// All methods are registered as streams in both directions, whatever they are: on the wire there is
+// no difference, and gRPC then tells of a call when it begins and not when its request is complete.
 class RawService final : public grpc::Service {
  public:
-  // Add a method by its path "/service/method" and return its index. Before the server starts.
-  int AddUnary(const std::string& path) { return Add(path, grpc::internal::RpcMethod::NORMAL_RPC); }
-  int AddServerStreaming(const std::string& path) {
-    return Add(path, grpc::internal::RpcMethod::SERVER_STREAMING);
-  }
-
-  // Wait for the next call of a method; the tag completes when it has arrived with its request.
-  void RequestCall(int index, grpc::ServerContext* context, grpc::ByteBuffer* request,
-                   grpc::ServerAsyncResponseWriter<grpc::ByteBuffer>* writer,
-                   grpc::ServerCompletionQueue* queue, Tag* tag) {
-    RequestAsyncUnary(index, context, request, writer, queue, queue, tag->Post());
-  }
-  void RequestCall(int index, grpc::ServerContext* context, grpc::ByteBuffer* request,
-                   grpc::ServerAsyncWriter<grpc::ByteBuffer>* writer,
-                   grpc::ServerCompletionQueue* queue, Tag* tag) {
-    RequestAsyncServerStreaming(index, context, request, writer, queue, queue, tag->Post());
-  }
-
- private:
-  int Add(const std::string& path, grpc::internal::RpcMethod::RpcType type) {
+  // Adds a method by its path "/service/method" and returns its index. Before the server starts.
+  int Add(const std::string& path) {
     paths_.push_back(path);  // gRPC keeps the pointer.
-    AddMethod(new grpc::internal::RpcServiceMethod(paths_.back().c_str(), type, nullptr));
+    AddMethod(new grpc::internal::RpcServiceMethod(
+        paths_.back().c_str(), grpc::internal::RpcMethod::BIDI_STREAMING, nullptr));
     const int index = static_cast<int>(paths_.size()) - 1;
     MarkMethodRaw(index);
     return index;
   }
 
+  // Waits for the next call of a method; the tag completes when it has begun.
+  void RequestCall(int index, grpc::ServerContext* context, RawStream* stream,
+                   grpc::ServerCompletionQueue* queue, Tag* tag) {
+    RequestAsyncBidiStreaming(index, context, stream, queue, queue, tag->Post());
+  }
+
+ private:
   std::deque<std::string> paths_;
 };
 

@@ -10,22 +10,27 @@
 
 #include <algorithm>
 #include <climits>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
 #include <exception>
 #include <map>
+#include <mutex>
+#include <set>
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
+#include "common/payload.h"
+#include "common/time.h"
 #include "common/tls.h"
 #include "server/acceptor.h"
 #include "server/health.h"
-#include "server/publisher_impl.h"
+#include "server/publisher.h"
 #include "server/server_call.h"
 #include "server/server_core.h"
-#include "server/unknown_call.h"
+#include "server/subscriber_call.h"
 
 namespace CmnSys::Rpc {
 
@@ -38,9 +43,16 @@ using google::protobuf::ServiceDescriptor;
 
 namespace {
 
-constexpr int kCompletionThreads = 2;
+constexpr int kQueues = 2;
 constexpr std::size_t kMostErrorTextBytes = 2500;
-constexpr std::chrono::seconds kKeepaliveTimeout{10};
+// How often time limits and TLS files are looked at.
+constexpr std::chrono::milliseconds kCarePeriod{250};
+// Longer graces are cut to it.
+constexpr std::chrono::hours kLongestGrace{24 * 365};
+// How long subscribers may take for the end of their subscription when nothing else is left.
+constexpr std::chrono::seconds kSubscribersGrace{1};
+// How long calls on a connection that has reached its maximum age may still take.
+constexpr std::chrono::seconds kAgeGrace{10};
 
 // Linking the reflection library adds it to every server of the process; this takes it out again.
 class WithoutReflection final : public grpc::ServerBuilderOption {
@@ -61,14 +73,68 @@ void CheckOptions(const ServerOptions& options) {
   check(!options.addresses.empty(), "addresses is empty");
   check(options.workers >= 1, "workers must be at least 1");
   check(options.max_workers >= options.workers, "max_workers must not be less than workers");
-  check(options.max_calls >= 1, "max_calls must be at least 1");
+  const std::pair<int, const char*> counts[] = {
+      {options.max_calls, "max_calls must be at least 1"},
+      {options.max_streams_per_connection, "max_streams_per_connection must be at least 1"},
+      {options.max_connections, "max_connections must be at least 1"},
+      {options.max_connections_per_client, "max_connections_per_client must be at least 1"}};
+  for (const auto& [value, text] : counts) check(value >= 1, text);
   check(options.max_message_bytes >= 1 && options.max_message_bytes <= INT_MAX,
         "max_message_bytes must be from 1 to 2,147,483,647");
+  check(options.max_buffered_bytes >= 1 << 20, "max_buffered_bytes must be at least 1,048,576");
   check(options.max_error_text_bytes <= kMostErrorTextBytes,
         "max_error_text_bytes must be at most 2,500");
-  check(options.handshake_timeout.count() >= 1, "handshake_timeout must be at least 1 ms");
-  check(options.keepalive >= std::chrono::seconds(10), "keepalive must be at least 10 s");
+  const std::pair<std::chrono::milliseconds, const char*> durations[] = {
+      {options.handshake_timeout, "handshake_timeout must be at least 1 ms"},
+      {options.request_timeout, "request_timeout must be at least 1 ms"},
+      {options.response_timeout, "response_timeout must be at least 1 ms"},
+      {options.keepalive_timeout, "keepalive_timeout must be at least 1 ms"},
+      {options.max_connection_idle, "max_connection_idle must be at least 1 ms"},
+      {options.max_connection_age, "max_connection_age must be at least 1 ms"}};
+  for (const auto& [value, text] : durations) check(value.count() >= 1, text);
+  check(options.keepalive >= std::chrono::seconds(1), "keepalive must be at least 1 s");
 }
+
+// A call of a method that the server does not offer. Says what is missing. Owns itself.
+class UnknownCall {
+ public:
+  static void Listen(const std::shared_ptr<ServerCore>& core, grpc::AsyncGenericService* service,
+                     grpc::ServerCompletionQueue* queue) {
+    auto* call = new UnknownCall(core, service, queue);
+    const bool listening = core->gate.Pass([&] {
+      service->RequestCall(&call->context_, &call->stream_, queue, queue, call->arrived_.Post());
+    });
+    if (!listening) delete call;
+  }
+
+ private:
+  UnknownCall(std::shared_ptr<ServerCore> core, grpc::AsyncGenericService* service,
+              grpc::ServerCompletionQueue* queue)
+      : core_(std::move(core)), service_(service), queue_(queue) {}
+
+  void OnArrived(bool ok) {
+    if (!ok) {
+      delete this;
+      return;
+    }
+    Listen(core_, service_, queue_);
+    const Status status{StatusCode::kUnimplemented,
+                        "this server does not offer the method " + context_.method()};
+    const bool answering = core_->gate.Pass([&] {
+      stream_.Finish(ToGrpc(status, core_->options.max_error_text_bytes), finished_.Post());
+    });
+    if (!answering) delete this;
+  }
+  void OnFinished(bool /*ok*/) { delete this; }
+
+  const std::shared_ptr<ServerCore> core_;
+  grpc::AsyncGenericService* const service_;
+  grpc::ServerCompletionQueue* const queue_;
+  MemberTag<UnknownCall, &UnknownCall::OnArrived> arrived_{this};
+  MemberTag<UnknownCall, &UnknownCall::OnFinished> finished_{this};
+  grpc::GenericServerContext context_;
+  grpc::GenericServerAsyncReaderWriter stream_{&context_};
+};
 
 }  // namespace
 
@@ -82,59 +148,67 @@ class Server::Impl {
   Publisher* AddPublisher(PublisherOptions options);
   void Start();
   void SetServing(const std::string& service, bool serving);
+  ServerCounters Counters() const;
   void Shutdown(std::chrono::milliseconds grace);
 
   std::vector<std::string> addresses;
 
  private:
+  enum class State { kNew, kStarted, kStopping, kStopped };
+
   void CheckNotStarted() const;
-  // Throws std::invalid_argument when the name is taken.
-  RawService* AddRawService(const std::string& name);
   void AddMethod(UnaryMethod method, RawService* raw_service);
   PublisherImpl* AddPublisher(PublisherOptions options, RawService* raw_service);
   void AddHealth();
   void Build();
   void Listen();
+  void Stop();
+  void TakeCare();
+  void CancelAfterGrace();
 
   const std::shared_ptr<ServerCore> core_;
   std::vector<std::unique_ptr<Service>> owned_services_;
   std::map<std::string, std::unique_ptr<RawService>> raw_services_;
+  std::set<std::string> registered_;  // Names of services.
+  std::set<std::string> published_;   // Paths of publishers.
   Health health_;
   std::deque<std::unique_ptr<PublisherImpl>> publishers_;
   grpc::AsyncGenericService unknown_methods_;
 
-  std::mutex lifecycle_;
-  bool started_ = false;
-  bool stopped_ = false;
+  mutable std::mutex lifecycle_;
+  std::condition_variable changed_;
+  State state_ = State::kNew;
+  std::chrono::steady_clock::time_point grace_end_;
+  bool grpc_stopped_ = false;
   std::unique_ptr<Acceptor> acceptor_;
   std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> connections_;
   std::vector<std::unique_ptr<grpc::ServerCompletionQueue>> queues_;
   std::unique_ptr<grpc::Server> server_;
-  std::vector<std::thread> completion_threads_;
+  std::thread care_;
 };
 
 void Server::Impl::CheckNotStarted() const {
-  if (started_) throw std::logic_error("the server was started already");
-}
-
-RawService* Server::Impl::AddRawService(const std::string& name) {
-  if (name == Health::kService || raw_services_.count(name) != 0) {
-    throw std::invalid_argument("the server has a service " + name + " already");
-  }
-  return (raw_services_[name] = std::make_unique<RawService>()).get();
+  const std::lock_guard lock(lifecycle_);
+  if (state_ != State::kNew) throw std::logic_error("the server was started or shut down already");
 }
 
 void Server::Impl::AddMethod(UnaryMethod method, RawService* raw_service) {
   method.raw_service = raw_service;
-  method.index = raw_service->AddUnary("/" + method.service + "/" + method.name);
+  method.index = raw_service->Add("/" + method.service + "/" + method.name);
   core_->methods.push_back(std::move(method));
 }
 
 void Server::Impl::Register(Service* service, Ownership ownership) {
   std::unique_ptr<Service> owned(ownership == kServerOwns ? service : nullptr);
   CheckNotStarted();
+  if (service == nullptr) throw std::invalid_argument("Server::Register got no service");
   const ServiceDescriptor* descriptor = service->GetDescriptor();
-  RawService* raw_service = AddRawService(descriptor->full_name());
+  const std::string& name = descriptor->full_name();
+  if (name == Health::kService || raw_services_.count(name) != 0) {
+    throw std::invalid_argument("the server has a service " + name + " already");
+  }
+  registered_.insert(name);
+  RawService* raw_service = (raw_services_[name] = std::make_unique<RawService>()).get();
   for (int i = 0; i < descriptor->method_count(); ++i) {
     const MethodDescriptor* method = descriptor->method(i);
     UnaryMethod unary;
@@ -155,8 +229,7 @@ void Server::Impl::Register(Service* service, Ownership ownership) {
 PublisherImpl* Server::Impl::AddPublisher(PublisherOptions options, RawService* raw_service) {
   auto publisher = std::make_unique<PublisherImpl>(core_, std::move(options));
   publisher->raw_service = raw_service;
-  publisher->index = raw_service->AddServerStreaming("/" + publisher->options.service + "/" +
-                                                     publisher->options.method);
+  publisher->index = raw_service->Add("/" + publisher->MethodName());
   publishers_.push_back(std::move(publisher));
   return publishers_.back().get();
 }
@@ -167,9 +240,19 @@ Publisher* Server::Impl::AddPublisher(PublisherOptions options) {
     throw std::invalid_argument(
         "PublisherOptions needs the name of a service, of a method, and a request_prototype");
   }
-  RawService* raw_service = AddRawService(options.service);
+  if (options.max_subscribers < 1 || options.stall_timeout.count() < 1) {
+    throw std::invalid_argument(
+        "PublisherOptions: max_subscribers must be at least 1 and stall_timeout 1 ms");
+  }
+  const std::string path = options.service + "/" + options.method;
+  if (options.service == Health::kService || registered_.count(options.service) != 0 ||
+      !published_.insert(path).second) {
+    throw std::invalid_argument("the server has a service or publisher " + path + " already");
+  }
+  auto& raw_service = raw_services_[options.service];
+  if (raw_service == nullptr) raw_service = std::make_unique<RawService>();
   health_.Add(options.service);
-  return AddPublisher(std::move(options), raw_service);
+  return AddPublisher(std::move(options), raw_service.get());
 }
 
 void Server::Impl::AddHealth() {
@@ -177,12 +260,11 @@ void Server::Impl::AddHealth() {
       (raw_services_[Health::kService] = std::make_unique<RawService>()).get();
   AddMethod(health_.Check(), raw_service);
   PublisherImpl* publisher = AddPublisher(health_.Watch(), raw_service);
-  publisher->authorize = false;
+  publisher->internal = true;
   health_.SetPublisher(publisher);
 }
 
 void Server::Impl::Start() {
-  const std::lock_guard lock(lifecycle_);
   CheckNotStarted();
   const ServerOptions& options = core_->options;
   CheckOptions(options);
@@ -191,31 +273,46 @@ void Server::Impl::Start() {
     to_listen.push_back(ParseAddress(text));
     if (!options.tls) CheckPlaintextAllowed(to_listen.back(), options.plaintext);
   }
-  acceptor_ = std::make_unique<Acceptor>(to_listen);
+  if (options.tls) {
+    core_->tls = std::make_shared<TlsFileSet>(
+        *options.tls, true, [core = core_.get()](Event::Kind kind, const std::string& text) {
+          core->Tell(kind, "", text);
+        });
+  }
+  auto acceptor = std::make_unique<Acceptor>(core_.get(), to_listen);
   if (raw_services_.count(Health::kService) == 0) AddHealth();
+  const std::lock_guard lock(lifecycle_);
   Build();
-  started_ = true;
+  state_ = State::kStarted;
+  acceptor_ = std::move(acceptor);
   addresses = acceptor_->Names();
   Listen();
 }
 
 void Server::Impl::Build() {
   const ServerOptions& options = core_->options;
-  const int keepalive_ms = static_cast<int>(options.keepalive.count());
   grpc::ServerBuilder builder;
   builder.SetMaxReceiveMessageSize(static_cast<int>(options.max_message_bytes));
   builder.SetMaxSendMessageSize(-1);  // Checked when a response is serialized.
   // A compressed message is inflated before its size is checked, so none is accepted.
   builder.SetCompressionAlgorithmSupportStatus(GRPC_COMPRESS_DEFLATE, false);
   builder.SetCompressionAlgorithmSupportStatus(GRPC_COMPRESS_GZIP, false);
-  builder.AddChannelArgument(GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS,
-                             static_cast<int>(options.handshake_timeout.count()));
-  builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIME_MS, keepalive_ms);
-  builder.AddChannelArgument(
-      GRPC_ARG_KEEPALIVE_TIMEOUT_MS,
-      static_cast<int>(std::chrono::milliseconds(kKeepaliveTimeout).count()));
-  // Clients may ask for signs of life as often as their options allow.
-  builder.AddChannelArgument(GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, 5'000);
+  // What is being received, of all connections together.
+  builder.SetResourceQuota(
+      grpc::ResourceQuota("CmnSys::Rpc::Server").Resize(options.max_buffered_bytes));
+  const std::pair<const char*, int> arguments[] = {
+      {GRPC_ARG_MAX_CONCURRENT_STREAMS, options.max_streams_per_connection},
+      {GRPC_ARG_SERVER_HANDSHAKE_TIMEOUT_MS, ToArgument(options.handshake_timeout)},
+      {GRPC_ARG_KEEPALIVE_TIME_MS, ToArgument(options.keepalive)},
+      {GRPC_ARG_KEEPALIVE_TIMEOUT_MS, ToArgument(options.keepalive_timeout)},
+      {GRPC_ARG_KEEPALIVE_PERMIT_WITHOUT_CALLS, 1},
+      {GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0},
+      {GRPC_ARG_MAX_CONNECTION_IDLE_MS, ToArgument(options.max_connection_idle)},
+      {GRPC_ARG_MAX_CONNECTION_AGE_MS, ToArgument(options.max_connection_age)},
+      {GRPC_ARG_MAX_CONNECTION_AGE_GRACE_MS, ToArgument(kAgeGrace)},
+      // Clients may ask for signs of life as often as their options allow.
+      {GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, 5'000}};
+  for (const auto& [name, value] : arguments) builder.AddChannelArgument(name, value);
   if (options.reflection) {
     // Done when the reflection library is loaded; the call makes the linker keep that library.
     grpc::reflection::InitProtoReflectionServerBuilderPlugin();
@@ -226,25 +323,77 @@ void Server::Impl::Build() {
   builder.RegisterAsyncGenericService(&unknown_methods_);
   connections_ = builder.experimental().AddExternalConnectionAcceptor(
       grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD,
-      options.tls ? MutualTlsServerCredentials(*options.tls) : grpc::InsecureServerCredentials());
-  for (int i = 0; i < kCompletionThreads; ++i) queues_.push_back(builder.AddCompletionQueue());
+      options.tls ? MutualTlsServerCredentials(core_->tls) : grpc::InsecureServerCredentials());
+  for (int i = 0; i < kQueues; ++i) queues_.push_back(builder.AddCompletionQueue());
   server_ = builder.BuildAndStart();
-  if (server_ == nullptr) throw std::runtime_error("gRPC cannot start a server");
+  if (server_ != nullptr) return;
+  for (const auto& queue : queues_) {
+    queue->Shutdown();
+    Drain(queue.get());
+  }
+  queues_.clear();
+  throw std::runtime_error("gRPC cannot start a server");
 }
 
 void Server::Impl::Listen() {
+  std::vector<grpc::CompletionQueue*> queues;
   for (const auto& queue : queues_) {
     for (const UnaryMethod& method : core_->methods) ServerCall::Listen(core_, method, queue.get());
     for (const auto& publisher : publishers_) SubscriberCall::Listen(publisher.get(), queue.get());
     UnknownCall::Listen(core_, &unknown_methods_, queue.get());
-    completion_threads_.emplace_back([&queue] { Drain(queue.get()); });
+    queues.push_back(queue.get());
   }
+  core_->pollers.Start(queues);
+  care_ = std::thread([this] { TakeCare(); });
   acceptor_->Start([this](int listener, int connection) {
     grpc::experimental::ExternalConnectionAcceptor::NewConnectionParameters parameters;
     parameters.listener_fd = listener;
     parameters.fd = connection;
     connections_->HandleNewConnection(&parameters);
   });
+}
+
+void Server::Impl::TakeCare() {
+  const ServerOptions& options = core_->options;
+  std::unique_lock lock(lifecycle_);
+  while (!changed_.wait_for(lock, kCarePeriod, [this] { return grpc_stopped_; })) {
+    lock.unlock();
+    core_->requests.Check(options.request_timeout, [&](ServerCall* call) {
+      call->EndSlow("the request did not arrive within ", options.request_timeout);
+    });
+    core_->responses.Check(options.response_timeout, [&](ServerCall* call) {
+      call->EndSlow("the response was not received within ", options.response_timeout);
+    });
+    for (const auto& publisher : publishers_) publisher->DropStalled();
+    if (core_->tls != nullptr) core_->tls->Refresh();
+    lock.lock();
+  }
+}
+
+ServerCounters Server::Impl::Counters() const {
+  ServerCounters counters;
+  counters.calls_ended = core_->calls_ended;
+  counters.calls_failed = core_->calls_failed;
+  counters.calls_refused = core_->calls_refused;
+  counters.request_bytes = core_->request_bytes;
+  counters.response_bytes = core_->response_bytes;
+  counters.connections_accepted = core_->connections_accepted;
+  counters.connections_refused = core_->connections_refused;
+  counters.messages_published = core_->messages_published;
+  counters.subscribers_dropped = core_->subscribers_dropped;
+  counters.calls = core_->calls;
+  counters.connections = core_->connections;
+  for (const auto& publisher : publishers_) {
+    if (!publisher->internal) {
+      counters.subscribers += static_cast<int>(publisher->SubscriberCount());
+    }
+  }
+  const WorkerPool::Numbers workers = core_->workers.Count();
+  counters.workers = workers.threads;
+  counters.busy_workers = workers.busy;
+  counters.queued_calls = workers.queued;
+  counters.buffered_bytes = core_->buffered_bytes;
+  return counters;
 }
 
 void Server::Impl::SetServing(const std::string& service, bool serving) {
@@ -258,25 +407,62 @@ void Server::Impl::Shutdown(std::chrono::milliseconds grace) {
   if (core_->workers.OnWorker() || core_->notifiers.OnWorker()) {
     throw std::logic_error("a server cannot be shut down by one of its own service methods");
   }
-  const std::lock_guard lock(lifecycle_);
-  if (stopped_) return;
-  stopped_ = true;
-  if (!started_) {
-    started_ = true;
+  const auto end = std::chrono::steady_clock::now() +
+                   std::clamp<std::chrono::milliseconds>(grace, {}, kLongestGrace);
+  std::unique_lock lock(lifecycle_);
+  if (state_ == State::kNew) state_ = State::kStopped;
+  if (state_ == State::kStarted) {
+    state_ = State::kStopping;
+    grace_end_ = end;
+    lock.unlock();
+    Stop();
+    lock.lock();
+    state_ = State::kStopped;
+    changed_.notify_all();
     return;
   }
-  const auto deadline = std::chrono::system_clock::now() + std::max(grace, {});
+  grace_end_ = std::min(grace_end_, end);
+  changed_.notify_all();
+  changed_.wait(lock, [this] { return state_ == State::kStopped; });
+}
+
+void Server::Impl::Stop() {
   acceptor_->Stop();
   health_.SetAll(false);
   for (const auto& publisher : publishers_) {
-    publisher->EndAll({StatusCode::kUnavailable, "the server is shutting down"});
+    publisher->Close({StatusCode::kUnavailable, "the server is shutting down"});
   }
-  server_->Shutdown(deadline);
+  std::thread canceller([this] { CancelAfterGrace(); });
+  server_->Shutdown(std::chrono::system_clock::time_point::max());
+  {
+    const std::lock_guard lock(lifecycle_);
+    grpc_stopped_ = true;
+    changed_.notify_all();
+  }
+  canceller.join();
+  care_.join();
+  acceptor_.reset();
   core_->gate.Close();
   for (const auto& queue : queues_) queue->Shutdown();
-  for (std::thread& thread : completion_threads_) thread.join();
+  core_->pollers.Stop();
   core_->workers.Stop();
   core_->notifiers.Stop();
+}
+
+void Server::Impl::CancelAfterGrace() {
+  static constexpr std::chrono::milliseconds kLook{10};
+  std::unique_lock lock(lifecycle_);
+  while (!grpc_stopped_ && std::chrono::steady_clock::now() < grace_end_) {
+    if (core_->calls == 0) {
+      grace_end_ = std::min(grace_end_, std::chrono::steady_clock::now() + kSubscribersGrace);
+    }
+    changed_.wait_for(lock, kLook);
+  }
+  // Again and again: a call that arrives at this very moment is not among those cancelled.
+  while (!grpc_stopped_) {
+    grpc_server_cancel_all_calls(server_->c_server());
+    changed_.wait_for(lock, kLook);
+  }
 }
 
 Server::Server(ServerOptions options) : impl_(std::make_unique<Impl>(std::move(options))) {}
@@ -305,6 +491,8 @@ const std::vector<std::string>& Server::Addresses() const { return impl_->addres
 void Server::SetServing(const std::string& service, bool serving) {
   impl_->SetServing(service, serving);
 }
+
+ServerCounters Server::Counters() const { return impl_->Counters(); }
 
 void Server::Shutdown(std::chrono::milliseconds grace) { impl_->Shutdown(grace); }
 

@@ -1,6 +1,7 @@
 #include "server/server_call.h"
 
-#include <exception>
+#include <grpc/grpc.h>
+
 #include <utility>
 
 #include "common/payload.h"
@@ -13,8 +14,8 @@ void ServerCall::Listen(const std::shared_ptr<ServerCore>& core, const UnaryMeth
   Transport* transport = call->transport_.get();
   const bool listening = core->gate.Pass([&] {
     transport->context.AsyncNotifyWhenDone(call->over_.Post());
-    method.raw_service->RequestCall(method.index, &transport->context, &transport->request,
-                                    &transport->writer, queue, &call->arrived_);
+    method.raw_service->RequestCall(method.index, &transport->context, &transport->stream, queue,
+                                    &call->arrived_);
   });
   if (!listening) delete call;
 }
@@ -26,90 +27,170 @@ ServerCall::ServerCall(std::shared_ptr<ServerCore> core, const UnaryMethod& meth
       queue_(queue),
       transport_(std::make_unique<Transport>()) {}
 
+ServerCall::~ServerCall() {
+  if (arrived_once_ && !method_.internal) {
+    TellEnd();
+    core_->calls.fetch_sub(1);
+  }
+}
+
 void ServerCall::OnArrived(bool ok) {
   if (!ok) {
     // The server is shutting down; without an arrival there is no OnOver either.
     delete this;
     return;
   }
+  arrived_once_ = true;
+  begin_ = std::chrono::steady_clock::now();
   references_ = 2;  // OnOver and the service method.
   Listen(core_, method_, queue_);
-  if (core_->calls.fetch_add(1) >= core_->options.max_calls) {
+  if (method_.internal) {
+    ReceiveRequest();
+  } else if (core_->calls.fetch_add(1) >= core_->options.max_calls) {
+    ++core_->calls_refused;
     RespondOnce({StatusCode::kResourceExhausted, "the server is busy with " +
                                                      std::to_string(core_->options.max_calls) +
-                                                     " calls, its limit; try again later"},
-                nullptr);
-    return;
+                                                     " calls, its limit; try again later"});
+  } else if (core_->Decides()) {
+    core_->pollers.Run(&core_->authorize_pace, [this] { Admit(); });
+  } else {
+    ReceiveRequest();
   }
-  core_->workers.Post([this] { Serve(); });
+}
+
+void ServerCall::Admit() {
+  Status status{StatusCode::kCancelled, ""};
+  std::shared_ptr<const grpc::AuthContext> peer;
+  {
+    const std::lock_guard lock(mutex_);
+    if (transport_ != nullptr) peer = transport_->context.auth_context();
+  }
+  if (peer != nullptr) status = core_->Authorize(Info(), *peer);
+  if (status.Ok()) {
+    ReceiveRequest();
+  } else {
+    RespondOnce(std::move(status));
+  }
+}
+
+void ServerCall::ReceiveRequest() {
+  bool receiving = false;
+  {
+    const std::lock_guard lock(mutex_);
+    if (transport_ != nullptr) {
+      Ref();
+      receiving_ = core_->requests.Begin(this);
+      receiving = core_->gate.Pass(
+          [this] { transport_->stream.Read(&transport_->request, request_received_.Post()); });
+      if (!receiving) {
+        core_->requests.End(*receiving_);
+        receiving_.reset();
+        Unref();
+      }
+    }
+  }
+  if (!receiving) RespondOnce({StatusCode::kCancelled, ""});
+}
+
+void ServerCall::OnRequest(bool ok) {
+  bool too_much = false;
+  {
+    const std::lock_guard lock(mutex_);
+    core_->requests.End(*receiving_);
+    receiving_.reset();
+    request_bytes_ = ok ? transport_->request.Length() : 0;
+    if (method_.internal || core_->Buffer(request_bytes_)) {
+      kept_request_bytes_ = method_.internal ? 0 : request_bytes_;
+    } else {
+      too_much = true;
+      transport_->request.Clear();
+    }
+    FreeTransportWhenOver();
+  }
+  if (!ok) {
+    RespondOnce({StatusCode::kInternal, "the call came without a request"});
+  } else if (too_much) {
+    ++core_->calls_refused;
+    RespondOnce(TooMuchBuffered());
+  } else if (method_.internal) {
+    Serve();
+  } else {
+    core_->pollers.Run(method_.pace.get(), [this] { Serve(); });
+  }
+  Unref();
 }
 
 void ServerCall::Serve() {
   // The method's closure may be run, and give up the method's reference, before this returns.
   Ref();
   try {
-    const Status status = cancelled_ ? Status{StatusCode::kCancelled, ""} : ReadRequest();
+    Status status = cancelled_ ? Status{StatusCode::kCancelled, ""} : ReadRequest();
     if (status.Ok()) {
       method_.run(this, request_, response_, this);
     } else {
-      RespondOnce(status, nullptr);
+      RespondOnce(std::move(status));
     }
-  } catch (const std::exception& error) {
-    RespondOnce(
-        {StatusCode::kInternal, "method " + method_.name + " failed unexpectedly: " + error.what()},
-        nullptr);
+  } catch (...) {
+    RespondOnce(CaughtException("method " + method_.name));
   }
   // The analyzer takes the reference that the method gave up for the last one.
   Unref();  // NOLINT(clang-analyzer-cplusplus.NewDelete)
 }
 
 Status ServerCall::ReadRequest() {
-  if (method_.authorize && core_->options.authorize) {
-    Status status = Authorize(core_->options, Info());
-    if (!status.Ok()) return status;
-  }
-  request_ = method_.request->New(&arena_);
-  response_ = method_.response->New(&arena_);
   grpc::ByteBuffer bytes;
   {
     const std::lock_guard lock(mutex_);
     if (transport_ == nullptr) return {StatusCode::kCancelled, ""};
     bytes.Swap(&transport_->request);
   }
+  request_ = method_.request->New(&arena_);
+  response_ = method_.response->New(&arena_);
   return ParseMessage(&bytes, "request", request_);
 }
 
+void ServerCall::EndSlow(const char* what, std::chrono::milliseconds limit) {
+  const std::string text =
+      std::string(what) + std::to_string(limit.count()) + " ms, the server's limit";
+  too_slow_ = what;
+  // Thread-safe, and does not complete anything on this thread.
+  grpc_call_cancel_with_status(transport_->context.c_call(), GRPC_STATUS_DEADLINE_EXCEEDED,
+                               text.c_str(), nullptr);
+}
+
+Status ServerCall::TooMuchBuffered() const {
+  return {StatusCode::kResourceExhausted,
+          "the server is busy with " + std::to_string(core_->options.max_buffered_bytes) +
+              " bytes of requests and responses, its limit; try again later"};
+}
+
 void ServerCall::OnOver(bool /*ok*/) {
-  bool notify = false;
+  google::protobuf::Closure* closure = nullptr;
   {
     const std::lock_guard lock(mutex_);
     cancelled_ = transport_->context.IsCancelled();
     over_on_wire_ = true;
-    notify = cancelled_ && !responded_;
     FreeTransportWhenOver();
   }
-  if (notify) {
-    core_->notifiers.Post([this] {
-      notifier_.Fire();
-      Unref();
-    });
-  } else {
-    Unref();
-  }
+  if (cancelled_) closure = notifier_.Take();
+  Notify(closure);
+  Unref();
 }
 
 void ServerCall::OnResponseSent(bool /*ok*/) {
   {
     const std::lock_guard lock(mutex_);
-    sending_ = false;
+    core_->responses.End(*sending_);
+    sending_.reset();
+    core_->Unbuffer(response_bytes_);
     FreeTransportWhenOver();
   }
   Unref();
 }
 
 void ServerCall::FreeTransportWhenOver() {
-  if (!over_on_wire_ || sending_) return;
-  if (!responded_) InfoLocked();
+  if (!over_on_wire_ || sending_ || receiving_) return;
+  if (!responded_ || core_->options.observer != nullptr) InfoLocked();
   transport_.reset();
 }
 
@@ -145,6 +226,25 @@ std::string ServerCall::ErrorText() const {
   return failure_.text;
 }
 
+void ServerCall::NotifyOnCancel(google::protobuf::Closure* callback) {
+  Notify(notifier_.Keep(callback));
+}
+
+void ServerCall::Notify(google::protobuf::Closure* closure) {
+  if (closure == nullptr) return;
+  Ref();
+  const auto run = [this, closure] {
+    try {
+      closure->Run();
+    } catch (...) {
+      core_->Tell(Event::Kind::kLog, "", "", CaughtException("a NotifyOnCancel closure"));
+    }
+    Unref();
+  };
+  // A closure of a call that outlived its server runs here.
+  if (!core_->notifiers.Post(run)) run();
+}
+
 void ServerCall::Run() {
   Status status;
   {
@@ -156,32 +256,64 @@ void ServerCall::Run() {
     status = SerializeMessage(*response_, "response", core_->options.max_message_bytes, &response);
     if (status.code == StatusCode::kInvalidArgument) status.code = StatusCode::kInternal;
   }
-  RespondOnce(status, &response);
+  RespondOnce(std::move(status), &response);
 }
 
-void ServerCall::RespondOnce(const Status& status, grpc::ByteBuffer* response) {
-  if (!responded_.exchange(true)) Respond(status, response);
+void ServerCall::RespondOnce(Status status, grpc::ByteBuffer* response) {
+  if (!responded_.exchange(true)) Respond(std::move(status), response);
 }
 
-void ServerCall::Respond(const Status& status, grpc::ByteBuffer* response) {
+void ServerCall::Respond(Status status, grpc::ByteBuffer* response) {
+  arena_.Reset();
+  core_->Unbuffer(kept_request_bytes_);
+  const std::size_t bytes = status.Ok() && response != nullptr ? response->Length() : 0;
+  if (status.Ok() && !method_.internal && !core_->Buffer(bytes)) {
+    ++core_->calls_refused;
+    status = TooMuchBuffered();
+  } else if (!method_.internal) {
+    response_bytes_ = bytes;
+  }
   {
     const std::lock_guard lock(mutex_);
+    outcome_ = status;
+    bool sending = false;
     if (transport_ != nullptr && !cancelled_) {
       Ref();
-      sending_ = core_->gate.Pass([&] {
+      sending_ = core_->responses.Begin(this);
+      sending = core_->gate.Pass([&] {
         if (status.Ok()) {
-          transport_->writer.Finish(*response, grpc::Status::OK, response_sent_.Post());
+          transport_->stream.WriteAndFinish(*response, {}, grpc::Status::OK, response_sent_.Post());
         } else {
-          transport_->writer.FinishWithError(ToGrpc(status, core_->options.max_error_text_bytes),
-                                             response_sent_.Post());
+          transport_->stream.Finish(ToGrpc(status, core_->options.max_error_text_bytes),
+                                    response_sent_.Post());
         }
       });
-      if (!sending_) Unref();
+      if (!sending) {
+        core_->responses.End(*sending_);
+        sending_.reset();
+        Unref();
+      }
     }
+    if (!sending) core_->Unbuffer(std::exchange(response_bytes_, 0));
   }
-  core_->calls.fetch_sub(1);
-  notifier_.Fire();
+  Notify(notifier_.Take());
   Unref();
+}
+
+void ServerCall::TellEnd() {
+  if (too_slow_ != nullptr) {
+    outcome_ = {StatusCode::kDeadlineExceeded, "the client is too slow"};
+  } else if (outcome_.Ok() && cancelled_) {
+    outcome_ = {StatusCode::kCancelled, "the client is gone"};
+  }
+  ++core_->calls_ended;
+  if (!outcome_.Ok()) ++core_->calls_failed;
+  core_->request_bytes += request_bytes_;
+  core_->response_bytes += response_bytes_;
+  if (core_->options.observer == nullptr || !info_) return;
+  core_->options.observer->OnCallEnd({"", *info_, outcome_,
+                                      std::chrono::steady_clock::now() - begin_, request_bytes_,
+                                      response_bytes_});
 }
 
 void ServerCall::Unref() {

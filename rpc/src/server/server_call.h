@@ -5,9 +5,9 @@
 
 #include <google/protobuf/arena.h>
 #include <grpcpp/server_context.h>
-#include <grpcpp/support/async_unary_call.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -29,32 +29,43 @@ class ServerCall final : private ServerController, private google::protobuf::Clo
   static void Listen(const std::shared_ptr<ServerCore>& core, const UnaryMethod& method,
                      grpc::ServerCompletionQueue* queue);
 
+  // Ends a call whose client is too slow. Thread-safe, while the call is in one of the core's time
+  // limits.
+  void EndSlow(const char* what, std::chrono::milliseconds limit);
+
  private:
   struct Transport {
     grpc::ServerContext context;
-    grpc::ServerAsyncResponseWriter<grpc::ByteBuffer> writer{&context};
+    RawStream stream{&context};
     grpc::ByteBuffer request;
   };
+  using Place = TimeLimit<ServerCall>::Place;
 
   ServerCall(std::shared_ptr<ServerCore> core, const UnaryMethod& method,
              grpc::ServerCompletionQueue* queue);
-  ~ServerCall() override = default;
+  ~ServerCall() override;
 
   // Completions.
   void OnArrived(bool ok);
+  void OnRequest(bool ok);
   void OnOver(bool ok);  // Finished or cancelled.
   void OnResponseSent(bool ok);
 
-  // On a worker.
+  void Admit();
+  void ReceiveRequest();
   void Serve();
   Status ReadRequest();
+  Status TooMuchBuffered() const;
+  void Notify(google::protobuf::Closure* closure);
+  // Adds the call to the numbers, and tells the observer.
+  void TellEnd();
 
   // ServerController
   const CallInfo& Info() const override;
   void SetFailed(StatusCode code, const std::string& text) override;
   void SetFailed(const std::string& text) override;
   bool IsCanceled() const override { return cancelled_; }
-  void NotifyOnCancel(google::protobuf::Closure* callback) override { notifier_.Set(callback); }
+  void NotifyOnCancel(google::protobuf::Closure* callback) override;
   // For clients only; nothing here.
   void Reset() override {}
   bool Failed() const override;
@@ -65,8 +76,8 @@ class ServerCall final : private ServerController, private google::protobuf::Clo
   void Run() override;
 
   // Sends the outcome, once.
-  void Respond(const Status& status, grpc::ByteBuffer* response);
-  void RespondOnce(const Status& status, grpc::ByteBuffer* response);
+  void Respond(Status status, grpc::ByteBuffer* response);
+  void RespondOnce(Status status, grpc::ByteBuffer* response = nullptr);
   // With mutex_ held.
   const CallInfo& InfoLocked() const;
   void FreeTransportWhenOver();
@@ -78,24 +89,33 @@ class ServerCall final : private ServerController, private google::protobuf::Clo
   const UnaryMethod& method_;
   grpc::ServerCompletionQueue* const queue_;
   MemberTag<ServerCall, &ServerCall::OnArrived> arrived_{this};
+  MemberTag<ServerCall, &ServerCall::OnRequest> request_received_{this};
   MemberTag<ServerCall, &ServerCall::OnOver> over_{this};
   MemberTag<ServerCall, &ServerCall::OnResponseSent> response_sent_{this};
 
   std::atomic<int> references_{0};
   std::atomic<bool> responded_{false};
   std::atomic<bool> cancelled_{false};
+  std::atomic<const char*> too_slow_{nullptr};  // What took the client too long.
+  bool arrived_once_ = false;
+  std::chrono::steady_clock::time_point begin_;
   CancelNotifier notifier_;
   google::protobuf::Arena arena_;
   google::protobuf::Message* request_ = nullptr;
   google::protobuf::Message* response_ = nullptr;
+  std::size_t request_bytes_ = 0;
+  std::size_t kept_request_bytes_ = 0;  // In the core's buffered bytes.
+  std::size_t response_bytes_ = 0;
 
   mutable std::mutex mutex_;
   std::unique_ptr<Transport> transport_;
   mutable std::optional<CallInfo> info_;
+  std::optional<Place> receiving_;
+  std::optional<Place> sending_;
   bool over_on_wire_ = false;
-  bool sending_ = false;
   bool failed_ = false;
   Status failure_;
+  Status outcome_;
 };
 
 }  // namespace CmnSys::Rpc

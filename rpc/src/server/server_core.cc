@@ -3,8 +3,9 @@
 #include <grpc/grpc_security_constants.h>
 
 #include <algorithm>
-#include <exception>
 #include <string_view>
+
+#include "common/payload.h"
 
 namespace CmnSys::Rpc {
 
@@ -12,8 +13,9 @@ namespace {
 
 std::string ToString(const grpc::string_ref& text) { return {text.data(), text.size()}; }
 
-// From gRPC's "ipv4:192.0.2.7:41000" and "ipv6:%5B2001:db8::7%5D:41000".
+// From gRPC's "ipv4:192.0.2.7:41000" and "ipv6:%5B2001:db8::7%5D:41000"; "unix:" stays.
 std::string PeerAddress(std::string uri) {
+  if (uri.rfind("unix:", 0) == 0) return uri;
   uri.erase(0, uri.find(':') + 1);
   for (const auto& [code, character] : {std::pair{"%5B", "["}, {"%5D", "]"}}) {
     const std::size_t at = uri.find(code);
@@ -57,12 +59,41 @@ CallInfo MakeCallInfo(const std::string& service, const std::string& method,
   return info;
 }
 
-Status Authorize(const ServerOptions& options, const CallInfo& info) {
+ServerCore::ServerCore(ServerOptions server_options)
+    : options(std::move(server_options)), workers(options.workers, options.max_workers) {}
+
+bool ServerCore::Buffer(std::size_t bytes) {
+  std::size_t before = buffered_bytes;
+  do {
+    if (before != 0 && before + bytes > options.max_buffered_bytes) return false;
+  } while (!buffered_bytes.compare_exchange_weak(before, before + bytes));
+  return true;
+}
+
+void ServerCore::Tell(Event::Kind kind, const std::string& peer, const std::string& text,
+                      const Status& status) const {
+  if (options.observer == nullptr) return;
+  Event event;
+  event.kind = kind;
+  event.address = peer;
+  event.text = text;
+  event.status = status;
+  options.observer->OnEvent(event);
+}
+
+Status ServerCore::Authorize(const CallInfo& info, const grpc::AuthContext& peer) const {
+  if (tls != nullptr && tls->ChecksRevocation()) {
+    const auto certificate = peer.FindPropertyValues(GRPC_X509_PEM_CERT_PROPERTY_NAME);
+    if (certificate.empty() || tls->IsRevoked(ToString(certificate.front()))) {
+      return {StatusCode::kUnauthenticated,
+              "the certificate of " + info.identity.common_name + " was revoked by its authority"};
+    }
+  }
   if (!options.authorize) return {};
   try {
     return options.authorize(info);
-  } catch (const std::exception& error) {
-    return {StatusCode::kInternal, std::string("authorisation failed: ") + error.what()};
+  } catch (...) {
+    return CaughtException("authorisation");
   }
 }
 

@@ -21,7 +21,9 @@ struct PeerIdentity {
 struct CallInfo {
   std::string service;  // Full name, for example "Pb.Rpc.SvcQuery.Query".
   std::string method;   // For example "Initiate".
-  std::string peer;     // The peer's IP address and port: "192.0.2.7:41000", "[2001:db8::7]:41000".
+  // The peer's IP address and port: "192.0.2.7:41000", "[2001:db8::7]:41000"; "unix:" and a path,
+  // which may be empty, over a Unix domain socket.
+  std::string peer;
   PeerIdentity identity;
   // The session token that came with the call; empty without one.
   std::string session_token;

@@ -8,10 +8,12 @@
 
 namespace CmnSys::Rpc {
 
-// The files of one side of a TLS connection, all in PEM format. They are read when a channel or
-// server is created and again whenever they change, so certificates can be renewed without a
-// restart. Replace certificate and key together, for example by switching a symbolic link to the
-// folder that holds them.
+// The files of one side of a TLS connection, all in PEM format. They are read when a channel is
+// created or a server started, and again whenever they change, so certificates can be renewed
+// without a restart. Files that cannot be used (empty, cut off, not belonging together) are told to
+// the observer and the last good ones stay in use. New files count for new connections; see
+// ServerOptions::max_connection_age. Replace certificate and key together, for example by switching
+// a symbolic link to the folder that holds them.
 struct TlsFiles {
   // The certificates of the authorities whose signature on the peer's certificate is believed.
   std::string ca_file;
@@ -22,6 +24,11 @@ struct TlsFiles {
   std::string key_file;
   // How often the files are looked at for a change; at least a second.
   std::chrono::seconds reload_interval{60};
+  // Revocation lists of the authorities (RFC 5280), one after the other; empty for none. A server
+  // refuses calls of clients whose certificate is on one, with kUnauthenticated, also on
+  // connections that exist already. A list must be signed by an authority in ca_file; one that is
+  // out of date still counts, and the observer is told. Clients do not look at it.
+  std::string revocation_file;
 };
 
 // Where connections without TLS are allowed.

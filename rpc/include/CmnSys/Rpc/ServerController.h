@@ -38,9 +38,9 @@ class CMNSYSRPC_EXPORT ServerController : public google::protobuf::RpcController
   // deadline has passed, or the server is shutting down and its grace is over.
   bool IsCanceled() const override = 0;
 
-  // Runs the closure exactly once: when the call is cancelled, on a thread of the server's, or
-  // after the method's closure was run; at once when the call is already cancelled. At most one a
-  // call: throws std::logic_error for another.
+  // Runs the closure exactly once, on a thread of the server's that is kept for such closures: when
+  // the call is cancelled, or already is, or after the method's closure was run, never inside this
+  // function or that closure. At most one a call: throws std::logic_error for another.
   void NotifyOnCancel(google::protobuf::Closure* callback) override = 0;
 };
 

@@ -1,18 +1,17 @@
-// A publisher and its subscribers.
+// One subscription on the server.
 
-#ifndef CMNSYS_RPC_SRC_PUBLISHER_IMPL_H_
-#define CMNSYS_RPC_SRC_PUBLISHER_IMPL_H_
+#ifndef CMNSYS_RPC_SRC_SUBSCRIBER_CALL_H_
+#define CMNSYS_RPC_SRC_SUBSCRIBER_CALL_H_
 
 #include <grpcpp/server_context.h>
-#include <grpcpp/support/async_stream.h>
 
-#include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "CmnSys/Rpc/Publisher.h"
 #include "common/completion.h"
@@ -22,11 +21,14 @@ namespace CmnSys::Rpc {
 
 class PublisherImpl;
 
-// One subscription on the server, from waiting for it until its end. It is kept by gRPC while an
-// operation or the call is not over, and by the publisher's list.
+// From waiting for the subscription until its end. It is kept by gRPC while an operation or the
+// call is not over, and by the publisher's list.
 class SubscriberCall final : public Subscriber,
                              public std::enable_shared_from_this<SubscriberCall> {
  public:
+  using Clock = std::chrono::steady_clock;
+  using Bytes = std::shared_ptr<const grpc::ByteBuffer>;
+
   // Waits for the next subscription; it then arranges for the one after it.
   static void Listen(PublisherImpl* publisher, grpc::ServerCompletionQueue* queue);
 
@@ -37,10 +39,14 @@ class SubscriberCall final : public Subscriber,
   const google::protobuf::Message& Request() const override { return *request_; }
   void Send(const google::protobuf::Message& message) override;
 
-  // False when the subscription is over or ends because its queue is full.
-  bool Enqueue(const grpc::ByteBuffer& bytes);
-  // Ends the subscription when everything that waits was sent.
-  void EndWhenSent(const Status& status);
+  // Waits for room until `deadline`. False when the subscription is over or ends because its queue
+  // is full.
+  bool Enqueue(const Bytes& bytes, Clock::time_point deadline);
+  // Ends the subscription when everything that waits was sent; false when it is ending already.
+  bool EndWhenSent(const Status& status);
+  // Drops a subscriber that takes nothing of what waits, or does not complete its request.
+  void DropWhenStalled();
+  std::size_t WaitingBytes() const;
 
  private:
   enum class State {
@@ -49,80 +55,65 @@ class SubscriberCall final : public Subscriber,
     kEnding,  // What waits is sent, then the outcome.
     kClosed,  // The outcome is being sent, or the call is over.
   };
+  struct Waiting {
+    Bytes bytes;
+    std::size_t counted;  // Against the limit; 0 for first messages.
+  };
 
   void OnArrived(bool ok);
+  void OnRequest(bool ok);
   void OnOver(bool ok);
   void OnWritten(bool ok);
   void OnFinished(bool ok);
 
-  void Accept();  // On a worker.
+  // Runs a step of accepting on a worker, or here for a publisher of the server's own.
+  void Step(void (SubscriberCall::*step)());
+  void Admit();
+  void Accept();
   Status Ask();
+  void Answer(const Status& status);
 
   // With mutex_ held.
-  bool EnqueueLocked(const grpc::ByteBuffer& bytes);
+  bool HasRoom(std::size_t size) const;
+  bool EnqueueLocked(const Bytes& bytes);
   void Advance();
   void Finish(const Status& status);
   void Drop(const Status& status);
+  void Close(const Status& outcome);
   void LetGoWhenIdle(std::shared_ptr<SubscriberCall>* self);
 
   PublisherImpl* const publisher_;
   const std::shared_ptr<ServerCore> core_;
   grpc::ServerCompletionQueue* const queue_;
   MemberTag<SubscriberCall, &SubscriberCall::OnArrived> arrived_{this};
+  MemberTag<SubscriberCall, &SubscriberCall::OnRequest> request_received_{this};
   MemberTag<SubscriberCall, &SubscriberCall::OnOver> over_{this};
   MemberTag<SubscriberCall, &SubscriberCall::OnWritten> written_{this};
   MemberTag<SubscriberCall, &SubscriberCall::OnFinished> finished_{this};
 
   grpc::ServerContext context_;
-  grpc::ServerAsyncWriter<grpc::ByteBuffer> writer_{&context_};
+  RawStream stream_{&context_};
   grpc::ByteBuffer request_bytes_;
   std::optional<CallInfo> info_;
   std::unique_ptr<google::protobuf::Message> request_;
 
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
+  std::condition_variable room_;
   std::shared_ptr<SubscriberCall> self_;  // While gRPC needs it.
   State state_ = State::kAsking;
   Status outcome_;
-  std::deque<grpc::ByteBuffer> waiting_;
+  std::deque<Waiting> waiting_;
   std::size_t waiting_bytes_ = 0;
   std::size_t first_messages_ = 0;  // Sent by on_subscribe, at the head of the queue.
-  bool asking_ = false;             // Accept() is running.
+  Clock::time_point progress_;      // When the client last took something.
+  bool accepted_ = false;
+  bool asking_ = false;  // Not answered yet.
+  bool reading_ = false;
   bool writing_ = false;
   bool finishing_ = false;
   bool over_on_wire_ = false;
 };
 
-class PublisherImpl final : public Publisher {
- public:
-  PublisherImpl(std::shared_ptr<ServerCore> core, PublisherOptions publisher_options)
-      : options(std::move(publisher_options)), core_(std::move(core)) {}
-
-  std::size_t Publish(const google::protobuf::Message& message,
-                      const std::function<bool(const Subscriber&)>& wanted) override;
-  void EndAll(const Status& status) override;
-  std::size_t SubscriberCount() const override;
-
-  void Add(const std::shared_ptr<SubscriberCall>& subscriber);
-  void Remove(const SubscriberCall* subscriber);
-  const std::shared_ptr<ServerCore>& core() const { return core_; }
-  // Throws std::invalid_argument.
-  grpc::ByteBuffer Serialize(const google::protobuf::Message& message) const;
-
-  const PublisherOptions options;
-  bool authorize = true;
-  RawService* raw_service = nullptr;
-  int index = 0;
-
- private:
-  std::vector<std::shared_ptr<SubscriberCall>> Subscribers() const;
-
-  const std::shared_ptr<ServerCore> core_;
-  // Keeps the order of publishing the same for all subscribers.
-  std::mutex publishing_;
-  mutable std::mutex mutex_;
-  std::vector<std::shared_ptr<SubscriberCall>> subscribers_;
-};
-
 }  // namespace CmnSys::Rpc
 
-#endif  // CMNSYS_RPC_SRC_PUBLISHER_IMPL_H_
+#endif  // CMNSYS_RPC_SRC_SUBSCRIBER_CALL_H_

@@ -1,0 +1,271 @@
+// Reads TLS files and finds what is wrong with them.
+
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "common/tls.h"
+
+namespace CmnSys::Rpc {
+
+namespace {
+
+template <auto kFree>
+struct Free {
+  template <typename T>
+  void operator()(T* object) const {
+    kFree(object);
+  }
+};
+using File = std::unique_ptr<std::FILE, Free<std::fclose>>;
+using Bio = std::unique_ptr<BIO, Free<BIO_free>>;
+using Certificate = std::unique_ptr<X509, Free<X509_free>>;
+using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY_free>>;
+using RevocationList = std::unique_ptr<X509_CRL, Free<X509_CRL_free>>;
+
+// Longer files are not PEM files of ours.
+constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
+// Certificates that expire within it are told.
+constexpr std::chrono::hours kSoon{24 * 30};
+constexpr std::chrono::hours kTellAgain{24};
+// Certificates of clients whose revocation is remembered.
+constexpr std::size_t kMaxRemembered = 10'000;
+
+std::string Read(const std::string& path, const std::string& what) {
+  if (path.empty()) throw std::invalid_argument("TLS needs " + what);
+  const File file(std::fopen(path.c_str(), "re"));
+  std::string text;
+  if (file != nullptr) {
+    std::string block(1 << 16, '\0');
+    std::size_t got = 0;
+    while (text.size() <= kMaxFileBytes &&
+           (got = std::fread(block.data(), 1, block.size(), file.get())) > 0) {
+      text.append(block, 0, got);
+    }
+  }
+  if (file == nullptr || std::ferror(file.get()) != 0) {
+    throw std::invalid_argument("cannot read " + what + " " + path + ": " +
+                                std::generic_category().message(errno));
+  }
+  return text;
+}
+
+Bio Open(const std::string& text) {
+  return Bio(BIO_new_mem_buf(text.data(), static_cast<int>(std::min(text.size(), kMaxFileBytes))));
+}
+
+// A key with a passphrase is not asked for one on the terminal, but refused.
+int NoPassphrase(char*, int, int, void*) { return -1; }
+
+// Whether reading stopped because there is nothing more, and not because of something damaged.
+bool AtEnd() {
+  const unsigned long error = ERR_peek_last_error();
+  const bool end =
+      ERR_GET_LIB(error) == ERR_LIB_PEM && ERR_GET_REASON(error) == PEM_R_NO_START_LINE;
+  ERR_clear_error();
+  return end;
+}
+
+// Everything that `read` finds in a PEM text, at least one.
+template <typename Handle, typename Function>
+std::vector<Handle> ReadAll(const std::string& text, Function&& read, const std::string& path,
+                            const std::string& what, const char* kind) {
+  const Bio bio = Open(text);
+  std::vector<Handle> all;
+  while (true) {
+    Handle one(read(bio.get(), nullptr, &NoPassphrase, nullptr));
+    if (one == nullptr) break;
+    all.push_back(std::move(one));
+  }
+  const bool complete = AtEnd();
+  if (all.empty()) {
+    throw std::invalid_argument(what + " " + path + " holds no " + kind + " in PEM format");
+  }
+  if (!complete) {
+    throw std::invalid_argument(what + " " + path + " is damaged after " +
+                                std::to_string(all.size()) + " " + kind + "s");
+  }
+  return all;
+}
+
+std::string NameOf(X509_NAME* name) {
+  const Bio bio(BIO_new(BIO_s_mem()));
+  X509_NAME_print_ex(bio.get(), name, 0, XN_FLAG_ONELINE & ~ASN1_STRFLGS_ESC_MSB);
+  char* text = nullptr;
+  const long length = BIO_get_mem_data(bio.get(), &text);
+  return {text, static_cast<std::size_t>(length)};
+}
+
+std::string TimeText(const ASN1_TIME* time) {
+  const Bio bio(BIO_new(BIO_s_mem()));
+  ASN1_TIME_print(bio.get(), time);
+  char* text = nullptr;
+  const long length = BIO_get_mem_data(bio.get(), &text);
+  return {text, static_cast<std::size_t>(length)};
+}
+
+}  // namespace
+
+struct TlsFileSet::Parsed {
+  explicit Parsed(const TlsFiles& files, bool certificate_needed, TlsContent* content) {
+    static const std::string kAuthorities = "the file of authorities";
+    static const std::string kCertificate = "the certificate file";
+    static const std::string kRevocations = "the revocation file";
+    content->authorities = Read(files.ca_file, kAuthorities);
+    authorities = ReadAll<Certificate>(content->authorities, PEM_read_bio_X509, files.ca_file,
+                                       kAuthorities, "certificate");
+    if (!files.revocation_file.empty()) {
+      content->revocations = Read(files.revocation_file, kRevocations);
+      revocations = ReadAll<RevocationList>(content->revocations, PEM_read_bio_X509_CRL,
+                                            files.revocation_file, kRevocations, "revocation list");
+      for (const RevocationList& list : revocations) CheckSigned(list.get(), files);
+    }
+    if (!certificate_needed && files.certificate_file.empty() && files.key_file.empty()) return;
+    content->certificate = Read(files.certificate_file, kCertificate);
+    certificates = ReadAll<Certificate>(content->certificate, PEM_read_bio_X509,
+                                        files.certificate_file, kCertificate, "certificate");
+    content->key = Read(files.key_file, "the key file");
+    const Key key(
+        PEM_read_bio_PrivateKey(Open(content->key).get(), nullptr, &NoPassphrase, nullptr));
+    ERR_clear_error();
+    if (key == nullptr) {
+      throw std::invalid_argument("the key file " + files.key_file +
+                                  " holds no private key in PEM format without a passphrase");
+    }
+    const bool fits = X509_check_private_key(certificates.front().get(), key.get()) == 1;
+    ERR_clear_error();
+    if (!fits) {
+      throw std::invalid_argument("the key in " + files.key_file +
+                                  " does not belong to the certificate in " +
+                                  files.certificate_file);
+    }
+  }
+
+  void CheckSigned(X509_CRL* list, const TlsFiles& files) const {
+    const bool is_signed =
+        std::any_of(authorities.begin(), authorities.end(), [list](const Certificate& authority) {
+          return X509_CRL_verify(list, X509_get0_pubkey(authority.get())) == 1;
+        });
+    ERR_clear_error();
+    if (!is_signed) {
+      throw std::invalid_argument("the revocation list of " + NameOf(X509_CRL_get_issuer(list)) +
+                                  " in " + files.revocation_file +
+                                  " is not signed by an authority in " + files.ca_file);
+    }
+  }
+
+  std::vector<Certificate> authorities;
+  std::vector<Certificate> certificates;
+  std::vector<RevocationList> revocations;
+};
+
+TlsFileSet::TlsFileSet(TlsFiles files, bool certificate_needed, Tell tell)
+    : files_(std::move(files)),
+      certificate_needed_(certificate_needed),
+      tell_(tell ? std::move(tell) : [](Event::Kind, const std::string&) {}) {
+  if (files_.reload_interval < std::chrono::seconds(1)) {
+    throw std::invalid_argument("TlsFiles::reload_interval must be at least a second");
+  }
+  auto content = std::make_shared<TlsContent>();
+  parsed_ = std::make_shared<Parsed>(files_, certificate_needed_, content.get());
+  content_ = content;
+  number_ = 1;
+  next_look_ = std::chrono::steady_clock::now() + files_.reload_interval;
+  TellOfExpiry();
+}
+
+TlsFileSet::~TlsFileSet() = default;
+
+std::pair<std::shared_ptr<const TlsContent>, int> TlsFileSet::Content() const {
+  const std::lock_guard lock(mutex_);
+  return {content_, number_};
+}
+
+void TlsFileSet::Refresh() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now >= next_expiry_) TellOfExpiry();
+  if (now < next_look_) return;
+  // An interval of years must not overflow the clock.
+  next_look_ = now + std::min<std::chrono::seconds>(files_.reload_interval, kTellAgain);
+  auto content = std::make_shared<TlsContent>();
+  std::shared_ptr<const Parsed> parsed;
+  std::string fault;
+  try {
+    parsed = std::make_shared<Parsed>(files_, certificate_needed_, content.get());
+  } catch (const std::invalid_argument& error) {
+    fault = error.what();
+  }
+  const bool changed = fault.empty() && !(*content == *content_);
+  if (changed) {
+    const std::lock_guard lock(mutex_);
+    content_ = content;
+    parsed_ = parsed;
+    revoked_.clear();
+    ++number_;
+  }
+  const bool told = fault == std::exchange(fault_, fault);
+  if (changed) {
+    tell_(Event::Kind::kTlsFilesReloaded, "renewed TLS files are in use");
+    TellOfExpiry();
+  } else if (!fault.empty() && !told) {
+    tell_(Event::Kind::kTlsFilesNotUsable, fault + "; the last good TLS files stay in use");
+  }
+}
+
+void TlsFileSet::TellOfExpiry() {
+  next_expiry_ = std::chrono::steady_clock::now() + kTellAgain;
+  const auto check = [this](const ASN1_TIME* end, const std::string& what) {
+    if (end == nullptr) return;
+    std::time_t soon =
+        std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() + kSoon);
+    if (X509_cmp_time(end, &soon) > 0) return;
+    const bool over = X509_cmp_current_time(end) < 0;
+    tell_(Event::Kind::kCertificateExpires,
+          what + (over ? " has expired: " : " expires soon: ") + TimeText(end));
+  };
+  for (const auto* list : {&parsed_->certificates, &parsed_->authorities}) {
+    for (const Certificate& certificate : *list) {
+      check(X509_get0_notAfter(certificate.get()),
+            "the certificate of " + NameOf(X509_get_subject_name(certificate.get())));
+    }
+  }
+  for (const RevocationList& list : parsed_->revocations) {
+    const ASN1_TIME* next = X509_CRL_get0_nextUpdate(list.get());
+    if (next != nullptr && X509_cmp_current_time(next) < 0) {
+      tell_(Event::Kind::kCertificateExpires, "the revocation list of " +
+                                                  NameOf(X509_CRL_get_issuer(list.get())) +
+                                                  " is out of date: " + TimeText(next));
+    }
+  }
+}
+
+bool TlsFileSet::IsRevoked(const std::string& certificate) const {
+  const std::lock_guard lock(mutex_);
+  const auto known = revoked_.find(certificate);
+  if (known != revoked_.end()) return known->second;
+  const Certificate parsed(
+      PEM_read_bio_X509(Open(certificate).get(), nullptr, &NoPassphrase, nullptr));
+  ERR_clear_error();
+  bool revoked = parsed == nullptr;
+  for (const RevocationList& list : parsed_->revocations) {
+    if (revoked) break;
+    X509_REVOKED* entry = nullptr;
+    revoked =
+        X509_NAME_cmp(X509_CRL_get_issuer(list.get()), X509_get_issuer_name(parsed.get())) == 0 &&
+        X509_CRL_get0_by_cert(list.get(), &entry, parsed.get()) == 1;
+  }
+  if (revoked_.size() >= kMaxRemembered) revoked_.clear();
+  revoked_[certificate] = revoked;
+  return revoked;
+}
+
+}  // namespace CmnSys::Rpc
