@@ -28,7 +28,7 @@ struct TlsFiles {
   // refuses calls of clients whose certificate is on one, with kUnauthenticated, also on
   // connections that exist already. A list must be signed by an authority in ca_file; one that is
   // out of date still counts, and the observer is told. Clients do not look at it.
-  std::string revocation_file;
+  std::string revocation_file{};
 };
 
 // Where connections without TLS are allowed.
