@@ -134,6 +134,13 @@ TEST(DelimitedStream, LimitsSizeAndDepth) {
   options.max_record_bytes = UINT64_MAX;
   EXPECT_EQ(ReadAll("\xff\xff\xff\xff\x07\x0a", options).status, DelimitedStatus::kTruncated);
 
+  // Nor with one inside a record.
+  Gid gid;
+  const std::string lying = "\x06\x0a\xff\xff\xff\x7f\x00"s;
+  ArrayInputStream lying_input(lying.data(), static_cast<int>(lying.size()));
+  EXPECT_EQ(DelimitedReader(&lying_input).Read(&gid), DelimitedStatus::kCorruptRecord);
+  EXPECT_LE(gid.SpaceUsedLong(), 1000U);
+
   Event event;
   event.mutable_originating_server_gid()->set_id("x");
   std::string bytes;

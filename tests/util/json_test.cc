@@ -1,5 +1,9 @@
 #include "CmnSys/Util/Json.h"
 
+#include <google/protobuf/compiler/parser.h>
+#include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/dynamic_message.h>
+#include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/text_format.h>
 #include <google/protobuf/util/json_util.h>
@@ -31,6 +35,15 @@ using std::string_literals::operator""s;
 using Util::JsonReader;
 using Util::JsonReadOptions;
 using Util::JsonWriteOptions;
+
+constexpr char kOwnSchema[] = R"(
+  syntax = "proto2";
+  message Own {
+    oneof kind { string text = 1; int32 number = 2; }
+    optional int32 foo_bar = 3;
+    optional int32 fooBar = 4;
+    map<int32, int32> counts = 5;
+  })";
 
 std::string ToJson(const Message& message, const JsonWriteOptions& options) {
   std::string json;
@@ -228,9 +241,10 @@ TEST(Json, ReportsAnOutputThatFails) {
 TEST(Json, ReadsWhatTheMappingAllows) {
   const struct {
     const char* type;
-    const char* json;
+    std::string json;
     const char* text;
   } cases[] = {
+      {"Pb.CmnSys.IotaS32", "{\"val\":1" + std::string(309, '0') + "e-309}", "val: 1"},
       {"Pb.CmnSys.Events.Event", R"({"event_type":1000,"thisId":5})",
        "this_id: 5 event_type: EVENT_APPLICATION_SERVER_START"},
       {"Pb.CmnSys.Gid", " \r\n\t{ } \n", ""},
@@ -247,8 +261,9 @@ TEST(Json, ReadsWhatTheMappingAllows) {
        "val: 9223372036854775807 val: -9223372036854775808 val: -9223372036854775808"},
       {"Pb.CmnSys.IotaFloatArray", R"({"val":["NaN","-Infinity","1.5",1e-60,-1e-60,16777217]})",
        "val: nan val: -inf val: 1.5 val: 0 val: -0 val: 16777216"},
-      {"Pb.CmnSys.IotaDoubleArray", R"({"val":[1e-400,2.2250738585072011e-308,0.1]})",
-       "val: 0 val: 2.2250738585072009e-308 val: 0.1"},
+      {"Pb.CmnSys.IotaDoubleArray", R"({"val":[1e-400,2.2250738585072011e-308,0.1,0e400,-0e999]})",
+       "val: 0 val: 2.2250738585072009e-308 val: 0.1 val: 0 val: -0"},
+      {"Pb.CmnSys.IotaS32", R"({"val":0e309})", "val: 0"},
       {"Pb.CmnSys.IotaString", R"({"val":"\u00e9\ud83d\udeaa\u0000\/"})",
        R"(val: "\303\251\360\237\232\252\000/")"},
       {"Pb.CmnSys.IotaString", "{\"\\u0076al\":\"\xc3\xa9\"}", R"(val: "\303\251")"},
@@ -280,7 +295,11 @@ TEST(Json, TellsLineColumnAndPathOfWhatIsWrong) {
       {"IotaDouble", R"({"val":"1e400"})", "1e400 is out of range for double"},
       {"IotaBool", R"({"val":"true"})", "a string stands here; expected is true or false"},
       {"IotaString", R"({"val":"\ud83d"})",
-       "column 9, in val: the string holds half of a surrogate"},
+       "column 8, in val: the string holds half of a surrogate"},
+      {"IotaString", R"({"val":"\ud83dx"})", "the string holds half of a surrogate"},
+      {"IotaString", R"({"val":"\udeaa"})", "the string holds half of a surrogate"},
+      {"IotaString", R"({"val":"\u12g4"})", "\\u needs four hexadecimal digits"},
+      {"IotaString", R"({"val":"\x"})", "the string holds an escape that JSON does not have"},
       {"IotaString", "{\"val\":\"a\xc3\"}", "in val: the string is not UTF-8 (byte 0xc3)"},
       {"IotaString", "{\"val\":\"a\nb\"}", "the string holds a control character"},
       {"IotaBytes", R"({"val":"eB=="})", "\"eB==\" is not base64"},
@@ -296,12 +315,65 @@ TEST(Json, TellsLineColumnAndPathOfWhatIsWrong) {
       {"Gid", "", "line 1, column 1: the text ends where a message is expected"},
       {"Gid", "null", "line 1, column 1: null stands here; expected is an object"},
       {"Gid", "{} {}", "line 1, column 4: something follows the end of the message"},
-      {"Gid", R"({"type":2,})", "missing a name for object member"},
+      {"Gid", R"({"type":2,})", "column 11: \"}\" stands here; expected is the name of a member"},
+      {"Gid", R"({"type" 2})", "column 9: a number stands here; expected is \":\""},
+      {"Gid", R"({"type":2 "id":""})",
+       "column 11: a string stands here; expected is \",\" or \"}\""},
+      {"IotaU32Array", R"({"val":[1 2]})", "expected is \",\" or \"]\""},
+      {"IotaU32", R"({"val":01})", "\"01\" is no number"},
+      {"IotaU32", R"({"val":1.})", "\"1.\" is no number"},
+      {"IotaU32", R"({"val":tru})", "\"tru\" is no JSON"},
+      {"Gid", "]", "line 1, column 1: \"]\" stands here; expected is an object (Pb.CmnSys.Gid)"},
+      {"Gid", ",{}", "\",\" stands here; expected is an object"},
+      {"Gid", "\0"s, "line 1, column 1: \"\\000\" is no JSON"},
+      {"Gid", "\xef{}", "column 1: the text begins with a part of a byte order mark"},
+      {"Gid", "{\"type\":2", "column 10: the text ends before the message does"},
+      {"IotaU32", "{\"val\":1" + std::string(309, '0') + "e-9}", "is out of range for uint32"},
   };
   for (const auto& c : cases) {
     const std::string error = ReadError(std::string("Pb.CmnSys.") + c.type, c.json);
     EXPECT_NE(error.find(c.error), std::string::npos)
         << c.json << "\nexpected: " << c.error << "\nfound:    " << error;
+  }
+}
+
+// Messages of users' own schemas may have what this schema has not. What such messages have in
+// common with other implementations is left to the conformance suite.
+TEST(Json, TakesCareOfOneofsAndOfFieldsWithOneName) {
+  google::protobuf::io::ArrayInputStream schema(kOwnSchema, sizeof kOwnSchema - 1);
+  google::protobuf::io::Tokenizer tokenizer(&schema, nullptr);
+  google::protobuf::FileDescriptorProto file;
+  file.set_name("own.proto");
+  ASSERT_TRUE(google::protobuf::compiler::Parser().Parse(&tokenizer, &file));
+  google::protobuf::DescriptorPool pool;
+  ASSERT_NE(pool.BuildFile(file), nullptr);
+  google::protobuf::DynamicMessageFactory factory;
+  const std::unique_ptr<Message> own(
+      factory.GetPrototype(pool.FindMessageTypeByName("Own"))->New());
+
+  JsonWriteOptions unset;
+  unset.indent = 0;
+  unset.unset_fields = true;
+  ASSERT_TRUE(
+      TextFormat::ParseFromString("text: 'x' foo_bar: 1 fooBar: 2 counts { key: -5 }", own.get()));
+  const std::string json = ToJson(*own, unset);
+  EXPECT_EQ(json, R"({"text":"x","foo_bar":1,"fooBar":2,"counts":{"-5":0}})");
+  const std::unique_ptr<Message> again(own->New());
+  ASSERT_FALSE(Util::ReadJson(json, {}, again.get()));
+  EXPECT_EQ(again->DebugString(), own->DebugString());
+
+  const std::pair<const char*, const char*> wrong[] = {
+      {R"({"text":"x","number":1})",
+       "column 22, in number: text stands here already, and Own.kind holds one of them only"},
+      {R"({"counts":{"5":1,"5":2}})",
+       "column 18, in counts[\"5\"]: \"5\" stands here a second time"},
+      {R"({"counts":{"x":1}})", "\"x\" is no number"},
+      {R"({"counts":[]})", "an array stands here; expected is an object"},
+  };
+  for (const auto& [text, expected] : wrong) {
+    const auto error = Util::ReadJson(text, {}, again.get());
+    ASSERT_TRUE(error) << text;
+    EXPECT_NE(ToString(*error).find(expected), std::string::npos) << ToString(*error);
   }
 }
 
@@ -365,7 +437,7 @@ TEST(JsonReader, StaysAtItsFirstErrorAndPlacesItInTheStream) {
     Pb::CmnSys::IotaU32 iota;
     ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kMessage);
     ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kError);
-    EXPECT_EQ(ToString(reader.error()), "line 2, column 8, in val: invalid value");
+    EXPECT_EQ(ToString(reader.error()), "line 2, column 8, in val: \"x\" is no JSON");
     EXPECT_EQ(reader.error().offset, 17U);
     EXPECT_EQ(reader.Read(&iota), JsonReader::Status::kError);
 

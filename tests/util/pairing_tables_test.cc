@@ -30,11 +30,14 @@ std::string Lower(std::string text) {
   return text;
 }
 
-// Sub-messages that records with a rule hold for every kind, as named in Pb.CmnSys.
+// Sub-messages that records with a rule hold for every kind, and those that are numbered like
+// payloads but exclude nothing, as named in Pb.CmnSys.
 const char* const kCommonToAllKinds =
     "Events.Event.originating_server_gid Events.Event.originating_uuid "
     "Events.Event.record_trigger_params Maps.MapObject.geometry Maps.MapObject.gid "
     "Nodes.Node.node_version Nodes.Node.state_version Notifications.Notification.gid "
+    "Notifications.NotificationUserMessage.collaboration_request "
+    "Notifications.NotificationUserMessage.collaboration_response "
     "QueriesResult.QueryResult.gid Queries.Query.gid Rules.Rule.action_sequence "
     "Rules.Rule.rule_condition_set Rules.RuleAction.action_uuid "
     "SavedViews.StateChange.StateChange.saved_view_gid Schedule.Schedule.id "

@@ -38,6 +38,10 @@ TEST(FindWireFault, NamesOffsetFieldAndReason) {
   EXPECT_EQ(Describe(gid, "\x29\x01"s), "1 [5] the value takes 8 bytes but the bytes left are 1");
   EXPECT_EQ(Describe(gid, "\x38" + std::string(10, '\xff') + "\x01"),
             "1 [type] a number is longer than 10 bytes");
+  EXPECT_EQ(Describe(gid, "\x8a\x80\x80\x80\x80\x00\x01x"s),
+            "0 [] a field tag is longer than 5 bytes");
+  EXPECT_EQ(Describe(gid, "\x0a\x81\x80\x80\x80\x80\x00x"s),
+            "1 [id] a length is longer than 5 bytes");
   // iota_localized_string.val.arguments[1].iota_u32 with a length that is too long by one.
   EXPECT_EQ(Describe(iota, "\xe2\x0d\x09\x0a\x07\x12\x00\x12\x03\xe2\x0c\x01"s),
             "11 [iota_localized_string.val.arguments[1].iota_u32] the length is 1 but the bytes "
@@ -74,6 +78,15 @@ TEST(FindWireFault, AgreesWithTheParserOnDamagedBytes) {
   const std::string whole = iota.SerializeAsString();
   for (std::size_t length = 0; length <= whole.size(); ++length) {
     AgreesWithTheParser<Iota>(whole.substr(0, length));
+  }
+  // Varints that are longer than they need to be.
+  for (const char* const begin : {"", "\x0a", "\x38", "\xe2\x0c\x02\x08"}) {
+    for (std::size_t more = 0; more <= 11; ++more) {
+      for (const char last : {'\x00', '\x01', '\x07', '\x0f', '\x7f'}) {
+        AgreesWithTheParser<Iota>(begin + std::string(more, '\x80') + last + "\x01"s);
+        AgreesWithTheParser<Gid>(begin + ("\x8a" + std::string(more, '\x80')) + last + "\x01x"s);
+      }
+    }
   }
   std::mt19937 random(1);  // fixed seed: the same bytes in every run
   for (int i = 0; i < 20000; ++i) {

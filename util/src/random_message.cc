@@ -140,6 +140,13 @@ class Filler {
     std::vector<std::pair<int, PayloadPath>> choices;
     if (selector != nullptr) {
       choices.assign(pairing.path_of_value.begin(), pairing.path_of_value.end());
+      if (const auto* const unknown = UnknownKind(pairing)) {
+        choices.erase(std::remove_if(choices.begin(), choices.end(),
+                                     [unknown](const auto& choice) {
+                                       return choice.first == unknown->number();
+                                     }),
+                      choices.end());
+      }
     } else {
       for (const PayloadNode& node : pairing.payloads) choices.push_back({0, {node.field}});
     }

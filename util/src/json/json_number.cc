@@ -32,31 +32,53 @@ bool Take(std::string_view* text, char c) {
   return true;
 }
 
-std::optional<Decimal> ParseDecimal(std::string_view text) {
-  Decimal decimal;
-  decimal.negative = Take(&text, '-');
-  const std::string_view whole = TakeDigits(&text);
-  if (whole.empty() || (whole.size() > 1 && whole.front() == '0')) return std::nullopt;
-  decimal.digits = whole;
+// The parts of a number as they are written.
+struct Parts {
+  bool negative = false;
+  std::string_view whole;
+  std::string_view fraction;
+  bool negative_exponent = false;
+  std::string_view exponent;
+};
+
+std::optional<Parts> Split(std::string_view text) {
+  Parts parts;
+  parts.negative = Take(&text, '-');
+  parts.whole = TakeDigits(&text);
+  if (parts.whole.empty() || (parts.whole.size() > 1 && parts.whole.front() == '0')) {
+    return std::nullopt;
+  }
   if (Take(&text, '.')) {
-    const std::string_view fraction = TakeDigits(&text);
-    if (fraction.empty()) return std::nullopt;
-    decimal.digits += fraction;
-    decimal.exponent -= static_cast<std::int64_t>(fraction.size());
+    parts.fraction = TakeDigits(&text);
+    if (parts.fraction.empty()) return std::nullopt;
   }
   if (Take(&text, 'e') || Take(&text, 'E')) {
-    const bool negative = Take(&text, '-');
-    if (!negative) Take(&text, '+');
-    const std::string_view digits = TakeDigits(&text);
-    if (digits.empty()) return std::nullopt;
+    parts.negative_exponent = Take(&text, '-');
+    if (!parts.negative_exponent) Take(&text, '+');
+    parts.exponent = TakeDigits(&text);
+    if (parts.exponent.empty()) return std::nullopt;
+  }
+  if (!text.empty()) return std::nullopt;
+  return parts;
+}
+
+std::optional<Decimal> ParseDecimal(std::string_view text) {
+  const std::optional<Parts> parts = Split(text);
+  if (!parts) return std::nullopt;
+  Decimal decimal;
+  decimal.negative = parts->negative;
+  decimal.digits = parts->whole;
+  decimal.digits += parts->fraction;
+  if (!parts->exponent.empty()) {
     // An exponent that does not fit moves any number, which is at most 4 GB long, out of range.
     constexpr std::int64_t kHuge = std::int64_t{1} << 40;
     std::int64_t exponent = kHuge;
-    std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
+    std::from_chars(parts->exponent.data(), parts->exponent.data() + parts->exponent.size(),
+                    exponent);
     exponent = std::min(exponent, kHuge);
-    decimal.exponent += negative ? -exponent : exponent;
+    decimal.exponent = parts->negative_exponent ? -exponent : exponent;
   }
-  if (!text.empty()) return std::nullopt;
+  decimal.exponent -= static_cast<std::int64_t>(parts->fraction.size());
 
   const std::size_t last = decimal.digits.find_last_not_of('0');
   const std::size_t kept = last == std::string::npos ? 0 : last + 1;
@@ -67,6 +89,8 @@ std::optional<Decimal> ParseDecimal(std::string_view text) {
 }
 
 }  // namespace
+
+bool IsJsonNumber(std::string_view text) { return Split(text).has_value(); }
 
 template <typename Integer>
 NumberResult ParseInteger(std::string_view text, Integer* value) {
@@ -93,12 +117,13 @@ template <typename Real>
 NumberResult ParseReal(std::string_view text, Real* value) {
   const std::optional<Decimal> decimal = ParseDecimal(text);
   if (!decimal) return NumberResult::kNoNumber;
+  *value = decimal->negative ? -Real{0} : Real{0};
+  if (decimal->digits.empty()) return NumberResult::kOk;
   const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), *value);
   if (error != std::errc::result_out_of_range) return NumberResult::kOk;
   if (static_cast<std::int64_t>(decimal->digits.size()) + decimal->exponent > 0) {
     return NumberResult::kOutOfRange;
   }
-  *value = decimal->negative ? -Real{0} : Real{0};
   return NumberResult::kOk;
 }
 

@@ -7,6 +7,9 @@
 
 namespace CmnSys::Util {
 
+// Whether the text is a number in JSON's grammar.
+bool IsJsonNumber(std::string_view text);
+
 enum class NumberResult { kOk, kNoNumber, kNotWhole, kOutOfRange };
 
 // Read a number in JSON's grammar. The value of an integer is taken exactly, also with fraction and

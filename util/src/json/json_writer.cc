@@ -6,12 +6,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "CmnSys/Util/Json.h"
+#include "CmnSys/Util/Parse.h"
 #include "json/bytes_text.h"
+#include "json/json_names.h"
 #include "json/json_number.h"
+#include "json/json_path.h"
+#include "json/well_known_types.h"
 #include "text/field_path.h"
 #include "text/runtime_text.h"
 
@@ -94,26 +100,75 @@ class MessageWriter {
 
   // The functions below return false after an error.
 
-  bool WriteMessage(const Message& message) {
-    if (static_cast<int>(path_.size()) > options_.max_depth) {
+  // The message in the form that its type has in JSON.
+  bool WriteMessage(const Message& message, int depth) {
+    if (depth > options_.max_depth) {
       return Fail("messages are nested more than " + std::to_string(options_.max_depth) +
                   " deep; raise max_depth if that is right");
     }
-    writer_->StartObject();
-    for (const FieldDescriptor* field : FieldsToWrite(message)) {
-      WriteKey(*field);
-      path_.emplace_back(field, -1);
-      if (!WriteField(message, field)) return false;
-      path_.pop_back();
+    switch (JsonFormOf(*message.GetDescriptor())) {
+      case JsonForm::kMembers:
+        writer_->StartObject();
+        return WriteFields(message, depth) && EndObject();
+      case JsonForm::kValue:
+        return WriteValue(message, message.GetDescriptor()->field(0), depth) &&
+               ReportUnknownFields(message);
+      case JsonForm::kOwn:
+        return WriteOwn(message);
+      case JsonForm::kAny:
+        return WriteAny(message, depth);
     }
-    if (!ReportUnknownFields(message)) return false;
-    writer_->EndObject();
-    return !output_->failed() || Fail("the output cannot be written");
+    return false;
   }
 
   JsonError TakeError() { return std::move(error_); }
 
  private:
+  bool EndObject() {
+    writer_->EndObject();
+    return !output_->failed() || Fail("the output cannot be written");
+  }
+
+  bool WriteFields(const Message& message, int depth) {
+    for (const FieldDescriptor* field : FieldsToWrite(message)) {
+      WriteKey(*field);
+      const JsonPathStep step(&path_, field);
+      if (!WriteField(message, field, depth)) return false;
+    }
+    return ReportUnknownFields(message);
+  }
+
+  bool WriteOwn(const Message& message) {
+    std::string json;
+    if (const auto error = WriteOwnForm(message, &json)) return Fail(*error);
+    return writer_->RawValue(json.data(), json.size(), rapidjson::kObjectType);
+  }
+
+  bool WriteAny(const Message& any, int depth) {
+    const Descriptor& type = *any.GetDescriptor();
+    const std::string url = any.GetReflection()->GetString(any, type.FindFieldByNumber(1));
+    const std::string bytes = any.GetReflection()->GetString(any, type.FindFieldByNumber(2));
+    writer_->StartObject();
+    if (!url.empty() || !bytes.empty()) {
+      const std::unique_ptr<Message> held = NewMessageOfUrl(url, any);
+      if (held == nullptr) return Fail(UnknownUrl(url));
+      ParseLimits limits;
+      limits.max_depth = options_.max_depth;
+      if (const auto fault = Parse(bytes, limits, held.get())) {
+        return Fail("the value is no " + held->GetTypeName() + ": " + ToString(*fault));
+      }
+      WriteKey("@type");
+      WriteText(url);
+      if (JsonFormOf(*held->GetDescriptor()) == JsonForm::kMembers) {
+        if (!WriteFields(*held, depth)) return false;
+      } else {
+        WriteKey("value");
+        if (!WriteMessage(*held, depth + 1)) return false;
+      }
+    }
+    return ReportUnknownFields(any) && EndObject();
+  }
+
   std::vector<const FieldDescriptor*> FieldsToWrite(const Message& message) const {
     std::vector<const FieldDescriptor*> set;
     message.GetReflection()->ListFields(message, &set);
@@ -123,8 +178,10 @@ class MessageWriter {
     const Descriptor* type = message.GetDescriptor();
     for (int i = 0; i < type->field_count(); ++i) {
       const FieldDescriptor* field = type->field(i);
+      // To write an unset member of a oneof would take the place of the one that is set.
       const bool has_default =
-          field->is_repeated() || field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE;
+          field->is_repeated() || (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE &&
+                                   field->real_containing_oneof() == nullptr);
       if (has_default || std::find(set.begin(), set.end(), field) != set.end()) {
         fields.push_back(field);
       }
@@ -138,7 +195,7 @@ class MessageWriter {
     if (field.is_extension()) {
       WriteKey(FieldName(field));
     } else {
-      WriteKey(options_.schema_names ? field.name() : field.json_name());
+      WriteKey(options_.schema_names ? field.name() : names_.NameOf(field));
     }
   }
 
@@ -146,15 +203,39 @@ class MessageWriter {
     writer_->Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
   }
 
-  bool WriteField(const Message& message, const FieldDescriptor* field) {
-    if (!field->is_repeated()) return WriteValue(message, field);
+  bool WriteField(const Message& message, const FieldDescriptor* field, int depth) {
+    if (field->is_map()) return WriteMap(message, field, depth);
+    if (!field->is_repeated()) return WriteValue(message, field, depth);
     writer_->StartArray();
     const int size = message.GetReflection()->FieldSize(message, field);
     for (int i = 0; i < size; ++i) {
-      path_.back().second = i;
-      if (!WriteValue(message, field)) return false;
+      path_.SetIndex(i);
+      if (!WriteValue(message, field, depth)) return false;
     }
     writer_->EndArray();
+    return true;
+  }
+
+  // Entries sorted by their names, since maps have no order.
+  bool WriteMap(const Message& message, const FieldDescriptor* field, int depth) {
+    const FieldDescriptor* const key = field->message_type()->map_key();
+    const FieldDescriptor* const value = field->message_type()->map_value();
+    std::map<std::string, const Message*> entries;
+    const int size = message.GetReflection()->FieldSize(message, field);
+    for (int i = 0; i < size; ++i) {
+      const Message& entry = message.GetReflection()->GetRepeatedMessage(message, field, i);
+      // Dynamic messages keep all entries that were read with one key; the last one counts.
+      entries[MapKeyText(entry, key)] = &entry;
+    }
+    writer_->StartObject();
+    for (const auto& [name, entry] : entries) {
+      path_.SetKey(name);
+      std::string utf8;
+      if (!MakeUtf8(name, &utf8)) return false;
+      WriteKey(utf8);
+      if (!WriteValue(*entry, value, depth)) return false;
+    }
+    writer_->EndObject();
     return true;
   }
 
@@ -165,11 +246,11 @@ class MessageWriter {
             Value (Reflection::*repeated)(const Message&, const FieldDescriptor*, int)
                 const) const {
     const Reflection* reflection = message.GetReflection();
-    return field->is_repeated() ? (reflection->*repeated)(message, field, path_.back().second)
+    return field->is_repeated() ? (reflection->*repeated)(message, field, path_.index())
                                 : (reflection->*singular)(message, field);
   }
 
-  bool WriteValue(const Message& message, const FieldDescriptor* field) {
+  bool WriteValue(const Message& message, const FieldDescriptor* field, int depth) {
     switch (field->cpp_type()) {
       case FieldDescriptor::CPPTYPE_INT32:
         return writer_->Int(
@@ -191,24 +272,31 @@ class MessageWriter {
       case FieldDescriptor::CPPTYPE_BOOL:
         return writer_->Bool(
             Get(message, field, &Reflection::GetBool, &Reflection::GetRepeatedBool));
-      case FieldDescriptor::CPPTYPE_ENUM: {
-        const auto* value = Get<const EnumValueDescriptor*>(message, field, &Reflection::GetEnum,
-                                                            &Reflection::GetRepeatedEnum);
-        return options_.enums_as_numbers ? writer_->Int(value->number()) : WriteText(value->name());
-      }
+      case FieldDescriptor::CPPTYPE_ENUM:
+        return WriteEnum(*field, Get(message, field, &Reflection::GetEnumValue,
+                                     &Reflection::GetRepeatedEnumValue));
       case FieldDescriptor::CPPTYPE_STRING:
         return WriteStringOrBytes(message, field);
       case FieldDescriptor::CPPTYPE_MESSAGE:
-        return WriteSubMessage(message, field);
+        return WriteSubMessage(message, field, depth);
     }
     return Fail("the field has a type that this library does not know");
   }
 
-  bool WriteSubMessage(const Message& message, const FieldDescriptor* field) {
+  bool WriteEnum(const FieldDescriptor& field, int number) {
+    if (TakesNull(field)) return writer_->Null();
+    const EnumValueDescriptor* const value = field.enum_type()->FindValueByNumber(number);
+    // Open enums hold numbers without a name too.
+    return options_.enums_as_numbers || value == nullptr ? writer_->Int(number)
+                                                         : WriteText(value->name());
+  }
+
+  bool WriteSubMessage(const Message& message, const FieldDescriptor* field, int depth) {
     const Reflection* reflection = message.GetReflection();
     return WriteMessage(field->is_repeated()
-                            ? reflection->GetRepeatedMessage(message, field, path_.back().second)
-                            : reflection->GetMessage(message, field));
+                            ? reflection->GetRepeatedMessage(message, field, path_.index())
+                            : reflection->GetMessage(message, field),
+                        depth + 1);
   }
 
   bool WriteStringOrBytes(const Message& message, const FieldDescriptor* field) {
@@ -216,19 +304,27 @@ class MessageWriter {
     std::string copy;
     const std::string& value =
         field->is_repeated()
-            ? reflection->GetRepeatedStringReference(message, field, path_.back().second, &copy)
+            ? reflection->GetRepeatedStringReference(message, field, path_.index(), &copy)
             : reflection->GetStringReference(message, field, &copy);
     if (field->type() == FieldDescriptor::TYPE_BYTES) {
       return WriteText(options_.bytes == JsonBytes::kBase64 ? ToBase64(value)
                                                             : ToHexadecimal(value));
     }
-    const std::size_t invalid = FirstInvalidUtf8(value);
-    if (invalid == value.size()) return WriteText(value);
-    if (!Lose("the string is not UTF-8 at its byte " + std::to_string(invalid) + " (0x" +
-              ToHexadecimal(std::string_view(value).substr(invalid, 1)) + ")")) {
-      return false;
+    if (FirstInvalidUtf8(value) == value.size()) return WriteText(value);
+    std::string utf8;
+    return MakeUtf8(value, &utf8) && WriteText(utf8);
+  }
+
+  // The text with all that is not UTF-8 replaced, which is a loss.
+  bool MakeUtf8(const std::string& text, std::string* utf8) {
+    const std::size_t invalid = FirstInvalidUtf8(text);
+    if (invalid == text.size()) {
+      *utf8 = text;
+      return true;
     }
-    return WriteText(WithReplacedInvalidUtf8(value));
+    *utf8 = WithReplacedInvalidUtf8(text);
+    return Lose("the string is not UTF-8 at its byte " + std::to_string(invalid) + " (0x" +
+                ToHexadecimal(std::string_view(text).substr(invalid, 1)) + ")");
   }
 
   // A string that is known to be UTF-8.
@@ -256,30 +352,21 @@ class MessageWriter {
 
   bool Lose(std::string reason) {
     if (!options_.on_loss) return Fail(std::move(reason));
-    options_.on_loss({Path(), std::move(reason)});
+    options_.on_loss({path_.Text(), std::move(reason)});
     return true;
   }
 
   bool Fail(std::string reason) {
-    error_.path = Path();
+    error_.path = path_.Text();
     error_.reason = std::move(reason);
     return false;
-  }
-
-  std::string Path() const {
-    std::string path;
-    for (const auto& [field, index] : path_) {
-      AppendField(*field, &path);
-      if (index >= 0) AppendIndex(index, &path);
-    }
-    return path;
   }
 
   const JsonWriteOptions& options_;
   JsonOutput* output_;
   Writer* writer_;
-  // The fields being written, outermost first, each with its index or -1.
-  std::vector<std::pair<const FieldDescriptor*, int>> path_;
+  JsonNames names_;
+  JsonPath path_;
   JsonError error_;
 };
 
@@ -287,7 +374,7 @@ template <typename Writer>
 std::optional<JsonError> Write(const Message& message, const JsonWriteOptions& options,
                                JsonOutput* output, Writer* writer) {
   MessageWriter<Writer> message_writer(options, output, writer);
-  const bool written = message_writer.WriteMessage(message);
+  const bool written = message_writer.WriteMessage(message, 0);
   output->Flush();
   if (written) return std::nullopt;
   return message_writer.TakeError();

@@ -141,13 +141,17 @@ class Checker {
     const PayloadPath& wanted = path->second;
     SetPayloads found;
     FindPayloads(message, set, pairing.payloads, wanted, 0, &found);
-    if (is_set) {
+    if (kind == UnknownKind(pairing) && found.others.empty()) {
+      // Readers cannot tell an unset selector from one that is set to what it reads as then.
+      Report(step, {selector}, CheckRule::kSelectorUnset,
+             selector->name() + (is_set ? " is " + kind->name() : " is not set") +
+                 ", so readers cannot tell the kind");
+    } else if (is_set) {
       ReportPayloads(pairing, selector->name() + " is " + kind->name(), wanted, found, step);
     } else if (wanted.empty()) {
       Report(step, {selector}, CheckRule::kSelectorUnset,
-             selector->name() + " is not set, so readers " +
-                 (found.others.empty() ? "cannot tell the kind"
-                                       : "do not look at " + PathText(found.others.front())));
+             selector->name() + " is not set, so readers do not look at " +
+                 PathText(found.others.front()));
     } else if (!found.wanted && !found.others.empty()) {
       Report(step, {selector}, CheckRule::kSelectorUnset,
              selector->name() + " is not set and reads as " + kind->name() +

@@ -206,9 +206,7 @@ const std::vector<ExactlyOne>& ExactlyOneTable() {
       {"Pb.CmnSys.DeviceCmds.DeviceCmd", 1, 26, false},
       {"Pb.CmnSys.SiteViews.BaseEntry", 1, 2, false},
       {"Pb.CmnSys.Nodes.Node", 201, 202, false},
-      // A message that neither asks nor answers, and an object of no kind, mean nothing but are
-      // complete.
-      {"Pb.CmnSys.Notifications.NotificationUserMessage", 101, 102, true},
+      // An object of no kind means nothing but is complete.
       {"Pb.CmnSys.Maps.MapObject", 201, 204, true},
   };
   return *table;

@@ -205,4 +205,11 @@ const Pairing* FindPairing(const Descriptor* record) {
   return found == by_record->end() ? nullptr : found->second;
 }
 
+const EnumValueDescriptor* UnknownKind(const Pairing& pairing) {
+  if (pairing.described.selector == nullptr) return nullptr;
+  const EnumValueDescriptor* const value = pairing.described.selector->default_value_enum();
+  const auto path = pairing.path_of_value.find(value->number());
+  return path != pairing.path_of_value.end() && path->second.empty() ? value : nullptr;
+}
+
 }  // namespace CmnSys::Util

@@ -32,6 +32,10 @@ struct Pairing {
   bool may_be_none = false;
 };
 
+// The value that stands for no kind at all: the one that an unset selector reads as, when it has no
+// payload. nullptr where every value is a kind, and where there is no selector.
+const google::protobuf::EnumValueDescriptor* UnknownKind(const Pairing& pairing);
+
 // All pairings, by full name of the record. Built at first use; lives as long as the process. A row
 // whose names the loaded schema does not have is left out; the tests see to it that there is none.
 // Thread-safe.

@@ -27,6 +27,12 @@ enum WireType {
   kFixed32 = 5,
 };
 
+// What protobuf's parsers read of a varint: tags and lengths have 32 bits, and more bytes than
+// those take are refused, even when they add nothing.
+constexpr int kLongestTag = 5;
+constexpr int kLongestLength = 5;
+constexpr int kLongestNumber = 10;
+
 constexpr std::uint64_t kMostBytes = (std::uint64_t{1} << 31) - 1;
 
 // How an element of a packed field is written.
@@ -61,7 +67,7 @@ class Walker {
     while (position_ < end) {
       const std::size_t tag_start = position_;
       std::uint64_t tag = 0;
-      if (!Varint(end, path, "a field tag", &tag)) return false;
+      if (!Varint(end, path, "a field tag", kLongestTag, &tag)) return false;
       const int number = static_cast<int>((tag & 0xffffffffU) >> 3);
       const int wire_type = static_cast<int>(tag & 7);
       if (number == 0) {
@@ -92,7 +98,7 @@ class Walker {
     switch (wire_type) {
       case kVarint: {
         std::uint64_t ignored = 0;
-        return Varint(end, path, "a number", &ignored);
+        return Varint(end, path, "a number", kLongestNumber, &ignored);
       }
       case kFixed64:
         return Skip(8, end, path);
@@ -112,7 +118,7 @@ class Walker {
                        const std::string& path) {
     const std::size_t length_start = position_;
     std::uint64_t length = 0;
-    if (!Varint(end, path, "a length", &length)) return false;
+    if (!Varint(end, path, "a length", kLongestLength, &length)) return false;
     if (length > end - position_) {
       const std::size_t left = end - position_;
       position_ = length_start;
@@ -136,21 +142,22 @@ class Walker {
     return true;
   }
 
-  bool Varint(std::size_t end, const std::string& path, const char* what, std::uint64_t* value) {
+  bool Varint(std::size_t end, const std::string& path, const char* what, int longest,
+              std::uint64_t* value) {
     const std::size_t start = position_;
     *value = 0;
-    for (int shift = 0; shift < 70; shift += 7) {
+    for (int i = 0; i < longest; ++i) {
       if (position_ == end) {
         position_ = start;
         return Fault(path, std::string(what) + " is cut off by the end of the " +
                                (end == bytes_.size() ? "input" : "enclosing message"));
       }
       const auto byte = static_cast<unsigned char>(bytes_[position_++]);
-      *value |= static_cast<std::uint64_t>(byte & 0x7f) << (shift & 63);
+      *value |= static_cast<std::uint64_t>(byte & 0x7f) << (7 * i);
       if (byte < 0x80) return true;
     }
     position_ = start;
-    return Fault(path, std::string(what) + " is longer than 10 bytes");
+    return Fault(path, std::string(what) + " is longer than " + std::to_string(longest) + " bytes");
   }
 
   bool Skip(std::size_t count, std::size_t end, const std::string& path) {

@@ -19,9 +19,11 @@
 namespace CmnSys::Util {
 
 enum class CheckRule {
-  // The selector is not set, so readers cannot tell the kind of the record. Where an unset selector
-  // reads as a real kind (a rule without rule_type is a triggered rule), this is a violation only
-  // when the payload of another kind is set.
+  // The selector is not set, so readers cannot tell the kind of the record; or it is set to the
+  // value that an unset one reads as (IOTA_TYPE_UNKNOWN), which is the same to them, and no payload
+  // is set. Where an unset selector reads as a real kind (a rule without rule_type is a triggered
+  // rule), this is a violation only when the selector is not set and the payload of another kind is
+  // set.
   kSelectorUnset,
   // The selector names a kind, but the payload of that kind is not set, nor any other.
   kPayloadMissing,
@@ -61,7 +63,7 @@ struct Violation {
 
 struct CheckOptions {
   // Messages nested below the outermost one; what lies deeper is reported as kDepthLimit and not
-  // checked. Each level takes some hundred bytes of the stack. At least 0.
+  // checked. Each level takes some 400 bytes of the stack. At least 0.
   int max_depth = 100;
   // The checker stops when it has found so many.
   std::size_t max_violations = 1000;
