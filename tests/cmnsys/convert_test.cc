@@ -71,7 +71,7 @@ TEST(Convert, PlacesErrorsInAStream) {
   EXPECT_TRUE(RefusedWith(Convert("Gid", "delimited", "delimited", "\x02\x38\x02\x04\x38"),
                           "standard input: record 1, at byte 5: the stream ends 3 bytes before"));
   EXPECT_TRUE(RefusedWith(Convert("Gid", "json", "delimited", "{\"type\":2}\n{\"type\":2"),
-                          "standard input:2:10: in type, the text ends before the message does"));
+                          "standard input:2:10: the text ends before the message does"));
   EXPECT_TRUE(RefusedWith(Convert("Gid", "delimited", "binary", "\x02\x38\x02\x02\x38\x02"),
                           "several messages"));
   EXPECT_TRUE(RefusedWith(Cmnsys({"convert", "Gid", "/", "-f", "json"}), "Is a directory"));

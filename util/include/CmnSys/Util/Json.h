@@ -11,8 +11,10 @@
 // fields), and strings that are not UTF-8, which protobuf's wire format lets pass. Two things are
 // not kept: which of its many bit patterns a NaN has, and the order in which fields were written.
 //
-// Map fields and google.protobuf types with a form of their own (Any, Timestamp and the like) do
-// not occur in this schema and are written as the plain messages that they are.
+// Schemas of users may have what this one does not. Maps are objects; the google.protobuf types with
+// a form of their own (Any, Timestamp, Struct and the like) have it, an Any only where the pool of
+// its descriptor knows the type that it holds. Open enums keep numbers without a name. Where two
+// fields of a type share a JSON name, they stand under their own names.
 
 #ifndef CMNSYS_UTIL_JSON_H_
 #define CMNSYS_UTIL_JSON_H_
@@ -72,19 +74,20 @@ struct JsonWriteOptions {
   // Blanks for each level, at most 16; 0 writes everything on one line, without any blank.
   int indent = 2;
   // Also writes unset scalar fields, with the value that they read as, and empty repeated fields.
-  // Reading that back gives a message in which they are set. Unset sub-messages and extensions are
-  // left out.
+  // Reading that back gives a message in which they are set. Unset sub-messages and extensions, and
+  // unset members of a oneof, are left out.
   bool unset_fields = false;
   // Called for each unknown field, which is then left out, and for each string that is not UTF-8,
   // in which U+FFFD then stands for every offending byte. Without it both are errors.
   std::function<void(const JsonLoss&)> on_loss;
-  // Messages nested below the outermost one.
+  // Messages nested below the outermost one. Each takes some 900 bytes of the stack.
   int max_depth = 100;
 };
 
 // Writes the message. Returns nothing when that succeeded, or the first error: something that JSON
 // cannot hold (see on_loss), messages nested too deep, or an output that fails. After an error the
-// output holds part of the JSON. No line end follows the JSON.
+// output holds part of the JSON. No line end follows the JSON. Required fields that are missing are no
+// error here, but ReadJson refuses the JSON.
 // Thread-safe as long as nobody changes the message; O(size of the message), in memory that grows
 // with its depth only.
 [[nodiscard]] CMNSYSUTIL_EXPORT std::optional<JsonError> WriteJson(
@@ -97,20 +100,21 @@ struct JsonWriteOptions {
 
 struct JsonReadOptions {
   JsonBytes bytes = JsonBytes::kBase64;
-  // Messages nested below the outermost one.
+  // Messages nested below the outermost one. Each takes some 1,200 bytes of the stack.
   int max_depth = 100;
   // Length of one message's JSON. At most 2^31 - 1.
   std::uint64_t max_bytes = std::uint64_t{256} << 20;
 };
 
-// Reads one message; white space may surround it, anything else is an error. Returns nothing when
-// that succeeded, or the first error; the message is then empty.
+// Reads one message; white space may surround it, and a byte order mark stand before it, anything
+// else is an error. Returns nothing when that succeeded, or the first error; the message is then
+// empty.
 //
 // Member names are taken in lowerCamelCase and as the schema spells them. null leaves a field
 // unset. 64-bit numbers are taken as strings and as numbers, whole numbers also with fraction or
 // exponent as long as their value is whole (1e3), numbers of float and double fields rounded to the
 // nearest value. Errors are: malformed JSON, members that the type does not have or that stand
-// twice (in either spelling), values of the wrong kind or out of range, names and numbers that the
+// twice (in either spelling), two members of one oneof, values of the wrong kind or out of range, names and numbers that the
 // enum does not declare, null in an array, strings that are not UTF-8, also by an escaped lone
 // surrogate, missing required fields, and the limits of the options. Thread-safe for distinct
 // messages; O(length of the JSON) apart from the lookup of names.
