@@ -2,6 +2,7 @@
 
 #include <google/protobuf/compiler/cpp/names.h>
 #include <google/protobuf/stubs/common.h>
+#include <google/protobuf/stubs/strutil.h>
 
 #include <algorithm>
 
@@ -30,6 +31,9 @@ bool MayLackRoutine(const FileDescriptor* file, const Options& options) {
       options.stock_imports.begin(), options.stock_imports.end(),
       [file](const std::string& prefix) { return file->name().rfind(prefix, 0) == 0; });
 }
+
+// A path as the content of a string literal.
+std::string Literal(const std::string& path) { return google::protobuf::CEscape(path); }
 
 std::string SourcePath(const FileDescriptor* file) {
   return google::protobuf::compiler::cpp::StripProto(file->name()) + ".pb.cc";
@@ -76,7 +80,7 @@ void WriteRegistrationDefinition(const FileDescriptor* file, const Options& opti
                                  Printer* printer) {
   const std::map<std::string, std::string> vars = {{"mangled", MangledPath(file->name())},
                                                    {"routine", RegistrationRoutine(file)},
-                                                   {"source", SourcePath(file)}};
+                                                   {"source", Literal(SourcePath(file))}};
   // The flag is set first, so that a cycle of calls ends. It is a plain flag: registration runs on
   // the one thread that loads the library.
   printer->Print(vars,
@@ -130,7 +134,7 @@ void WriteAssignedFile(const FileDescriptor* file, Printer* printer) {
       "  return assigned;\n"
       "}\n",
       "function", AssignedFile(file), "routine", RegistrationRoutine(file), "mangled",
-      MangledPath(file->name()), "path", file->name());
+      MangledPath(file->name()), "path", Literal(file->name()));
 }
 
 }  // namespace CmnSys::Compiler

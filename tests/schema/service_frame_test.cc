@@ -1,7 +1,7 @@
 // What must hold of every service: which method an index reaches, and what an unimplemented one
 // does.
 
-#include <google/protobuf/descriptor.pb.h>
+#include <google/protobuf/descriptor.h>
 #include <google/protobuf/message.h>
 #include <gtest/gtest.h>
 
@@ -115,47 +115,6 @@ TEST(Stubs, HandTheMethodOfTheirIndexAndAllArgumentsToTheChannel) {
     EXPECT_EQ(done.runs, 0);
     EXPECT_FALSE(controller.Failed());
   });
-}
-
-// A service of another schema with more methods than any of ours.
-class ServiceClassesDeathTest : public testing::Test {
- protected:
-  ServiceClassesDeathTest() {
-    google::protobuf::FileDescriptorProto file;
-    file.set_name("foreign.proto");
-    file.set_syntax("proto2");
-    file.add_message_type()->set_name("Empty");
-    auto* service = file.add_service();
-    service->set_name("Foreign");
-    for (int i = 0; i < 50; ++i) {
-      auto* method = service->add_method();
-      method->set_name("Method" + std::to_string(i));
-      method->set_input_type(".Empty");
-      method->set_output_type(".Empty");
-    }
-    foreign_ = pool_.BuildFile(file)->service(0);
-  }
-
-  google::protobuf::DescriptorPool pool_;
-  const ServiceDescriptor* foreign_;
-};
-
-TEST_F(ServiceClassesDeathTest, EndTheProcessOnAnIndexBeyondTheirMethods) {
-  const char* const text = "Bad method index; this should never happen\\.";
-  for (const ServiceClass& service : AllServices()) {
-    SCOPED_TRACE(service.descriptor->full_name());
-    const std::unique_ptr<Service> server = service.new_server();
-    const MethodDescriptor* own = service.descriptor->method(0);
-    const MethodDescriptor* beyond = foreign_->method(service.descriptor->method_count());
-    const std::unique_ptr<Message> request(server->GetRequestPrototype(own).New());
-    const std::unique_ptr<Message> response(server->GetResponsePrototype(own).New());
-    TestController controller;
-    CountingClosure done;
-    EXPECT_DEATH(server->CallMethod(beyond, &controller, request.get(), response.get(), &done),
-                 text);
-    EXPECT_DEATH((void)server->GetRequestPrototype(beyond), text);
-    EXPECT_DEATH((void)server->GetResponsePrototype(beyond), text);
-  }
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/text_format.h>
-#include <google/protobuf/util/json_util.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -127,43 +126,17 @@ TEST(Json, BringsEveryMessageBackUnderAllOptions) {
   });
 }
 
-// Protobuf's own converter is the other implementation of the mapping; it has no extensions.
-TEST(Json, IsWhatProtobufsOwnConverterReadsAndWrites) {
-  Util::RandomMessageOptions random;
-  random.max_extensions = 0;
-  random.non_finite = true;
-  ForRandomMessages(random, [](const Message& message) {
-    const std::string json = ToJson(message);
-    const std::unique_ptr<Message> theirs(message.New());
-    const auto status = google::protobuf::util::JsonStringToMessage(json, theirs.get());
-    ASSERT_TRUE(status.ok()) << status.ToString() << "\n" << json;
-    ASSERT_EQ(theirs->SerializeAsString(), message.SerializeAsString()) << json;
-
-    std::string their_json;
-    ASSERT_TRUE(google::protobuf::util::MessageToJsonString(message, &their_json).ok());
-    const std::unique_ptr<Message> ours(message.New());
-    const auto error = Util::ReadJson(their_json, {}, ours.get());
-    ASSERT_FALSE(error) << ToString(*error) << "\n" << their_json;
-    ASSERT_EQ(ours->SerializeAsString(), message.SerializeAsString()) << their_json;
-  });
-}
-
-TEST(Json, WritesEachKindOfFieldAsTheMappingSays) {
+// What the mapping says is left to the conformance suite; this is where it leaves a choice.
+TEST(Json, WritesTheShortestNumbersAndExtensionsInBrackets) {
   const struct {
     const char* type;
     const char* text;
     const char* json;
   } cases[] = {
-      {"Pb.CmnSys.Gid", "type: GID_TYPE_SERVER id: '\\377\\376\\373'",
-       R"({"id":"//77","type":"GID_TYPE_SERVER"})"},
-      {"Pb.CmnSys.IotaS32", "val: -2147483648", R"({"val":-2147483648})"},
-      {"Pb.CmnSys.IotaU64", "val: 18446744073709551615", R"({"val":"18446744073709551615"})"},
-      {"Pb.CmnSys.IotaFloatArray", "val: [0.1, 1, -0.0, 1e20, 16777216, 1.17549435e-38, nan, inf]",
-       R"({"val":[0.1,1,-0.0,1e+20,16777216,1.1754944e-38,"NaN","Infinity"]})"},
-      {"Pb.CmnSys.IotaDoubleArray", "val: [0.1, 5e-324, 1.7976931348623157e308, -inf]",
-       R"({"val":[0.1,5e-324,1.7976931348623157e+308,"-Infinity"]})"},
-      {"Pb.CmnSys.IotaString", R"(val: "a\"\\\n\001\177\342\200\250\360\237\232\252/")",
-       "{\"val\":\"a\\\"\\\\\\n\\u0001\x7f\xe2\x80\xa8\xf0\x9f\x9a\xaa/\"}"},
+      {"Pb.CmnSys.IotaFloatArray", "val: [0.1, 1, -0.0, 1e20, 16777216, 1.17549435e-38]",
+       R"({"val":[0.1,1,-0.0,1e+20,16777216,1.1754944e-38]})"},
+      {"Pb.CmnSys.IotaDoubleArray", "val: [0.1, 5e-324, 1.7976931348623157e308]",
+       R"({"val":[0.1,5e-324,1.7976931348623157e+308]})"},
       {"Pb.CmnSys.Events.Event",
        "event_type: EVENT_APPLICATION_SERVER_START "
        "[Pb.CmnSys.Events.event_app_server_start] { }",
@@ -249,24 +222,17 @@ TEST(Json, ReadsWhatTheMappingAllows) {
        "this_id: 5 event_type: EVENT_APPLICATION_SERVER_START"},
       {"Pb.CmnSys.Gid", " \r\n\t{ } \n", ""},
       {"Pb.CmnSys.Gid", "\xef\xbb\xbf{}", ""},
-      {"Pb.CmnSys.Gid", R"({"id":null,"type":null})", ""},
       {"Pb.CmnSys.Gid", R"({"id":"__79","type":2.0})",
        R"(id: "\377\376\375" type: GID_TYPE_SERVER)"},
       {"Pb.CmnSys.Gid", R"({"id":"eA"})", R"(id: "x")"},
       {"Pb.CmnSys.IotaU32Array",
        R"({"val":[0,-0,"7",1e3,1.5e1,4294967295.0,0.01e2, 10000000000e-9]})",
        "val: 0 val: 0 val: 7 val: 1000 val: 15 val: 4294967295 val: 1 val: 10"},
-      {"Pb.CmnSys.IotaS64Array",
-       R"({"val":[9223372036854775807,"-9223372036854775808",-9223372036854775808]})",
-       "val: 9223372036854775807 val: -9223372036854775808 val: -9223372036854775808"},
       {"Pb.CmnSys.IotaFloatArray", R"({"val":["NaN","-Infinity","1.5",1e-60,-1e-60,16777217]})",
        "val: nan val: -inf val: 1.5 val: 0 val: -0 val: 16777216"},
       {"Pb.CmnSys.IotaDoubleArray", R"({"val":[1e-400,2.2250738585072011e-308,0.1,0e400,-0e999]})",
        "val: 0 val: 2.2250738585072009e-308 val: 0.1 val: 0 val: -0"},
       {"Pb.CmnSys.IotaS32", R"({"val":0e309})", "val: 0"},
-      {"Pb.CmnSys.IotaString", R"({"val":"\u00e9\ud83d\udeaa\u0000\/"})",
-       R"(val: "\303\251\360\237\232\252\000/")"},
-      {"Pb.CmnSys.IotaString", "{\"\\u0076al\":\"\xc3\xa9\"}", R"(val: "\303\251")"},
   };
   for (const auto& c : cases) EXPECT_EQ(Read(c.type, c.json), c.text) << c.json;
 
