@@ -63,6 +63,7 @@ format: deps
 	$(OWN_CODE) | xargs clang-format -i
 
 package: build
+	cmake --build --preset release --target packages
 	cmake --build --preset release --target package
 
 install: build

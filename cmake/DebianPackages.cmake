@@ -1,5 +1,6 @@
 # The Debian packages that `make package` builds with CPack: cmnsysprotobuf with the libraries and
-# cmnsys, cmnsysprotobuf-dev with what is needed to build programs.
+# cmnsys, cmnsysprotobuf-dev with what is needed to build programs, and one for each tool and language
+# of packages/.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME cmnsysprotobuf)
@@ -9,7 +10,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/RemoveRunPaths.cmake)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_COMPONENTS_ALL runtime development)
+set(CPACK_COMPONENTS_ALL runtime development wireshark)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -35,5 +36,14 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "cmnsysprotobuf (= ${PROJECT_VERSION}), libprotobuf-dev (>= ${CMNSYS_PROTOBUF_SERIES})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS protobuf-compiler)
+
+set(CPACK_COMPONENT_WIRESHARK_DESCRIPTION [[
+Shows calls and stored messages in Wireshark and tshark, payloads of events
+included: the schema in a form that they read, and the profile CmnSys.]])
+set(CPACK_DEBIAN_WIRESHARK_PACKAGE_NAME cmnsysprotobuf-wireshark)
+set(CPACK_DEBIAN_WIRESHARK_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_WIRESHARK_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_WIRESHARK_PACKAGE_RECOMMENDS "wireshark | tshark")
+set(CPACK_DEBIAN_WIRESHARK_PACKAGE_ENHANCES "wireshark, tshark")
 
 include(CPack)

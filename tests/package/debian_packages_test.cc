@@ -27,7 +27,8 @@ TEST(DebianPackages, RuntimeAndDevelopmentFilesArePartedAndDependenciesNamed) {
   const TemporaryFolder folder;
   const ProcessResult packed =
       CmnSys::Test::Run({"cpack", "--config", std::string(CMNSYS_BUILD) + "/CPackConfig.cmake",
-                         "-B", folder.path(), "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=none"});
+                         "-B", folder.path(), "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=none", "-D",
+                         "CPACK_COMPONENTS_ALL=runtime;development"});
   ASSERT_EQ(packed.status, 0) << packed.output << packed.errors;
 
   const auto field = [&folder](const std::string& package, const std::string& name) {
