@@ -56,7 +56,8 @@ TEST(InstalledFiles, EachKindIsWhereItBelongs) {
                 (in(prefix + "share/CmnSysProtoBuf/ProtoBuf/") && EndsIn(name, ".proto")) ||
                 in(prefix + "share/man/") || in(prefix + "share/bash-completion/") ||
                 in(prefix + "share/zsh/") || in(prefix + "share/doc/") ||
-                name == prefix + "share/CmnSysProtoBuf/CmnSysProtoBuf.desc")
+                name == prefix + "share/CmnSysProtoBuf/CmnSysProtoBuf.desc" ||
+                name == prefix + "share/CmnSysProtoBuf/pairings.json")
         << "a stray file: " << name;
   }
 }

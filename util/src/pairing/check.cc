@@ -190,7 +190,7 @@ class Checker {
     FindPayloads(message, set, pairing.payloads, {}, 0, &found);
     if (found.others.empty()) {
       const bool may_be_unknown = !message.GetReflection()->GetUnknownFields(message).empty();
-      if (!pairing.may_be_none && !may_be_unknown) {
+      if (!pairing.described.may_be_none && !may_be_unknown) {
         Report(step, {}, CheckRule::kAlternativeMissing,
                "none of the " + std::to_string(pairing.payloads.size()) + " alternatives of " +
                    pairing.described.record->full_name() + " is set");

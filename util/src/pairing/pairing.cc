@@ -57,7 +57,8 @@ std::vector<SelectedPayload> SelectedPayloads(const EnumValueDescriptor& value) 
     }
     const auto found = pairing.path_of_value.find(value.number());
     if (found == pairing.path_of_value.end()) continue;
-    payloads.push_back({pairing.described.record, selector, found->second});
+    const bool exception = pairing.exceptions.count(value.number()) != 0;
+    payloads.push_back({pairing.described.record, selector, found->second, exception});
   }
   return payloads;
 }

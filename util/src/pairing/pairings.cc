@@ -88,7 +88,7 @@ class Resolver {
       if (selector == nullptr || selector->enum_type() == nullptr) return nullptr;
     }
     pairings_.emplace_back();
-    pairings_.back().described = {record, pattern, selector};
+    pairings_.back().described = {record, pattern, selector, {}, false};
     return &pairings_.back();
   }
 
@@ -126,6 +126,7 @@ class Resolver {
     AddValues(pairing, [&](const EnumValueDescriptor& value) {
       const Descriptor* record = pairing->described.record;
       if (const char* payload = FindException(row.exceptions, value)) {
+        pairing->exceptions.insert(value.number());
         return FindPath(record, payload);
       }
       return PathTo(record->FindFieldByNumber(value.number() + row.offset));
@@ -159,6 +160,7 @@ class Resolver {
     AddValues(pairing, [&](const EnumValueDescriptor& value) {
       const Descriptor* record = pairing->described.record;
       if (const char* payload = FindException(row.exceptions, value)) {
+        pairing->exceptions.insert(value.number());
         return PathTo(record->file()->FindExtensionByName(payload));
       }
       int number = 0;
@@ -174,9 +176,12 @@ class Resolver {
   void Add(const ExactlyOne& row) {
     Pairing* const pairing = Begin(row.record, nullptr, PairingPattern::kExactlyOne);
     if (pairing == nullptr) return;
-    pairing->may_be_none = row.may_be_none;
+    PairedRecord& described = pairing->described;
+    described.may_be_none = row.may_be_none;
     for (int number = row.first_field; number <= row.last_field; ++number) {
-      AddPath(PathTo(FindByNumber(pairing->described.record, number)), 0, &pairing->payloads);
+      const PayloadPath path = PathTo(FindByNumber(described.record, number));
+      AddPath(path, 0, &pairing->payloads);
+      described.alternatives.insert(described.alternatives.end(), path.begin(), path.end());
     }
   }
 

@@ -6,6 +6,7 @@
 #include <google/protobuf/descriptor.h>
 
 #include <map>
+#include <set>
 #include <vector>
 
 #include "CmnSys/Util/Pairing.h"
@@ -28,8 +29,8 @@ struct Pairing {
   // The path to the payload of each value, empty for a value without payload. Empty map when there
   // is no selector.
   std::map<int, PayloadPath> path_of_value;
-  // Whether a record without selector is complete with no payload.
-  bool may_be_none = false;
+  // The values for which the rule of the record does not hold.
+  std::set<int> exceptions;
 };
 
 // The value that stands for no kind at all: the one that an unset selector reads as, when it has no

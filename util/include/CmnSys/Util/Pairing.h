@@ -36,6 +36,10 @@ struct PairedRecord {
   PairingPattern pattern = PairingPattern::kFixedOffset;
   // nullptr for kExactlyOne.
   const google::protobuf::FieldDescriptor* selector = nullptr;
+  // For kExactlyOne, the fields or extensions that exclude one another, by number; else empty.
+  std::vector<const google::protobuf::FieldDescriptor*> alternatives;
+  // For kExactlyOne, whether the record is complete with none of them.
+  bool may_be_none = false;
 };
 
 // All records that follow a rule, sorted by full name.
@@ -64,6 +68,8 @@ struct SelectedPayload {
   const google::protobuf::Descriptor* record = nullptr;
   const google::protobuf::FieldDescriptor* selector = nullptr;
   PayloadPath payload;  // Empty when the value has no payload.
+  // Whether the numbers of kOffsetWithExceptions and kByExtension do not hold for this value.
+  bool exception = false;
 };
 
 // What the value selects, in each record whose selector is of the value's enum, sorted by the full
