@@ -167,6 +167,7 @@ void Describe(const Descriptor* message, Page* page) {
         2, "extensions " + std::to_string(range->start) + " to " + std::to_string(range->end - 1));
   }
   std::vector<const FieldDescriptor*> extensions;
+  if (message->extension_range_count() > 0) SchemaSourceFiles();  // They may stand in any file.
   SchemaSource().FindAllExtensions(message, &extensions);
   std::vector<Row> rows;
   for (const FieldDescriptor* extension : extensions) rows.push_back(RowOf(extension));
@@ -242,13 +243,6 @@ void Describe(const FileDescriptor* file, Page* page) {
   }
 }
 
-// Every name that can be described: the schema's own, the siblings' and the paths of the files.
-std::vector<std::string> DescribableNames() {
-  std::vector<std::string> names = Util::AllNames(SchemaSourceFiles());
-  for (const FileDescriptor* file : SchemaSourceFiles()) names.push_back(file->name());
-  return names;
-}
-
 void DescribeName(const std::string& query) {
   if (!query.empty() && query.find_first_not_of("0123456789") == std::string::npos) {
     throw Failure(
@@ -259,7 +253,7 @@ void DescribeName(const std::string& query) {
   // A name of a sibling library is described too when it is given in full.
   const bool known = pool.FindFileContainingSymbol(query) != nullptr;
   const std::string name =
-      known ? query : ResolveName(DescribableNames(), query, "declaration or schema file");
+      known ? query : ResolveName(SchemaSourceNames(), query, "declaration or schema file");
 
   Page page;
   if (const FileDescriptor* file = pool.FindFileByName(name)) {

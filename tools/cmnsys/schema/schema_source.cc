@@ -2,10 +2,10 @@
 
 #include <google/protobuf/descriptor.pb.h>
 
+#include <cstddef>
 #include <sstream>
 
-#include "CmnSys/Util/Schema.h"
-#include "io/failure.h"
+#include "schema/schema_database.h"
 
 extern "C" const char cmnsys_embedded_schema_begin[];
 extern "C" const char cmnsys_embedded_schema_end[];
@@ -15,32 +15,39 @@ namespace CmnSys::Tool {
 using google::protobuf::DescriptorPool;
 using google::protobuf::FileDescriptor;
 using google::protobuf::FileDescriptorProto;
-using google::protobuf::FileDescriptorSet;
+
+namespace {
+
+SchemaDatabase& Database() {
+  static auto* const database = new SchemaDatabase(
+      {cmnsys_embedded_schema_begin,
+       static_cast<std::size_t>(cmnsys_embedded_schema_end - cmnsys_embedded_schema_begin)});
+  return *database;
+}
+
+}  // namespace
 
 const DescriptorPool& SchemaSource() {
-  static const DescriptorPool* const pool = [] {
-    FileDescriptorSet set;
-    if (!set.ParseFromArray(
-            cmnsys_embedded_schema_begin,
-            static_cast<int>(cmnsys_embedded_schema_end - cmnsys_embedded_schema_begin))) {
-      throw Failure("the schema inside this program is damaged; install it again");
-    }
-    auto* result = new DescriptorPool;
-    for (const FileDescriptorProto& file : set.file()) result->BuildFile(file);
-    return result;
-  }();
+  static const auto* const pool = new DescriptorPool(&Database());
   return *pool;
 }
 
 const std::vector<const FileDescriptor*>& SchemaSourceFiles() {
   static const auto* const files = [] {
     auto* result = new std::vector<const FileDescriptor*>;
-    for (const FileDescriptor* file : Util::SchemaFiles()) {
-      result->push_back(SchemaSource().FindFileByName(file->name()));
+    for (const std::string& path : Database().OwnPaths()) {
+      result->push_back(SchemaSource().FindFileByName(path));
     }
     return result;
   }();
   return *files;
+}
+
+std::vector<std::string> SchemaSourceNames() {
+  std::vector<std::string> names = Database().OwnNames();
+  const std::vector<std::string> paths = Database().OwnPaths();
+  names.insert(names.end(), paths.begin(), paths.end());
+  return names;
 }
 
 std::string FileComment(const FileDescriptor* file) {

@@ -10,11 +10,16 @@
 
 namespace CmnSys::Tool {
 
-// A pool of all schema files, the siblings' included, with source information. Built at first use.
+// A pool of all schema files, the siblings' included, with source information. A file is read when
+// something in it is asked for, so that the extensions of a message are those of the files read.
 const google::protobuf::DescriptorPool& SchemaSource();
 
-// The library's own files in that pool, sorted by path.
+// The library's own files in that pool, sorted by path. Reads them all.
 const std::vector<const google::protobuf::FileDescriptor*>& SchemaSourceFiles();
+
+// The full names of everything that the library's own files declare, and then the paths of the
+// files. Reads none of them into the pool.
+std::vector<std::string> SchemaSourceNames();
 
 // The comment above a declaration, its lines trimmed and joined by '\n'; empty when there is none.
 // Works for every descriptor class that has GetSourceLocation.
