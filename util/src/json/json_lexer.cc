@@ -171,10 +171,11 @@ JsonToken JsonLexer::Single(JsonToken token) {
 
 JsonToken JsonLexer::String() {
   ++next_;
+  unsigned char bits = 0;  // All that are set in any byte.
   while (true) {
     if (!Available()) return Ended();
     const char* const run = next_;
-    next_ = std::find_if_not(next_, end_, IsPlain);
+    while (next_ != end_ && IsPlain(*next_)) bits |= static_cast<unsigned char>(*next_++);
     text_.append(run, next_);
     if (next_ == end_) continue;
     const char c = *next_++;
@@ -182,6 +183,7 @@ JsonToken JsonLexer::String() {
     if (c != '\\') return Invalid("the string holds a control character, which must be escaped");
     if (!Escape()) return JsonToken::kInvalid;
   }
+  if (bits < 0x80) return JsonToken::kString;
   const std::size_t invalid = FirstInvalidUtf8(text_);
   if (invalid == text_.size()) return JsonToken::kString;
   return Invalid("the string is not UTF-8 (byte 0x" + ToHexadecimal(text_.substr(invalid, 1)) +

@@ -24,15 +24,13 @@ bool IsClashing(const FieldDescriptor& field) {
 
 }  // namespace
 
-const std::string& JsonNames::NameOf(const FieldDescriptor& field) {
-  const bool clashing = HasClash(*field.containing_type()) && IsClashing(field);
-  return clashing ? field.name() : field.json_name();
+const std::string& JsonNameOf(const FieldDescriptor& field, bool clash) {
+  return clash && IsClashing(field) ? field.name() : field.json_name();
 }
 
-const FieldDescriptor* JsonNames::FindField(const Descriptor& type, std::string_view name,
-                                            int likely) {
+const FieldDescriptor* FindJsonField(const Descriptor& type, std::string_view name, int likely,
+                                     bool clash) {
   const int count = type.field_count();
-  const bool clash = HasClash(type);
   for (int i = 0; i < count; ++i) {
     const FieldDescriptor* const field = type.field((likely + i) % count);
     if (name == field->name()) return field;
@@ -41,8 +39,11 @@ const FieldDescriptor* JsonNames::FindField(const Descriptor& type, std::string_
   return nullptr;
 }
 
-bool JsonNames::HasClash(const Descriptor& type) {
-  const auto [entry, is_new] = clashes_.emplace(&type, false);
+bool JsonNameClashes::In(const Descriptor& type) {
+  thread_local std::unordered_map<const Descriptor*, bool> generated;
+  const bool is_generated =
+      type.file()->pool() == google::protobuf::DescriptorPool::generated_pool();
+  const auto [entry, is_new] = (is_generated ? generated : clashes_).emplace(&type, false);
   if (!is_new) return entry->second;
   std::unordered_set<std::string_view> names;
   for (int i = 0; i < type.field_count(); ++i) {

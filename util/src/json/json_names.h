@@ -10,25 +10,26 @@
 
 namespace CmnSys::Util {
 
-// The names of fields in JSON. Where the JSON name of a field is the name of another field too, in
-// either spelling, the field stands under its own name only. Remembers the types that it has looked
-// at, whose descriptors must outlive it.
-class JsonNames {
+// Finds out whether two fields of a type share a name in JSON, in either spelling. Remembers the
+// types that it has looked at, whose descriptors must outlive it; those of generated classes are
+// remembered by the thread.
+class JsonNameClashes {
  public:
-  // The JSON name of a field that is no extension.
-  const std::string& NameOf(const google::protobuf::FieldDescriptor& field);
-
-  // The field with that name, in either spelling, or nullptr. `likely` is the index at which it
-  // probably stands.
-  const google::protobuf::FieldDescriptor* FindField(const google::protobuf::Descriptor& type,
-                                                     std::string_view name, int likely);
+  bool In(const google::protobuf::Descriptor& type);
 
  private:
-  // Whether two fields of the type share a name.
-  bool HasClash(const google::protobuf::Descriptor& type);
-
   std::unordered_map<const google::protobuf::Descriptor*, bool> clashes_;
 };
+
+// The JSON name of a field that is no extension; where that is the name of another field too, the
+// field's own. `clash` tells whether the type has such fields.
+const std::string& JsonNameOf(const google::protobuf::FieldDescriptor& field, bool clash);
+
+// The field with that name, in either spelling, or nullptr. `likely` is the index at which it
+// probably stands.
+const google::protobuf::FieldDescriptor* FindJsonField(const google::protobuf::Descriptor& type,
+                                                       std::string_view name, int likely,
+                                                       bool clash);
 
 // The name under which an entry of a map stands.
 std::string MapKeyText(const google::protobuf::Message& entry,

@@ -16,26 +16,33 @@ namespace CmnSys::Util {
 class JsonPath {
  public:
   void Push(const google::protobuf::FieldDescriptor* field) {
-    steps_.push_back({field, -1, {}, false});
+    steps_.push_back({field, -1, false});
   }
-  void Pop() { steps_.pop_back(); }
-  void Clear() { steps_.clear(); }
+  void Pop() {
+    if (steps_.back().in_map) keys_.pop_back();
+    steps_.pop_back();
+  }
+  void Clear() {
+    steps_.clear();
+    keys_.clear();
+  }
 
   // Which element of the last field is at hand, or which entry of a map.
   void SetIndex(int index) { steps_.back().index = index; }
   void SetKey(std::string key) {
-    steps_.back().key = std::move(key);
-    steps_.back().in_map = true;
+    if (!std::exchange(steps_.back().in_map, true)) keys_.emplace_back();
+    keys_.back() = std::move(key);
   }
   int index() const { return steps_.back().index; }
 
   // "arguments[1].iota_u32.val", "[Pb.CmnSys.Maps.geometryPoint]", "labels["en"]".
   std::string Text() const {
     std::string text;
+    auto key = keys_.begin();
     for (const Step& step : steps_) {
       AppendField(*step.field, &text);
       if (step.index >= 0) AppendIndex(step.index, &text);
-      if (step.in_map) text += "[" + Quoted(step.key) + "]";
+      if (step.in_map) text += "[" + Quoted(*key++) + "]";
     }
     return text;
   }
@@ -44,11 +51,11 @@ class JsonPath {
   struct Step {
     const google::protobuf::FieldDescriptor* field;
     int index;  // -1 unless an element is at hand.
-    std::string key;
-    bool in_map = false;
+    bool in_map;
   };
 
   std::vector<Step> steps_;
+  std::vector<std::string> keys_;  // Of the steps that are in a map.
 };
 
 // A step of the path for as long as it lives.

@@ -199,11 +199,12 @@ class MessageReader {
     const std::size_t seen = seen_.size();
     seen_.resize(seen + static_cast<std::size_t>(type.field_count()));
     std::vector<const FieldDescriptor*> extensions;
+    const bool clash = clashes_.In(type);
     int likely = 0;
     const bool read = ReadMembers([&] {
       const std::string& name = lexer_->text();
       if (in_any && name == kAnyType) return ExpectColon() && SkipValue(depth);
-      const FieldDescriptor* const field = FindField(*message, name, likely);
+      const FieldDescriptor* const field = FindField(*message, name, likely, clash);
       if (field == nullptr) return Fail(UnknownMember(type, name));
       if (field->is_extension()) {
         if (std::find(extensions.begin(), extensions.end(), field) != extensions.end()) {
@@ -223,14 +224,15 @@ class MessageReader {
     return read;
   }
 
-  const FieldDescriptor* FindField(const Message& message, const std::string& name, int likely) {
+  static const FieldDescriptor* FindField(const Message& message, const std::string& name,
+                                          int likely, bool clash) {
     const Descriptor& type = *message.GetDescriptor();
     if (name.size() > 2 && name.front() == '[' && name.back() == ']') {
       const FieldDescriptor* const extension =
           message.GetReflection()->FindKnownExtensionByName(name.substr(1, name.size() - 2));
       return extension != nullptr && extension->containing_type() == &type ? extension : nullptr;
     }
-    return names_.FindField(type, name, likely);
+    return FindJsonField(type, name, likely, clash);
   }
 
   bool ReadField(Message* message, const FieldDescriptor* field, int depth) {
@@ -554,7 +556,7 @@ class MessageReader {
 
   const JsonReadOptions& options_;
   JsonLexer* lexer_;
-  JsonNames names_;
+  JsonNameClashes clashes_;
   JsonPath path_;
   std::vector<bool> seen_;  // Fields that have stood, of all messages being read, by index.
   JsonError error_;

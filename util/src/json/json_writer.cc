@@ -130,8 +130,9 @@ class MessageWriter {
   }
 
   bool WriteFields(const Message& message, int depth) {
+    const bool clash = clashes_.In(*message.GetDescriptor());
     for (const FieldDescriptor* field : FieldsToWrite(message)) {
-      WriteKey(*field);
+      WriteKey(*field, clash);
       const JsonPathStep step(&path_, field);
       if (!WriteField(message, field, depth)) return false;
     }
@@ -191,11 +192,11 @@ class MessageWriter {
     return fields;
   }
 
-  void WriteKey(const FieldDescriptor& field) {
+  void WriteKey(const FieldDescriptor& field, bool clash) {
     if (field.is_extension()) {
       WriteKey(FieldName(field));
     } else {
-      WriteKey(options_.schema_names ? field.name() : names_.NameOf(field));
+      WriteKey(options_.schema_names ? field.name() : JsonNameOf(field, clash));
     }
   }
 
@@ -365,7 +366,7 @@ class MessageWriter {
   const JsonWriteOptions& options_;
   JsonOutput* output_;
   Writer* writer_;
-  JsonNames names_;
+  JsonNameClashes clashes_;
   JsonPath path_;
   JsonError error_;
 };
