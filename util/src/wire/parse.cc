@@ -51,6 +51,25 @@ WireType WireTypeOfPacked(const FieldDescriptor& field) {
   }
 }
 
+// A field that is being read, linked to those that hold it.
+struct Step {
+  const Step* before;
+  const FieldDescriptor* field;  // nullptr when the type does not know it.
+  int number;
+  int index;  // Of an element of a repeated field.
+};
+
+void AppendSteps(const Step* step, std::string* path) {
+  if (step == nullptr) return;
+  AppendSteps(step->before, path);
+  if (step->field != nullptr) {
+    AppendField(*step->field, path);
+    if (step->field->is_repeated()) AppendIndex(step->index, path);
+  } else {
+    *path += (path->empty() ? "" : ".") + std::to_string(step->number);
+  }
+}
+
 class Walker {
  public:
   Walker(std::string_view bytes, int max_depth) : bytes_(bytes), max_depth_(max_depth) {}
@@ -58,7 +77,7 @@ class Walker {
   // Reads a message of `type` (nullptr: unknown fields only) up to `end`, or, when `group` is not
   // 0, up to the end tag of that group. Returns false after a fault.
   bool ReadMessage(const Descriptor* type, std::size_t end, int group, int depth,
-                   const std::string& path) {
+                   const Step* path) {
     if (depth > max_depth_) {
       return Fault(path, "messages are nested more than " + std::to_string(max_depth_) +
                              " deep; raise the depth limit if that is right");
@@ -81,10 +100,9 @@ class Walker {
                                " stands here without its beginning");
       }
       const FieldDescriptor* field = FindField(type, number);
-      if (!Value(field, wire_type, number, end, depth,
-                 PathOf(path, field, number, seen[number]++))) {
-        return false;
-      }
+      const bool counts = field != nullptr && field->is_repeated();
+      const Step step = {path, field, number, counts ? seen[number]++ : 0};
+      if (!Value(field, wire_type, number, end, depth, &step)) return false;
     }
     if (group != 0) return Fault(path, "the end of the group is missing");
     return true;
@@ -94,7 +112,7 @@ class Walker {
 
  private:
   bool Value(const FieldDescriptor* field, int wire_type, int number, std::size_t end, int depth,
-             const std::string& path) {
+             const Step* path) {
     switch (wire_type) {
       case kVarint: {
         std::uint64_t ignored = 0;
@@ -114,8 +132,7 @@ class Walker {
     }
   }
 
-  bool LengthDelimited(const FieldDescriptor* field, std::size_t end, int depth,
-                       const std::string& path) {
+  bool LengthDelimited(const FieldDescriptor* field, std::size_t end, int depth, const Step* path) {
     const std::size_t length_start = position_;
     std::uint64_t length = 0;
     if (!Varint(end, path, "a length", kLongestLength, &length)) return false;
@@ -134,7 +151,7 @@ class Walker {
     return true;
   }
 
-  bool Packed(const FieldDescriptor* field, std::size_t end, const std::string& path) {
+  bool Packed(const FieldDescriptor* field, std::size_t end, const Step* path) {
     const WireType wire_type = WireTypeOfPacked(*field);
     while (position_ < end) {
       if (!Value(nullptr, wire_type, field->number(), end, 0, path)) return false;
@@ -142,7 +159,7 @@ class Walker {
     return true;
   }
 
-  bool Varint(std::size_t end, const std::string& path, const char* what, int longest,
+  bool Varint(std::size_t end, const Step* path, const char* what, int longest,
               std::uint64_t* value) {
     const std::size_t start = position_;
     *value = 0;
@@ -160,7 +177,7 @@ class Walker {
     return Fault(path, std::string(what) + " is longer than " + std::to_string(longest) + " bytes");
   }
 
-  bool Skip(std::size_t count, std::size_t end, const std::string& path) {
+  bool Skip(std::size_t count, std::size_t end, const Step* path) {
     if (end - position_ < count) {
       return Fault(path, "the value takes " + std::to_string(count) +
                              " bytes but the bytes left are " + std::to_string(end - position_));
@@ -169,8 +186,9 @@ class Walker {
     return true;
   }
 
-  bool Fault(const std::string& path, std::string reason) {
-    fault_ = {position_, path, std::move(reason)};
+  bool Fault(const Step* path, std::string reason) {
+    fault_ = {position_, "", std::move(reason)};
+    AppendSteps(path, &fault_.path);
     return false;
   }
 
@@ -182,16 +200,6 @@ class Walker {
 
   static const Descriptor* SubMessage(const FieldDescriptor* field, FieldDescriptor::Type type) {
     return field != nullptr && field->type() == type ? field->message_type() : nullptr;
-  }
-
-  static std::string PathOf(const std::string& path, const FieldDescriptor* field, int number,
-                            int index) {
-    std::string name = std::to_string(number);
-    if (field != nullptr) {
-      name = FieldName(*field);
-      if (field->is_repeated()) AppendIndex(index, &name);
-    }
-    return path.empty() ? name : path + "." + name;
   }
 
   std::string_view bytes_;
@@ -253,7 +261,7 @@ std::optional<WireFault> Parse(std::string_view bytes, const ParseLimits& limits
 std::optional<WireFault> FindWireFault(const Descriptor& type, std::string_view bytes,
                                        int max_depth) {
   Walker walker(bytes, max_depth);
-  if (walker.ReadMessage(&type, bytes.size(), 0, 0, "")) return std::nullopt;
+  if (walker.ReadMessage(&type, bytes.size(), 0, 0, nullptr)) return std::nullopt;
   return walker.TakeFault();
 }
 
