@@ -65,7 +65,11 @@ TEST(CheckCommand, ReadsStreamsAndOtherFormatsAndKeepsWhatItFoundBeforeAFault) {
   const ProcessResult stream =
       Cmnsys({"check", "Iota", "--from", "delimited"}, record + record + "\x05");
   EXPECT_EQ(stream.status, 2);
-  EXPECT_EQ(stream.output, kMismatchLine + ("record 1: " + std::string(kMismatchLine)));
+  const std::string both = "record 0: " + std::string(kMismatchLine) + "record 1: " + kMismatchLine;
+  EXPECT_EQ(stream.output, both);
+  // Text tells by the second record that it is a stream.
+  const std::string texts = std::string(kMismatch) + "\n---\n" + kMismatch;
+  EXPECT_EQ(Cmnsys({"check", "Iota", "--from", "text"}, texts).output, both);
   EXPECT_EQ(stream.errors.find("cmnsys: standard input: "), 0U) << stream.errors;
 
   EXPECT_EQ(Cmnsys({"check", "Iota", "--from", "json"},

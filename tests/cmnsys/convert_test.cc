@@ -28,6 +28,17 @@ TEST(Convert, BringsAStreamBackThroughEveryFormat) {
   }
 }
 
+TEST(Convert, KeepsTheNumberOfMessagesThroughText) {
+  using std::string_literals::operator""s;
+  for (const std::string& stream :
+       {""s, "\0"s, "\0\0"s, "\x02\x38\x02\0"s, "\0\0\x02\x38\x02\0\0"s}) {
+    const std::string text = Convert("Gid", "delimited", "text", stream).output;
+    EXPECT_EQ(Convert("Gid", "text", "delimited", text).output, stream) << text;
+  }
+  EXPECT_EQ(Convert("Gid", "text", "delimited", "---\ntype: 2\n---\n\n").output, "\x02\x38\x02");
+  EXPECT_EQ(Convert("Gid", "text", "delimited", "\n").output, "\0"s);
+}
+
 TEST(Convert, WritesAndReadsJsonByItsOptions) {
   const std::string gid = "\x0a\x02\xff\x01\x38\x02"s;
   EXPECT_EQ(Convert("Gid", "binary", "json", gid, {"--compact"}).output,
@@ -60,6 +71,10 @@ TEST(Convert, KnowsFormatsByTheEndingOfTheName) {
   const std::string stream = folder.PathOf("out.delimited");
   ASSERT_EQ(Cmnsys({"convert", "Gid", json, "--output", stream}).status, 0);
   EXPECT_EQ(ReadFile(stream), "\x02\x38\x02\x02\x38\x03");
+  const std::string lines = folder.PathOf("out.ndjson");
+  ASSERT_EQ(Cmnsys({"convert", "Gid", stream, "-o", lines}).status, 0);
+  EXPECT_EQ(ReadFile(lines),
+            "{\"type\":\"GID_TYPE_SERVER\"}\n{\"type\":\"GID_TYPE_SAVED_VIEW\"}\n");
   const std::string text = folder.PathOf("out.txt");
   ASSERT_EQ(Cmnsys({"convert", "Gid", stream, "-o", text}).status, 0);
   EXPECT_EQ(ReadFile(text), "type: GID_TYPE_SERVER\n---\ntype: GID_TYPE_SAVED_VIEW\n");

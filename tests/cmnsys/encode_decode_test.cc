@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <string>
 
@@ -76,29 +75,6 @@ TEST(Commands, SuggestTheNearestNamesForAnUnknownType) {
 TEST(Commands, AskForMoreOfAnAmbiguousName) {
   EXPECT_TRUE(RefusedWith(Cmnsys({"decode", "EmailMessage"}),
                           "\n  Pb.CmnSys.Email.EmailMessage\n  Pb.CmnSys.EmailMessage"));
-}
-
-TEST(Commands, LeaveNoPartialOutput) {
-  const TemporaryFolder folder;
-  const std::string output = folder.Write("out", "kept");
-  EXPECT_TRUE(RefusedWith(Cmnsys({"decode", "Gid", "-", "-o", output}, "\x0a\x05\x01\x02"), "id"));
-  EXPECT_TRUE(RefusedWith(Cmnsys({"encode", "Gid", "-", "-o", output}, "id: 1"), "1:5"));
-  EXPECT_EQ(ReadFile(output), "kept");
-  EXPECT_EQ(folder.Names(), std::vector<std::string>{"out"});
-
-  EXPECT_TRUE(
-      RefusedWith(Cmnsys({"decode", "Gid", "-", "-o", folder.PathOf("no/out")}), "cannot write"));
-}
-
-TEST(Commands, ReplaceAnOutputFileAndKeepItsPermissions) {
-  const TemporaryFolder folder;
-  const std::string output = folder.Write("out", "old");
-  ASSERT_EQ(::chmod(output.c_str(), 0640), 0);
-  ASSERT_EQ(Cmnsys({"encode", "Gid", "-", "-o", output}, "id: 'x'").status, 0);
-  EXPECT_EQ(ReadFile(output), "\x0a\x01x");
-  struct stat status = {};
-  ASSERT_EQ(::stat(output.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0640U);
 }
 
 TEST(Commands, ReportInputThatCannotBeRead) {

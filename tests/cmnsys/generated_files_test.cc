@@ -1,4 +1,4 @@
-// The manual page and the shell completions that cmnsys makes of its own command line.
+// The manual page and the shell completions, which cmnsys makes of its own command line.
 
 #include <gtest/gtest.h>
 
@@ -9,12 +9,11 @@
 #include <vector>
 
 #include "cmnsys/cmnsys_tool.h"
-#include "support/files.h"
 
 namespace CmnSys::Test {
 namespace {
 
-std::string Generated(const std::string& kind) { return Cmnsys({"--generate", kind}).output; }
+std::string ManualPage() { return Cmnsys({"__manual"}).output; }
 
 // What the group of the pattern matches, throughout the text.
 std::vector<std::string> Matches(const std::string& text, const std::string& pattern) {
@@ -34,20 +33,17 @@ std::vector<std::string> Commands() {
 
 // The words that bash offers for a command line that ends at the cursor.
 std::vector<std::string> BashOffers(const std::string& words) {
-  static const std::string kScript = Generated("bash");
-  const TemporaryFolder folder;
-  const std::string script = folder.Write("completion", kScript);
   const ProcessResult ran = Run({"bash", "-c",
-                                 "PATH=$(dirname " CMNSYS_TOOL "):$PATH; source " + script +
-                                     "; COMP_WORDS=(cmnsys " + words +
-                                     "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _cmnsys; "
+                                 "source " CMNSYS_BASH_COMPLETION "; COMP_WORDS=(cmnsys " + words +
+                                     "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); "
+                                     "_cmnsys " CMNSYS_TOOL "; "
                                      "printf '%s\\n' \"${COMPREPLY[@]}\""});
   EXPECT_EQ(ran.errors, "") << words;
   return Matches(ran.output, "([^\n]+)");
 }
 
-TEST(GeneratedFiles, NameEveryCommandAndOption) {
-  const std::string page = std::regex_replace(Generated("man"), std::regex(R"(\\-)"), "-");
+TEST(HelpAndCompletion, NameEveryCommandAndOption) {
+  const std::string page = std::regex_replace(ManualPage(), std::regex(R"(\\-)"), "-");
   ASSERT_GT(Commands().size(), 9U);
   for (const std::string& command : Commands()) {
     const std::size_t section = page.find("\n.SS cmnsys " + command + " [OPTIONS]");
@@ -65,7 +61,7 @@ TEST(GeneratedFiles, NameEveryCommandAndOption) {
 }
 
 TEST(ManualPage, HasNoDateAndKeepsBackslashesAndLinesOfExamples) {
-  const std::string page = Generated("man");
+  const std::string page = ManualPage();
   EXPECT_EQ(page.find(".TH CMNSYS 1 \"\" "), 0U) << page;
   EXPECT_NE(page.find("\nprintf '\\e012\\e002\\e001\\e002\\e070\\e002' | cmnsys decode Gid\n.fi\n"),
             std::string::npos);
@@ -84,6 +80,7 @@ TEST(BashCompletion, OffersWhatTheArgumentTakes) {
       {"describe EVENT_DEVICE_MOTION_STAR", {"EVENT_DEVICE_MOTION_START"}},
       {"check Gid - - /etc/hostnam", {"/etc/hostname"}},
       {"sample Gid --seed ''", {}},
+      {"call Pb.Rpc.SvcQuery.Query/I", {"Pb.Rpc.SvcQuery.Query/Initiate"}},
   };
   for (const auto& [words, offers] : cases) EXPECT_EQ(BashOffers(words), offers) << words;
 }

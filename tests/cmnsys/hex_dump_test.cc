@@ -43,6 +43,20 @@ TEST(HexDump, ReadsTheDumpsOfCommonTools) {
        "\t0x0010:  ff7c 3e7e 2032                           .|>~.2\r\n"},
       {"part of a longer dump",
        "00001fa0: 0a0b 6162 2063 6420 6566 2030 310a 0700\n00001fb0: ff7c 3e7e 2032\n"},
+      {"xxd -i with a name",
+       "unsigned char gid_bin[] = {\n"
+       "  0x0a, 0x0b, 0x61, 0x62, 0x20, 0x63, 0x64, 0x20, 0x65, 0x66, 0x20, 0x30,\n"
+       "  0x31, 0x0a, 0x07, 0x00, 0xff, 0x7c, 0x3e, 0x7e, 0x20, 0x32\n};\n"
+       "unsigned int gid_bin_len = 22;\n"},
+      {"xxd -e",
+       "00000000: 62610b0a 20646320 30206665 00070a31  ..ab cd ef 01...\n"
+       "00000010: 7e3e7cff     3220                    .|>~ 2\n"},
+      {"gdb x/22xb",
+       "0x4c10 <buffer>:\t0x0a\t0x0b\t0x61\t0x62\t0x20\t0x63\t0x64\t0x20\n"
+       "0x4c18 <buffer+8>:\t0x65\t0x66\t0x20\t0x30\t0x31\t0x0a\t0x07\t0x00\n"
+       "0x4c20 <buffer+16>:\t0xff\t0x7c\t0x3e\t0x7e\t0x20\t0x32\n"},
+      {"short offsets",
+       "0x0: 0a 0b 61 62 20 63 64 20 65 66 20 30 31 0a 07 00\n0x10: ff 7c 3e 7e 20 32\n"},
       {"colons", "0A:0B:61:62:20:63:64:20:65:66:20:30:31:0A:07:00:FF:7C:3E:7E:20:32"},
       {"C string",
        R"("\x0a\x0b\x61\x62\x20\x63\x64\x20\x65\x66\x20\x30\x31\x0a\x7\x0\xff\x7c\x3e\x7e\x20\x32")"},
@@ -66,6 +80,18 @@ TEST(HexDump, FillsInRepeatedLines) {
   EXPECT_TRUE(RefusedWith(FromHex(dump + "ffffffffff0\n"), "holds more than 67108864 bytes"));
 }
 
+TEST(HexDump, TellsTheBaseOfOffsetsByTheirDigits) {
+  // od leaves out lines that repeat; the number of lines depends on the base.
+  const std::string line = " 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61\n*\n";
+  const std::string bytes = "\x0a\x4e" + std::string(78, 'a');
+  const std::string first = " 0a 4e 61 61 61 61 61 61 61 61 61 61 61 61 61 61\n";
+  EXPECT_EQ(FromHex("0000000" + first + "0000020" + line + "0000120\n").output, bytes);
+  EXPECT_EQ(FromHex("0000000" + first + "0000016" + line + "0000080\n").output, bytes);
+  EXPECT_EQ(FromHex("000000" + first + "000010" + line + "000050\n").output, bytes);
+  // 7 lines in octal, 10 in decimal.
+  EXPECT_TRUE(RefusedWith(FromHex("0000000" + line + "0000160\n"), "can be read in several ways"));
+}
+
 TEST(HexDump, NoticesWhatIsMissingOrNoDump) {
   // Each would otherwise give other bytes than those that were dumped.
   const std::pair<const char*, const char*> dumps[] = {
@@ -74,6 +100,14 @@ TEST(HexDump, NoticesWhatIsMissingOrNoDump) {
       {"0000000 0b0a 6261\n0000004\n", "odd number"},
       {"0a0b 61 62", "1:1: 0a0b may be an offset or bytes"},
       {"0a 0", "1:4: an odd number"},
+      {"0a 00 0x", "1:9: bytes are expected"},
+      {"00000000  0a 0e 61 61 61 61 61 61  61 61 61 61 61 61 61 61\n"
+       "00000020  61 61 61 61 61 61 61 61  61 61 61 61 61 61 61 61\n",
+       "2:1: the offset is 00000020 but 16 bytes stand above"},
+      {"10, 2, 97, 98", "1:1: these numbers may be decimal"},
+      {"61 62  ab", "1:8: what stands here may be bytes or the characters"},
+      {"00000000: 0a0b6162 20636420\n", "can be read in several ways"},
+      {"unsigned char b[] = { 0x01 };\nunsigned int b_len = 2;\n", "declares 2 bytes but holds 1"},
       {"00000000: 0a02 zz01\n", "1:16: bytes are expected"},
   };
   for (const auto& [dump, error] : dumps) EXPECT_TRUE(RefusedWith(FromHex(dump), error));

@@ -29,6 +29,13 @@ TEST(Sample, IsReproducibleAndWithinItsLimit) {
             20U);
 }
 
+TEST(Sample, TakesNumbersInTheirRangeOnlyAndTypesOfTheSiblings) {
+  for (const char* const option : {"--count", "--seed", "--max-bytes", "--percent-set"}) {
+    EXPECT_TRUE(RefusedWith(Sample("Gid", {option, "-1"}), "-1 is not a whole number from 0 to "));
+  }
+  EXPECT_EQ(Sample("Pb.Prism.Version", {}).status, 0);
+}
+
 TEST(Sample, PassesTheChecker) {
   for (const char* const type : {"Events.Event", "Iota", "Notification", "Query", "RuleAction"}) {
     const ProcessResult sample = Sample(type, {"--count", "4", "-t", "delimited"});
@@ -68,11 +75,26 @@ TEST(Diff, ComparesStreamsRecordByRecord) {
   const TemporaryFolder folder;
   const std::string left = folder.Write("left.json", "{\"type\":2}{\"type\":3}{\"type\":4}");
   const std::string right = folder.Write("right.json", "{\"type\":2}{\"type\":4}");
-  const std::string last = "record 2 and what follows: only in " + left + "\n";
+  const std::string last = "record 2: this and what follows: only in " + left + "\n";
   const ProcessResult result = Cmnsys({"diff", "Gid", left, right});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.output,
             "record 1: modified: type: GID_TYPE_SAVED_VIEW -> GID_TYPE_MAP\n" + last);
+}
+
+TEST(Diff, FindsWhatIsMissingInAnyOrder) {
+  const TemporaryFolder folder;
+  const std::string a = folder.Write(
+      "a.txt", "events { this_id: 1 } events { this_id: 2 } events { this_id: 2 } events {}");
+  const std::string b = folder.Write(
+      "b.txt", "events { this_id: 3 } events { this_id: 2 } events { timestamp: 0 } events {}");
+  EXPECT_EQ(Cmnsys({"diff", "EventList", a, b, "--any-order"}).output,
+            "deleted: events[0]: { this_id: 1 }\ndeleted: events[2]: { this_id: 2 }\n"
+            "added: events[2]: { timestamp: 0 }\nadded: events[0]: { this_id: 3 }\n");
+  // An element that is set to defaults equals one that is not set.
+  EXPECT_EQ(Cmnsys({"diff", "EventList", a, b, "--any-order", "--equivalent"}).output,
+            "deleted: events[0]: { this_id: 1 }\ndeleted: events[2]: { this_id: 2 }\n"
+            "added: events[3]: { }\nadded: events[0]: { this_id: 3 }\n");
 }
 
 TEST(Guess, RanksTheRightTypeFirstAndTellsTiesAndWhatFitsNothing) {
@@ -81,6 +103,20 @@ TEST(Guess, RanksTheRightTypeFirstAndTellsTiesAndWhatFitsNothing) {
   EXPECT_EQ(ranks.find("1. Pb.CmnSys.Rules.Rule  (score "), 0U) << ranks;
   EXPECT_TRUE(Contains(Cmnsys({"guess"}, "\x08\x01").output, " types fit equally well"));
   EXPECT_TRUE(RefusedWith(Cmnsys({"guess"}, "\xff\xff\xff\xff\xff"), "fits no message type", 1));
+}
+
+TEST(Guess, WeighsTheBeginningOfALongInput) {
+  // Cut inside an event and its string.
+  std::string name;
+  while (name.size() < 100000) name += "North gate, ";
+  std::string list = "events { originating_server_name: '" + name + "' }";
+  for (int i = 0; i < 3; ++i) list += "events { event_type: EVENT_DEVICE_CONNECTED this_id: 1 }";
+  const std::string bytes = Cmnsys({"encode", "EventList"}, list).output;
+  const ProcessResult guess = Cmnsys({"guess", "--limit", "3"}, bytes);
+  EXPECT_TRUE(Contains(guess.output, " Pb.CmnSys.Events.EventList  (score ")) << guess.output;
+  EXPECT_EQ(
+      guess.errors.find("cmnsys: only the beginning of standard input is weighed: 1 record, "), 0U)
+      << guess.errors;
 }
 
 TEST(Size, AddsUpBytesByField) {

@@ -1,9 +1,13 @@
 // cmnsys: shows, reads and writes the messages of the system.
 
+#include <fcntl.h>
 #include <google/protobuf/stubs/logging.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <exception>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -38,24 +42,6 @@ std::string Misunderstood(const CLI::App& app, const CLI::ParseError& error) {
   return text + "; \"" + program + " --help\" tells more";
 }
 
-// Thrown by --generate.
-struct Generated {
-  std::string text;
-};
-
-// Adds the hidden option with which the build makes the manual page and the shell completions.
-void AddGenerateOption(CLI::App* app) {
-  app->add_option_function<std::string>(
-         "--generate",
-         [app](const std::string& kind) {
-           throw Generated{kind == "man"    ? CmnSys::Tool::ManualPage(*app)
-                           : kind == "bash" ? CmnSys::Tool::BashCompletion(*app)
-                                            : CmnSys::Tool::ZshCompletion(*app)};
-         })
-      ->check(CLI::IsMember({"man", "bash", "zsh"}))
-      ->group("");
-}
-
 int Main(int argc, char* argv[]) {
   CLI::App app("Shows, reads and writes the messages of the system.", "cmnsys");
   app.set_version_flag("--version", "cmnsys " CMNSYS_VERSION);
@@ -63,7 +49,6 @@ int Main(int argc, char* argv[]) {
   app.get_formatter()->column_width(28);
   app.fallthrough();
   CmnSys::Tool::AddColour(&app);
-  AddGenerateOption(&app);
   CmnSys::Tool::AddListCommand(&app);
   CmnSys::Tool::AddDescribeCommand(&app);
   CmnSys::Tool::AddEncodeCommand(&app);
@@ -77,14 +62,27 @@ int Main(int argc, char* argv[]) {
   CmnSys::Tool::AddCallCommand(&app);
   app.footer(std::string("Each command explains itself: cmnsys COMMAND --help\n\n") +
              CmnSys::Tool::kExitStatusHelp);
+  // Asked by the shells and by the build.
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  if (!words.empty() && words[0] == "__complete") {
+    CmnSys::Tool::WriteOutput({}, CmnSys::Tool::Complete(app, {words.begin() + 1, words.end()}),
+                              CmnSys::Tool::OutputKind::kText);
+    return Number(ExitStatus::kDone);
+  }
+  if (words == std::vector<std::string>{"__manual"}) {
+    CmnSys::Tool::WriteOutput({}, CmnSys::Tool::ManualPage(app), CmnSys::Tool::OutputKind::kText);
+    return Number(ExitStatus::kDone);
+  }
   try {
     app.parse(argc, argv);
     return 0;
-  } catch (const Generated& generated) {
-    CmnSys::Tool::WriteOutput({}, generated.text, CmnSys::Tool::OutputKind::kText);
-    return 0;
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);  // --help and --version
+    if (error.get_exit_code() == 0) {  // --help and --version
+      std::ostringstream text;
+      app.exit(error, text, text);
+      CmnSys::Tool::WriteOutput({}, text.str(), CmnSys::Tool::OutputKind::kText);
+      return Number(ExitStatus::kDone);
+    }
     CmnSys::Tool::PrintError(Misunderstood(app, error));
     return Number(ExitStatus::kTrouble);
   } catch (const CmnSys::Tool::Ended& ended) {
@@ -95,9 +93,23 @@ int Main(int argc, char* argv[]) {
   }
 }
 
+// A descriptor below 3 that is closed would be given to the next file that is opened. What takes
+// its place fails as the closed one would.
+void OccupyStandardDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(descriptor, F_GETFD) < 0) {
+      ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
+  OccupyStandardDescriptors();
+  // Output that fails is reported like anything else that fails.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   // Commands report what is wrong themselves; the runtime's own log would only repeat it.
   google::protobuf::SetLogHandler(nullptr);
   try {

@@ -2,7 +2,6 @@
 
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/unknown_field_set.h>
-#include <google/protobuf/wire_format.h>
 
 #include <algorithm>
 #include <memory>
@@ -10,7 +9,8 @@
 
 #include "CmnSys/Util/Check.h"
 #include "CmnSys/Util/Schema.h"
-#include "schema/message_type.h"
+#include "analysis/sample.h"
+#include "analysis/wire_size.h"
 #include "text/field_path.h"
 #include "text/runtime_text.h"
 
@@ -20,7 +20,6 @@ using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
 using google::protobuf::UnknownFieldSet;
-using google::protobuf::internal::WireFormat;
 using google::protobuf::io::CodedInputStream;
 
 namespace {
@@ -75,7 +74,7 @@ void Weigh(const Message& message, Evidence* evidence) {
   }
   const UnknownFieldSet& unknown = reflection->GetUnknownFields(message);
   evidence->unknown_fields += unknown.field_count();
-  evidence->unknown_bytes += WireFormat::ComputeUnknownFieldsSize(unknown);
+  evidence->unknown_bytes += FieldBytes(unknown);
 }
 
 void AddNames(const Message& message, std::vector<std::string>* names) {
@@ -88,9 +87,9 @@ void AddNames(const Message& message, std::vector<std::string>* names) {
 }
 
 // Weighs a type against the records; returns false when one of them is no such message.
-bool WeighType(const std::vector<std::string_view>& records, int max_depth, Message* message,
+bool WeighType(const std::vector<std::string>& records, int max_depth, Message* message,
                Evidence* evidence) {
-  for (const std::string_view record : records) {
+  for (const std::string& record : records) {
     CodedInputStream stream(reinterpret_cast<const std::uint8_t*>(record.data()),
                             static_cast<int>(record.size()));
     stream.SetRecursionLimit(max_depth);
@@ -103,18 +102,42 @@ bool WeighType(const std::vector<std::string_view>& records, int max_depth, Mess
   return true;
 }
 
-}  // namespace
-
-std::vector<Candidate> Candidates(const std::vector<std::string_view>& records, int max_depth) {
+// All types that the records parse as, of those that the names stand for.
+std::vector<Candidate> Weighed(const std::vector<std::string>& records,
+                               const std::vector<std::string>& names, int max_depth) {
   std::vector<Candidate> candidates;
-  for (const std::string& name : Util::MessageNames(Util::SchemaFiles())) {
-    const std::unique_ptr<Message> message = NewMessage(name);
+  for (const std::string& name : names) {
+    const std::unique_ptr<Message> message = Util::NewMessage(name);
     Candidate candidate;
     candidate.type = message->GetDescriptor();
     if (WeighType(records, max_depth, message.get(), &candidate.evidence)) {
       candidates.push_back(std::move(candidate));
     }
   }
+  return candidates;
+}
+
+// The types that deserve a look at everything: those that know a field at the beginning of the
+// first record, or all when none does.
+std::vector<std::string> Hopeful(const std::string& record, int max_depth) {
+  constexpr std::size_t kBeginning = 2 << 10;
+  const std::string beginning = BeginningOfMessage(record, kBeginning, true);
+  const std::vector<std::string> all = Util::MessageNames(Util::SchemaFiles());
+  if (beginning.empty()) return all;
+  std::vector<std::string> knowing;
+  std::vector<std::string> parsing;
+  for (const Candidate& candidate : Weighed({beginning}, all, max_depth)) {
+    parsing.push_back(candidate.type->full_name());
+    if (candidate.evidence.known_fields > 0) knowing.push_back(parsing.back());
+  }
+  return knowing.empty() ? parsing : knowing;
+}
+
+}  // namespace
+
+std::vector<Candidate> Candidates(const std::vector<std::string>& records, int max_depth) {
+  std::vector<Candidate> candidates =
+      Weighed(records, Hopeful(records.front(), max_depth), max_depth);
   std::stable_sort(candidates.begin(), candidates.end(),
                    [](const Candidate& a, const Candidate& b) {
                      const int a_score = a.evidence.Score();
@@ -125,21 +148,6 @@ std::vector<Candidate> Candidates(const std::vector<std::string_view>& records, 
                                                : a.type->field_count() < b.type->field_count();
                    });
   return candidates;
-}
-
-std::vector<std::string_view> SplitDelimited(std::string_view bytes) {
-  std::vector<std::string_view> records;
-  while (!bytes.empty()) {
-    CodedInputStream stream(reinterpret_cast<const std::uint8_t*>(bytes.data()),
-                            static_cast<int>(bytes.size()));
-    std::uint32_t length = 0;
-    if (!stream.ReadVarint32(&length)) return {};
-    bytes.remove_prefix(static_cast<std::size_t>(stream.CurrentPosition()));
-    if (length > bytes.size()) return {};
-    records.push_back(bytes.substr(0, length));
-    bytes.remove_prefix(length);
-  }
-  return records;
 }
 
 }  // namespace CmnSys::Tool

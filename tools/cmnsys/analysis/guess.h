@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace CmnSys::Tool {
@@ -41,11 +40,10 @@ struct Candidate {
   Evidence evidence;
 };
 
-// The types of the library as which all records parse, the likeliest first.
-std::vector<Candidate> Candidates(const std::vector<std::string_view>& records, int max_depth);
-
-// The records of a stream of delimited messages; empty when the bytes are none.
-std::vector<std::string_view> SplitDelimited(std::string_view bytes);
+// The types of the library as which all records parse, the likeliest first; at least one record is
+// needed. Types that know nothing at the beginning of the first record are given up when others do.
+// Every type reads all records, so that they should be small: see BeginningOfMessage.
+std::vector<Candidate> Candidates(const std::vector<std::string>& records, int max_depth);
 
 }  // namespace CmnSys::Tool
 

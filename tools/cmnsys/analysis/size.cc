@@ -2,10 +2,10 @@
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/unknown_field_set.h>
-#include <google/protobuf/wire_format.h>
 
-#include <vector>
+#include <algorithm>
 
+#include "analysis/wire_size.h"
 #include "text/field_path.h"
 
 namespace CmnSys::Tool {
@@ -14,52 +14,116 @@ using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
 using google::protobuf::UnknownFieldSet;
-using google::protobuf::internal::WireFormat;
 
 namespace {
 
-std::string PathOf(const std::string& parent, const std::string& name) {
-  return parent.empty() ? name : parent + "." + name;
+FieldSize* Add(const FieldDescriptor* field, int number, std::uint64_t bytes, std::uint64_t count,
+               FieldSize* parent) {
+  std::unique_ptr<FieldSize>& size = parent->fields[{field, number}];
+  if (size == nullptr) size = std::make_unique<FieldSize>();
+  size->bytes += bytes;
+  size->count += count;
+  return size.get();
 }
 
-void AddMessage(const Message& message, const std::string& path, int depth, FieldSizes* sizes);
-
-void AddField(const Message& message, const FieldDescriptor* field, const std::string& parent,
-              int depth, FieldSizes* sizes) {
+void AddFields(const Message& message, FieldSize* parent) {
   const Reflection* reflection = message.GetReflection();
-  const std::string name = Util::FieldName(*field);
-  const std::string path = PathOf(parent, field->is_repeated() ? name + "[]" : name);
-  const int count = field->is_repeated() ? reflection->FieldSize(message, field) : 1;
-  FieldSize& own = (*sizes)[path];
-  own.bytes += WireFormat::FieldByteSize(field, message);
-  own.count += static_cast<std::uint64_t>(count);
-  own.depth = depth;
-  if (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE) return;
-  for (int i = 0; i < count; ++i) {
-    AddMessage(field->is_repeated() ? reflection->GetRepeatedMessage(message, field, i)
-                                    : reflection->GetMessage(message, field),
-               path, depth + 1, sizes);
+  std::vector<const FieldDescriptor*> fields;
+  reflection->ListFields(message, &fields);
+  for (const FieldDescriptor* field : fields) {
+    const int count = field->is_repeated() ? reflection->FieldSize(message, field) : 1;
+    FieldSize* size = Add(field, field->number(), FieldBytes(message, *field),
+                          static_cast<std::uint64_t>(count), parent);
+    if (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE) continue;
+    for (int i = 0; i < count; ++i) {
+      AddFields(field->is_repeated() ? reflection->GetRepeatedMessage(message, field, i)
+                                     : reflection->GetMessage(message, field),
+                size);
+    }
+  }
+  const UnknownFieldSet& unknown = reflection->GetUnknownFields(message);
+  for (int i = 0; i < unknown.field_count(); ++i) {
+    Add(nullptr, unknown.field(i).number(), FieldBytes(unknown.field(i)), 1, parent);
   }
 }
 
-void AddMessage(const Message& message, const std::string& path, int depth, FieldSizes* sizes) {
-  std::vector<const FieldDescriptor*> fields;
-  message.GetReflection()->ListFields(message, &fields);
-  for (const FieldDescriptor* field : fields) AddField(message, field, path, depth, sizes);
+// A field among the largest, as the way that leads to it.
+struct Found {
+  std::uint64_t bytes = 0;
+  std::uint64_t count = 0;
+  std::vector<std::pair<const FieldDescriptor*, int>> way;
+};
 
-  const UnknownFieldSet& unknown = message.GetReflection()->GetUnknownFields(message);
-  for (int i = 0; i < unknown.field_count(); ++i) {
-    UnknownFieldSet single;
-    single.AddField(unknown.field(i));
-    FieldSize& own = (*sizes)[PathOf(path, std::to_string(unknown.field(i).number()))];
-    own.bytes += WireFormat::ComputeUnknownFieldsSize(single);
-    own.count += 1;
-    own.depth = depth;
+bool IsLarger(const Found& a, const Found& b) { return a.bytes > b.bytes; }
+
+// Keeps the largest fields on a heap whose top is the smallest of them.
+class Largest {
+ public:
+  Largest(int max_depth, std::size_t limit) : max_depth_(max_depth), limit_(limit) {}
+
+  void AddBelow(const FieldSize& parent) {
+    if (static_cast<int>(way_.size()) == max_depth_) return;
+    for (const auto& [key, size] : parent.fields) {
+      way_.push_back(key);
+      ++total_;
+      if (heap_.size() < limit_ || size->bytes > heap_.front().bytes) {
+        if (heap_.size() == limit_) {
+          std::pop_heap(heap_.begin(), heap_.end(), IsLarger);
+          heap_.pop_back();
+        }
+        heap_.push_back({size->bytes, size->count, way_});
+        std::push_heap(heap_.begin(), heap_.end(), IsLarger);
+      }
+      AddBelow(*size);
+      way_.pop_back();
+    }
   }
+
+  std::vector<Found> Take() { return std::move(heap_); }
+  std::size_t total() const { return total_; }
+
+ private:
+  int max_depth_;
+  std::size_t limit_;
+  std::size_t total_ = 0;
+  std::vector<std::pair<const FieldDescriptor*, int>> way_;
+  std::vector<Found> heap_;
+};
+
+std::string PathText(const std::vector<std::pair<const FieldDescriptor*, int>>& way) {
+  std::string path;
+  for (const auto& [field, number] : way) {
+    if (!path.empty()) path += '.';
+    if (field == nullptr) {
+      path += std::to_string(number);
+    } else {
+      path += Util::FieldName(*field) + (field->is_repeated() ? "[]" : "");
+    }
+  }
+  return path;
 }
 
 }  // namespace
 
-void AddFieldSizes(const Message& message, FieldSizes* sizes) { AddMessage(message, "", 1, sizes); }
+void AddFieldSizes(const Message& message, FieldSize* all) {
+  all->bytes += message.ByteSizeLong();
+  ++all->count;
+  AddFields(message, all);
+}
+
+std::vector<SizeRow> LargestFields(const FieldSize& all, int max_depth, std::size_t limit,
+                                   std::size_t* left_out) {
+  Largest largest(max_depth, limit);
+  largest.AddBelow(all);
+  std::vector<SizeRow> rows;
+  for (const Found& found : largest.Take()) {
+    rows.push_back({PathText(found.way), found.bytes, found.count});
+  }
+  std::sort(rows.begin(), rows.end(), [](const SizeRow& a, const SizeRow& b) {
+    return a.bytes != b.bytes ? a.bytes > b.bytes : a.path < b.path;
+  });
+  *left_out = largest.total() - rows.size();
+  return rows;
+}
 
 }  // namespace CmnSys::Tool

@@ -7,22 +7,38 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace CmnSys::Tool {
 
+// One field on the way from the outermost message down, with all its values in all messages.
 struct FieldSize {
   std::uint64_t bytes = 0;  // With tags and lengths.
   std::uint64_t count = 0;  // Values; elements of repeated fields one by one.
-  int depth = 0;            // 1 for a field of the outermost message.
+  // The fields below it: known ones by descriptor, others by number.
+  std::map<std::pair<const google::protobuf::FieldDescriptor*, int>, std::unique_ptr<FieldSize>>
+      fields;
 };
 
-// By path: names joined by dots, "[]" behind repeated fields, extensions in brackets, fields that
-// the type does not know by number.
-using FieldSizes = std::map<std::string, FieldSize>;
+// Adds the fields of one message to those below `all`, and the message itself to `all`. Linear in
+// the size of the message, in time and memory.
+void AddFieldSizes(const google::protobuf::Message& message, FieldSize* all);
 
-// Adds the fields of one message.
-void AddFieldSizes(const google::protobuf::Message& message, FieldSizes* sizes);
+struct SizeRow {
+  // Names joined by dots, "[]" behind repeated fields, extensions in brackets, fields that the type
+  // does not know by number.
+  std::string path;
+  std::uint64_t bytes = 0;
+  std::uint64_t count = 0;
+};
+
+// The fields to the given depth, the largest first, but at most `limit`. `left_out` tells how many
+// smaller ones there are.
+std::vector<SizeRow> LargestFields(const FieldSize& all, int max_depth, std::size_t limit,
+                                   std::size_t* left_out);
 
 }  // namespace CmnSys::Tool
 

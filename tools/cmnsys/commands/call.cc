@@ -208,7 +208,14 @@ void AddCallCommand(CLI::App* app) {
       ->excludes("--cert");
   command->add_option("--timeout", options->timeout_seconds, "Time to wait for the response")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.001, 86400.0))
+      ->check(CLI::Validator(
+          [](const std::string& text) -> std::string {
+            char* end = nullptr;
+            const double seconds = std::strtod(text.c_str(), &end);
+            const bool fine = *end == '\0' && seconds >= 0.001 && seconds <= 86400;
+            return fine ? "" : text + " is not a number of seconds from 0.001 to 86400";
+          },
+          ""))
       ->capture_default_str();
   command
       ->add_option("--metadata", options->metadata,

@@ -15,6 +15,7 @@
 #include "io/input.h"
 #include "io/output.h"
 #include "io/progress.h"
+#include "io/record_lines.h"
 #include "schema/message_type.h"
 
 namespace CmnSys::Tool {
@@ -29,40 +30,52 @@ struct CheckCommandOptions {
   std::size_t max_violations = Util::CheckOptions().max_violations;
 };
 
-std::string Line(const std::string& prefix, const Util::Violation& violation) {
+std::string Line(const Util::Violation& violation) {
   const std::string path = violation.path.empty() ? "." : violation.path;
-  return prefix + Painted(Colour::kBold, path, STDOUT_FILENO) + ": " +
+  return Painted(Colour::kBold, path, STDOUT_FILENO) + ": " +
          Painted(Colour::kRed, Util::RuleName(violation.rule), STDOUT_FILENO) + ": " +
          violation.sentence + "\n";
 }
 
 // Reads the messages of one input into `message`, one after the other, and writes their violations.
 // Returns whether there is none.
-bool CheckInput(const CheckCommandOptions& options, const InputOptions& input,
-                google::protobuf::Message* message, Output* output) {
-  const auto source = OpenSource(input, options.from, options.json);
-  const std::string input_prefix = options.paths.size() > 1 ? input.Name() + ": " : "";
+bool CheckRecords(const CheckCommandOptions& options, const InputOptions& input,
+                  MessageSource* source, google::protobuf::Message* message, RecordLines* lines) {
   Progress progress(input.path);
   std::size_t count = 0;
   for (std::uint64_t record = 0; source->Next(message); ++record) {
+    lines->Begin(record);
     Util::CheckOptions check;
     check.max_depth = input.max_depth;
     check.max_violations =
         options.max_violations - count + 1;  // One more tells that there is more.
-    const std::string prefix =
-        input_prefix + (record > 0 ? "record " + std::to_string(record) + ": " : "");
     for (const Util::Violation& violation : Util::Check(*message, check)) {
       if (count == options.max_violations) {
         PrintError("stopped checking " + input.Name() + " after " + std::to_string(count) +
                    " violations; --max-violations sets the limit");
         return false;
       }
-      output->Write(Line(prefix, violation));
+      lines->Write(Line(violation));
       ++count;
     }
     progress.Update(source->position());
   }
   return count == 0;
+}
+
+bool CheckInput(const CheckCommandOptions& options, const InputOptions& input,
+                google::protobuf::Message* message, Output* output) {
+  const auto source = OpenSource(input, options.from, options.json);
+  RecordLines lines(options.paths.size() > 1 ? input.Name() + ": " : "", source->is_stream(),
+                    output);
+  try {
+    const bool passed = CheckRecords(options, input, source.get(), message, &lines);
+    lines.Finish();
+    return passed;
+  } catch (const Failure&) {
+    lines.Finish();
+    throw;
+  }
 }
 
 void CheckAll(const CheckCommandOptions& options) {
@@ -97,16 +110,14 @@ void AddCheckCommand(CLI::App* app) {
       ->capture_default_str();
   AddFormat(command, "-f,--from", &options->from, "Format of the inputs");
   AddLimits(command, &options->input);
-  command->add_option("--max-violations", options->max_violations, "Stop after so many")
-      ->check(CLI::Range(1, 1000000))
+  TakeWithin(command->add_option("--max-violations", options->max_violations, "Stop after so many"),
+             1, 1000000)
       ->type_name("COUNT")
       ->capture_default_str();
   command->footer(
       "Prints one violation a line: PATH: RULE: what is wrong. The path . is the message itself.\n"
-      "With several inputs, the name of the input stands in front; in a stream, so does the\n"
-      "number of the record, but for the first, which is 0. \"cmnsys convert --help\" explains "
-      "the\n"
-      "formats.\n"
+      "With several inputs, the name of the input stands in front; in a stream, the number of the "
+      "record too, counted from 0. \"cmnsys convert --help\" explains the formats.\n"
       "\n"
       "Exit status: 0 no violation; 1 violations; 2 input that cannot be read or parsed.\n"
       "\n"

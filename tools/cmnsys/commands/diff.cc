@@ -15,6 +15,7 @@
 #include "io/input.h"
 #include "io/output.h"
 #include "io/progress.h"
+#include "io/record_lines.h"
 #include "schema/message_type.h"
 
 namespace CmnSys::Tool {
@@ -39,43 +40,56 @@ Colour ColourOf(const std::string& line) {
   return Colour::kYellow;
 }
 
-// The lines with the record's number in front when there are several records.
-std::string Report(const std::string& differences, const std::string& prefix) {
+std::string PaintedLines(const std::string& differences) {
   std::istringstream lines(differences);
   std::string text;
   for (std::string line; std::getline(lines, line);) {
-    text += prefix + Painted(ColourOf(line), line, STDOUT_FILENO) + "\n";
+    text += Painted(ColourOf(line), line, STDOUT_FILENO) + "\n";
   }
   return text;
+}
+
+// Compares record by record; returns whether all are equal.
+bool DiffRecords(const DiffOptions& options, MessageSource* left_source,
+                 MessageSource* right_source, RecordLines* lines) {
+  const std::unique_ptr<Message> left = NewMessage(options.type);
+  const std::unique_ptr<Message> right(left->New());
+  Progress progress(options.left.path);
+  bool equal = true;
+  for (std::uint64_t record = 0;; ++record) {
+    const bool in_left = left_source->Next(left.get());
+    const bool in_right = right_source->Next(right.get());
+    if (!in_left && !in_right) return equal;
+    lines->Begin(record);
+    if (in_left != in_right) {
+      lines->Write("this and what follows: only in " +
+                   (in_left ? options.left : options.right).Name() + "\n");
+      return false;
+    }
+    const std::string differences = Differences(options.comparison, *left, *right);
+    equal = equal && differences.empty();
+    lines->Write(PaintedLines(differences));
+    progress.Update(left_source->position());
+  }
 }
 
 void Diff(const DiffOptions& options) {
   if (options.left.path == "-" && options.right.path == "-") {
     throw Failure("only one of the two inputs can be standard input");
   }
-  const std::unique_ptr<Message> left = NewMessage(options.type);
-  const std::unique_ptr<Message> right(left->New());
-  const auto left_source = OpenSource(options.left, options.left_format, options.json);
-  const auto right_source = OpenSource(options.right, options.right_format, options.json);
+  const auto left = OpenSource(options.left, options.left_format, options.json);
+  const auto right = OpenSource(options.right, options.right_format, options.json);
   Output output({}, OutputKind::kText);
-  Progress progress(options.left.path);
-  bool equal = true;
-  for (std::uint64_t record = 0;; ++record) {
-    const bool in_left = left_source->Next(left.get());
-    const bool in_right = right_source->Next(right.get());
-    if (!in_left && !in_right) break;
-    const std::string prefix = record > 0 ? "record " + std::to_string(record) + ": " : "";
-    if (in_left != in_right) {
-      equal = false;
-      output.Write("record " + std::to_string(record) + " and what follows: only in " +
-                   (in_left ? options.left : options.right).Name() + "\n");
-      break;
-    }
-    const std::string differences = Differences(options.comparison, *left, *right);
-    equal = equal && differences.empty();
-    output.Write(Report(differences, prefix));
-    progress.Update(left_source->position());
+  RecordLines lines("", left->is_stream() || right->is_stream(), &output);
+  bool equal = false;
+  try {
+    equal = DiffRecords(options, left.get(), right.get(), &lines);
+  } catch (const Failure&) {
+    lines.Finish();
+    output.Finish();
+    throw;
   }
+  lines.Finish();
   output.Finish();
   if (!equal) throw Ended(ExitStatus::kNo);
 }
@@ -91,7 +105,8 @@ void AddDiffCommand(CLI::App* app) {
   AddFormat(command, "--left-format", &options->left_format, "Format of LEFT");
   AddFormat(command, "--right-format", &options->right_format, "Format of RIGHT");
   command->add_flag("--any-order", options->comparison.any_order,
-                    "Ignore the order in repeated fields");
+                    "Ignore the order in repeated fields; with --approximate, the time grows with "
+                    "the square of their elements");
   command->add_flag("--equivalent", options->comparison.equivalent,
                     "Take an unset field for one that is set to its default");
   command->add_flag("--approximate", options->comparison.approximate,

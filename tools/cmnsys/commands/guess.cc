@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "analysis/sample.h"
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "formats/message_stream.h"
@@ -20,9 +21,6 @@
 namespace CmnSys::Tool {
 
 namespace {
-
-// Records of a stream that are looked at.
-constexpr std::size_t kMostRecords = 100;
 
 struct GuessOptions {
   Format from = Format::kAuto;
@@ -59,23 +57,58 @@ std::string Reason(const Evidence& evidence, std::uint64_t total) {
   return text;
 }
 
-void Guess(const GuessOptions& options) {
-  const WireInput input = ReadWireInput(options.input, options.from);
+// What is weighed of the input: as much as tells the type, in a time that does not depend on it.
+// Whether the first records, of which the last may be cut off, are well-formed.
+bool AreMessages(const std::vector<std::string_view>& records, bool is_whole) {
+  constexpr std::size_t kEnough = 10;
+  const std::size_t count = std::min(kEnough, records.size() - (is_whole ? 0 : 1));
+  return std::all_of(records.begin(), records.begin() + static_cast<std::ptrdiff_t>(count),
+                     IsWellFormed);
+}
+
+struct Sample {
+  std::vector<std::string> records;
+  bool is_all = true;
+};
+Sample TakeSample(const InputOptions& options, Format from) {
+  constexpr std::size_t kMostBytes = 64 << 10;
+  constexpr std::size_t kMostRecords = 100;
+  const WireInput input = ReadWireInput(options, from, kMostBytes);
   if (input.bytes.empty()) {
-    throw Failure(options.input.Name() + " is empty, which every message type fits");
+    throw Failure(options.Name() + " is empty, which every message type fits");
   }
-  std::vector<std::string_view> records = {input.bytes};
-  const std::vector<std::string_view> split = SplitDelimited(input.bytes);
-  if (input.delimited) {
-    if (split.empty()) throw Failure(options.input.Name() + " is no stream of delimited messages");
-    records = split;
-    if (records.size() > kMostRecords) records.resize(kMostRecords);
-  } else if (split.size() > 1) {
-    PrintError("the bytes are also " + std::to_string(split.size()) +
-               " records of a delimited stream; --from delimited guesses for those");
+  const std::vector<std::string_view> split = SplitDelimited(input.bytes, input.is_whole);
+  if (!input.delimited) {
+    if (split.size() > 1 && AreMessages(split, input.is_whole)) {
+      PrintError("the bytes are also " + std::string(input.is_whole ? "" : "at least ") +
+                 std::to_string(split.size()) +
+                 " records of a delimited stream; --from delimited guesses for those");
+    }
+    return {{BeginningOfMessage(input.bytes, kMostBytes, input.is_whole)},
+            input.is_whole && input.bytes.size() <= kMostBytes};
   }
+  if (split.empty()) throw Failure(options.Name() + " is no stream of delimited messages");
+  Sample sample;
+  std::size_t total = 0;
+  for (std::size_t i = 0; i < split.size() && i < kMostRecords && total < kMostBytes; ++i) {
+    const bool is_whole = input.is_whole || i + 1 < split.size();
+    if (i > 0 && (!is_whole || total + split[i].size() > kMostBytes)) break;
+    sample.records.push_back(BeginningOfMessage(split[i], kMostBytes, is_whole));
+    total += split[i].size();
+  }
+  sample.is_all = input.is_whole && sample.records.size() == split.size() && total <= kMostBytes;
+  return sample;
+}
+
+void Guess(const GuessOptions& options) {
+  const auto [records, is_all] = TakeSample(options.input, options.from);
   std::uint64_t total = 0;
-  for (const std::string_view record : records) total += record.size();
+  for (const std::string& record : records) total += record.size();
+  if (!is_all) {
+    PrintError("only the beginning of " + options.input.Name() +
+               " is weighed: " + Counted(static_cast<int>(records.size()), "record", "records") +
+               ", " + std::to_string(total) + " bytes");
+  }
 
   const std::vector<Candidate> candidates = Candidates(records, options.input.max_depth);
   if (candidates.empty()) {
@@ -106,15 +139,15 @@ void AddGuessCommand(CLI::App* app) {
   AddInput(command, &options->input);
   AddFormat(command, "-f,--from", &options->from,
             "Format of the input: binary, delimited, hex or delimited-hex");
-  command->add_option("-n,--limit", options->limit, "Types to print")
-      ->check(CLI::Range(1, 10000))
+  TakeWithin(command->add_option("-n,--limit", options->limit, "Types to print"), 1, 10000)
       ->type_name("NUMBER")
       ->capture_default_str();
   command->footer(
       "Tries all message types and ranks those that can be parsed, the likeliest first. Known "
       "fields, declared enum values and readable strings speak for a type; unknown fields, "
       "unreadable strings and payloads without their selector against it. Short messages fit many "
-      "types.\n"
+      "types. Of a long input only the first 64 KiB are weighed, of a stream no more than 100 "
+      "records.\n"
       "\n"
       "Examples:\n"
       "  cmnsys guess captured.bin\n"

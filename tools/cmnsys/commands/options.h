@@ -4,13 +4,24 @@
 #define CMNSYS_TOOLS_COMMANDS_OPTIONS_H_
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "formats/message_stream.h"
 #include "io/input.h"
 #include "io/output.h"
 
 namespace CmnSys::Tool {
+
+// Lets the option take these words only, and adds them to its description.
+CLI::Option* TakeOneOf(CLI::Option* option, const std::vector<std::string>& words);
+
+// The words that the option takes; none when it takes others too.
+std::vector<std::string> WordsOf(const CLI::Option& option);
+
+// Lets the option take whole numbers from `least` to `most` only, and adds them to its description.
+CLI::Option* TakeWithin(CLI::Option* option, std::uint64_t least, std::uint64_t most);
 
 // The argument TYPE.
 void AddTypeArgument(CLI::App* command, std::string* type);

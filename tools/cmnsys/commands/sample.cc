@@ -41,24 +41,18 @@ void AddSampleCommand(CLI::App* app) {
   CLI::App* command =
       app->add_subcommand("sample", "Make random messages that are valid for their type");
   AddTypeArgument(command, &options->type);
-  command->add_option("-s,--seed", options->seed, "The same seed gives the same message")
-      ->type_name("NUMBER")
-      ->capture_default_str();
-  command->add_option("-n,--count", options->count, "Messages to make, with seeds that follow")
-      ->type_name("NUMBER")
-      ->capture_default_str();
-  command->add_option("--percent-set", options->random.percent_set, "How likely a field is set")
-      ->check(CLI::Range(0, 100))
-      ->type_name("PERCENT")
-      ->capture_default_str();
-  command->add_option("--max-bytes", options->random.max_bytes, "Longest message to make")
-      ->check(CLI::Range(std::size_t{0}, std::size_t{64} << 20))
-      ->type_name("BYTES")
-      ->capture_default_str();
-  command->add_option("--max-depth", options->random.max_depth, "Messages nested below each other")
-      ->check(CLI::Range(0, 100))
-      ->type_name("LEVELS")
-      ->capture_default_str();
+  const auto add = [command](const std::string& name, auto* value, const std::string& description,
+                             std::uint64_t most, const std::string& unit) {
+    TakeWithin(command->add_option(name, *value, description), 0, most)
+        ->type_name(unit)
+        ->capture_default_str();
+  };
+  add("-s,--seed", &options->seed, "The same seed gives the same message", UINT64_MAX, "NUMBER");
+  add("-n,--count", &options->count, "Messages to make, with seeds that follow", 1000000000,
+      "NUMBER");
+  add("--percent-set", &options->random.percent_set, "How likely a field is set", 100, "PERCENT");
+  add("--max-bytes", &options->random.max_bytes, "Longest message to make", 64 << 20, "BYTES");
+  add("--max-depth", &options->random.max_depth, "Messages nested below each other", 100, "LEVELS");
   AddFormat(command, "-t,--to", &options->to,
             "Format of the output; auto is json on standard output");
   AddOutput(command, &options->output);

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "commands/commands.h"
@@ -31,6 +30,7 @@ struct SizeOptions {
   InputOptions input;
   JsonOptions json;
   int max_depth_shown = 100;
+  std::size_t limit = 1000;
   bool by_path = false;
 };
 
@@ -46,30 +46,27 @@ std::string Row(std::uint64_t bytes, std::uint64_t total, std::uint64_t count,
 void Size(const SizeOptions& options) {
   const std::unique_ptr<Message> message = NewMessage(options.type);
   const auto source = OpenSource(options.input, options.from, options.json);
-  FieldSizes sizes;
-  std::uint64_t total = 0;
-  std::uint64_t records = 0;
+  FieldSize all;
   {
     Progress progress(options.input.path);
     while (source->Next(message.get())) {
-      total += message->ByteSizeLong();
-      ++records;
-      AddFieldSizes(*message, &sizes);
+      AddFieldSizes(*message, &all);
       progress.Update(source->position());
     }
   }
 
-  std::vector<std::pair<std::string, FieldSize>> rows;
-  for (const auto& entry : sizes) {
-    if (entry.second.depth <= options.max_depth_shown) rows.emplace_back(entry);
-  }
-  if (!options.by_path) {
-    std::stable_sort(rows.begin(), rows.end(),
-                     [](const auto& a, const auto& b) { return a.second.bytes > b.second.bytes; });
+  std::size_t left_out = 0;
+  std::vector<SizeRow> rows = LargestFields(all, options.max_depth_shown, options.limit, &left_out);
+  if (options.by_path) {
+    std::sort(rows.begin(), rows.end(),
+              [](const SizeRow& a, const SizeRow& b) { return a.path < b.path; });
   }
   std::string text = "       BYTES   SHARE      VALUES  FIELD\n";
-  text += Row(total, total, records, "(" + message->GetTypeName() + ")");
-  for (const auto& [path, own] : rows) text += Row(own.bytes, total, own.count, path);
+  text += Row(all.bytes, all.bytes, all.count, "(" + message->GetTypeName() + ")");
+  for (const SizeRow& row : rows) text += Row(row.bytes, all.bytes, row.count, row.path);
+  if (left_out > 0) {
+    text += "and " + std::to_string(left_out) + " smaller fields; --limit shows more\n";
+  }
   WriteOutput({}, text, OutputKind::kText);
 }
 
@@ -82,10 +79,15 @@ void AddSizeCommand(CLI::App* app) {
   AddTypeArgument(command, &options->type);
   AddInput(command, &options->input);
   AddFormat(command, "-f,--from", &options->from, "Format of the input");
-  command->add_option("-d,--depth", options->max_depth_shown, "Show fields to this depth only")
-      ->check(CLI::Range(1, 1000))
+  TakeWithin(
+      command->add_option("-d,--depth", options->max_depth_shown, "Show fields to this depth only"),
+      1, 1000)
       ->type_name("LEVELS")
       ->default_str("all");
+  TakeWithin(command->add_option("-n,--limit", options->limit, "Show the largest fields only"), 1,
+             100000)
+      ->type_name("FIELDS")
+      ->capture_default_str();
   command->add_flag("--by-path", options->by_path, "Sort by field instead of by size");
   command->footer(
       "The bytes of a field include its tag and length and all that lies below it; those of "

@@ -27,6 +27,7 @@ class WholeSource : public MessageSource {
     return true;
   }
 
+  bool is_stream() const override { return messages_.size() > 1; }
   std::uint64_t position() const override { return position_; }
 
  private:

@@ -59,6 +59,7 @@ class DelimitedSource : public MessageSource {
     return false;
   }
 
+  bool is_stream() const override { return true; }
   std::uint64_t position() const override { return records_.position(); }
 
  private:
@@ -74,6 +75,7 @@ class DelimitedHexSource : public MessageSource {
         records_(options, &stream_) {}
 
   bool Next(Message* message) override { return records_.Next(message); }
+  bool is_stream() const override { return true; }
   std::uint64_t position() const override { return records_.position(); }
 
  private:

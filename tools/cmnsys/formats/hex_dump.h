@@ -13,13 +13,17 @@ namespace CmnSys::Tool {
 
 // Returns the bytes of each dump in a text, mostly one. Understood are
 // - plain digits, two for each byte, with any of blanks , ; : - _ and line ends between bytes, the
-//   prefixes 0x and \x, and around all of it brackets, braces and quotes;
-// - the dumps of xxd, hexdump -C, od -t x1 and network tools: an offset at the beginning of each
-//   line (hexadecimal, decimal or octal), bytes alone or in groups, a column of characters at the
-//   end, and "*" for lines that repeat. Where the offset is 0 again, another dump begins.
-// Offsets are checked against the bytes, so that a line that got lost is noticed. Throws Failure
-// with line and column for anything else, and when a dump has more than `max_bytes` bytes; `name`
-// is that of the input.
+//   prefixes 0x and \x, around all of it brackets, braces and quotes, and the declaration of a C
+//   array as "xxd -i" writes it;
+// - the dumps of xxd, hexdump -C, od -t x1, gdb's x/xb and network tools: an offset (hexadecimal,
+//   decimal or octal) at the beginning of each line, bytes alone or in groups, a column of
+//   characters at the end, and "*" for lines that repeat. Where the offset is 0 again, another dump
+//   begins.
+// Offsets are checked against the bytes, so that a line that got lost is noticed. A dump that can
+// be read as different bytes is refused: offsets that fit to several bases, words whose order
+// nothing tells, columns of characters that may be bytes, lists of numbers that may be decimal.
+// Throws Failure, with line and column where it can, for anything else, and when there are more
+// than `max_bytes` bytes; `name` is that of the input.
 std::vector<std::string> ParseHexDumps(std::string_view text, const std::string& name,
                                        std::uint64_t max_bytes);
 

@@ -12,9 +12,9 @@ namespace {
 
 std::vector<std::string> ReadHexDumps(const InputOptions& options) {
   // A dump takes up to five characters for each byte, and its offsets.
-  InputOptions text = options;
-  text.max_bytes = options.max_bytes * 6 + 1024;
-  return ParseHexDumps(ReadInput(text), options.Name(), options.max_bytes);
+  constexpr std::uint64_t kMostCharacters = 6;
+  return ParseHexDumps(ReadInput(options, options.max_bytes * kMostCharacters + 1024),
+                       options.Name(), options.max_bytes);
 }
 
 std::string ReadHexDump(const InputOptions& options) {
@@ -47,21 +47,21 @@ std::unique_ptr<MessageSource> OpenSource(const InputOptions& options, Format fo
   }
 }
 
-WireInput ReadWireInput(const InputOptions& options, Format format) {
-  switch (ResolveFormat(format, options.path, Format::kBinary)) {
-    case Format::kDelimited:
-      return {ReadInput(options), true};
+WireInput ReadWireInput(const InputOptions& options, Format format, std::uint64_t most) {
+  const Format resolved = ResolveFormat(format, options.path, Format::kBinary);
+  switch (resolved) {
     case Format::kHex:
-      return {ReadHexDump(options), false};
     case Format::kDelimitedHex:
-      return {ReadHexDump(options), true};
+      return {ReadHexDump(options), resolved == Format::kDelimitedHex};
     case Format::kText:
     case Format::kJson:
     case Format::kJsonLines:
       throw Failure("text and JSON cannot be read without knowing the message type");
     default:
-      return {ReadInput(options), false};
+      break;
   }
+  const std::string bytes = ReadBeginning(options, most + 1);
+  return {bytes, resolved == Format::kDelimited, bytes.size() <= most};
 }
 
 std::unique_ptr<MessageSink> OpenSink(const OutputOptions& options, Format format,

@@ -46,13 +46,15 @@ class MessageSource {
 std::unique_ptr<MessageSource> OpenSource(const InputOptions& options, Format format,
                                           const JsonOptions& json);
 
-// The wire bytes of an input whose message type is not known, and whether they are to be read as
-// delimited messages. Throws Failure for text and JSON, which cannot be read without a type.
+// The wire bytes of an input whose message type is not known, of a long one `most` or more from its
+// beginning, and whether they are to be read as delimited messages. Throws Failure for text and
+// JSON, which cannot be read without a type.
 struct WireInput {
   std::string bytes;
   bool delimited = false;
+  bool is_whole = true;
 };
-WireInput ReadWireInput(const InputOptions& options, Format format);
+WireInput ReadWireInput(const InputOptions& options, Format format, std::uint64_t most);
 
 // Where a sequence of messages goes.
 class MessageSink {

@@ -30,6 +30,7 @@ class Sink : public MessageSink {
   virtual void Print(const google::protobuf::Message& message, std::uint64_t index,
                      std::string* text) = 0;
   std::uint64_t count() const { return count_; }
+  Output& output() { return output_; }
 
  private:
   Output output_;

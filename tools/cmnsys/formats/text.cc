@@ -21,36 +21,47 @@ using google::protobuf::Message;
 namespace {
 
 constexpr std::string_view kSeparator = "---";
+constexpr const char* kBlanks = " \t\r\n";
 
 class TextSource : public MessageSource {
  public:
   explicit TextSource(const InputOptions& options) : options_(options), input_(options) {}
 
+  // A text without separators is one message, also when it is empty. Of one with separators, blank
+  // ends are no messages.
   bool Next(Message* message) override {
-    if (done_) return false;
-    const int first_line = line_ + 1;
-    std::string text;
-    std::string line;
-    done_ = true;
-    while (ReadLine(&line)) {
-      ++line_;
-      if (IsSeparator(line)) {
-        done_ = false;
-        break;
-      }
-      text += line;
-      if (text.size() > options_.max_bytes) throw TooLong();
+    while (!done_) {
+      const bool is_first = line_ == 0;
+      const int first_line = line_ + 1;
+      std::string text;
+      bool blank = true;
+      done_ = !ReadSection(&text, &blank);
+      input_.ExpectNoError();
+      const bool is_end = is_first != done_;
+      if (blank && is_end) continue;
+      ParseText(text, options_, message, first_line);
+      return true;
     }
-    input_.ExpectNoError();
-    ParseText(text, options_, message, first_line);
-    return true;
+    return false;
   }
 
   std::uint64_t position() const override { return input_.position(); }
 
  private:
+  // Reads up to the next separator, and returns whether there is one.
+  bool ReadSection(std::string* text, bool* blank) {
+    for (std::string line; ReadLine(&line);) {
+      ++line_;
+      if (IsSeparator(line)) return true;
+      *blank = *blank && line.find_first_not_of(kBlanks) == std::string::npos;
+      *text += line;
+      if (text->size() > options_.max_bytes) throw TooLong();
+    }
+    return false;
+  }
+
   static bool IsSeparator(const std::string& line) {
-    const std::size_t end = line.find_last_not_of(" \t\r\n");
+    const std::size_t end = line.find_last_not_of(kBlanks);
     return end != std::string::npos && line.compare(0, end + 1, kSeparator) == 0;
   }
 
@@ -103,18 +114,31 @@ class TextSink : public Sink {
       : Sink(options, OutputKind::kText),
         painted_(options.path == "-" && HasColours(STDOUT_FILENO)) {}
 
+  // A separator alone tells a stream of none from one empty message.
+  void Finish() override {
+    if (count() == 0) output().Write(kSeparatorLine);
+    if (count() > 1 && last_is_empty_) output().Write(kNoFields);
+    Sink::Finish();
+  }
+
  protected:
   void Print(const Message& message, std::uint64_t index, std::string* text) override {
-    if (index > 0) *text += std::string(kSeparator) + "\n";
+    // Between separators, an empty message is told by a comment.
+    if (index > 0) *text += (last_is_empty_ ? kNoFields : "") + std::string(kSeparatorLine);
     std::string fields;
     if (!google::protobuf::TextFormat::PrintToString(message, &fields)) {
       throw Failure("cannot print the message as text: out of memory");
     }
+    last_is_empty_ = fields.empty();
     *text += painted_ ? PaintUnknownFields(fields) : fields;
   }
 
  private:
+  static constexpr const char* kSeparatorLine = "---\n";
+  static constexpr const char* kNoFields = "# no fields\n";
+
   bool painted_;
+  bool last_is_empty_ = false;
 };
 
 }  // namespace

@@ -1,33 +1,14 @@
 #include "help/command_line.h"
 
-#include <sstream>
-
 namespace CmnSys::Tool {
 namespace {
-
-// Takes apart "FORMAT:{auto,json}" and "BYTES:UINT in [1 - 9]", as CLI11 writes types with checks.
-void SetType(const std::string& type, Argument* argument) {
-  argument->value = type;
-  const std::size_t choices = type.find(":{");
-  if (choices != std::string::npos) {
-    argument->value = type.substr(0, choices);
-    std::istringstream words(type.substr(choices + 2, type.size() - choices - 3));
-    for (std::string word; std::getline(words, word, ',');) argument->choices.push_back(word);
-  }
-  const std::size_t range = type.find(" in [");
-  if (range != std::string::npos) {
-    argument->value = type.substr(0, type.rfind(':', range));
-    argument->range = type.substr(range + 5, type.size() - range - 6);
-  }
-}
 
 Argument ArgumentOf(const CLI::Option& option) {
   Argument argument;
   for (const std::string& name : option.get_snames()) argument.names.push_back("-" + name);
   for (const std::string& name : option.get_lnames()) argument.names.push_back("--" + name);
-  if (option.get_type_size() != 0) {
-    SetType(option.get_type_name(), &argument);
-    if (argument.names.empty()) argument.value = option.get_name();
+  if (option.get_items_expected_max() != 0) {
+    argument.value = argument.names.empty() ? option.get_name() : option.get_type_name();
     argument.default_value = option.get_default_str();
   }
   argument.description = option.get_description();

@@ -1,4 +1,4 @@
-// The commands and options of cmnsys as data, for its manual page and shell completions.
+// The commands and options of cmnsys as data, for its manual page.
 
 #ifndef CMNSYS_TOOLS_HELP_COMMAND_LINE_H_
 #define CMNSYS_TOOLS_HELP_COMMAND_LINE_H_
@@ -13,8 +13,6 @@ namespace CmnSys::Tool {
 struct Argument {
   std::vector<std::string> names;  // "-f" and "--from"; empty for a positional argument.
   std::string value;               // "FORMAT", or "TYPE" for a positional one; empty for a flag.
-  std::vector<std::string> choices;
-  std::string range;  // "1 - 1000" or empty.
   std::string default_value;
   std::string description;
   bool required = false;

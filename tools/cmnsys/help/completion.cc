@@ -1,236 +1,155 @@
 #include "help/completion.h"
 
-#include <vector>
+#include <algorithm>
 
-#include "help/command_line.h"
+#include "commands/options.h"
+#include "schema/names.h"
 
 namespace CmnSys::Tool {
 namespace {
 
-// What completes an argument, known by what it is called: "types", "names", "methods" or "files",
-// or nothing.
-std::string KindOf(const Argument& argument) {
-  const std::string& value = argument.value;
-  const bool positional = argument.names.empty();
-  if (value == "TYPE") return "types";
-  if (value == "METHOD") return "methods";
-  if (value == "NAME" && positional) return "names";
-  const bool file = value == "INPUT" || value == "LEFT" || value == "RIGHT" || value == "FILE";
-  return file ? "files" : "";
+bool StartsWith(const std::string& text, const std::string& start) {
+  return text.compare(0, start.size(), start) == 0;
 }
 
-std::string Words(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
-  return text;
-}
+// The words that complete what is typed.
+class Answer {
+ public:
+  explicit Answer(std::string typed) : typed_(std::move(typed)) {}
 
-// The program's options that may also follow a command.
-std::vector<Argument> SharedOptions(const CLI::App& app) {
-  std::vector<Argument> shared;
-  for (const Argument& option : CommandLineOf(app).options) {
-    if (!option.value.empty()) shared.push_back(option);
+  void Add(const std::string& word, const std::string& explanation = "") {
+    if (!StartsWith(word, typed_)) return;
+    words_ += word + (explanation.empty() ? "" : "\t" + explanation) + "\n";
   }
-  return shared;
-}
 
-// Everything that follows _cmnsys_argument.
-const char kBashFunctions[] = R"sh(
-# The words that complete the last argument, one a line: $1 is its kind, $2 what is typed of it.
-_cmnsys_candidates() {
-  local names=
-  case $1 in
-    words*) compgen -W "${1#words}" -- "$2" ;;
-    files) compgen -f -- "$2" ;;
-    types) names=$(cmnsys list 2>/dev/null) ;;
-    names) names=$(cmnsys list --kind all 2>/dev/null) ;;
-    methods) names=$(cmnsys list --kind methods 2>/dev/null) ;;
-  esac
-  # A name may be given by its last part.
-  [[ -z $names ]] || compgen -W "$names $(sed 's/.*[.]//' <<<"$names")" -- "$2"
-}
-
-_cmnsys() {
-  local current=${COMP_WORDS[COMP_CWORD]} command= option= kind= word
-  local -i position=1 i
-  for ((i = 1; i < COMP_CWORD; ++i)); do
-    word=${COMP_WORDS[i]}
-    if [[ $word == = ]]; then # of --option=value, which bash splits
-      continue
-    elif [[ -n $option ]]; then
-      option=
-    elif [[ $word == -?* ]]; then
-      [[ -z $(_cmnsys_argument "$command" "$word") ]] || option=$word
-    elif [[ -z $command ]]; then
-      command=$word
-    else
-      position+=1
-    fi
-  done
-  [[ $current != = ]] || current=
-  if [[ -n $option ]]; then
-    kind=$(_cmnsys_argument "$command" "$option")
-  elif [[ $current == -* ]]; then
-    kind=$(_cmnsys_argument "$command" options)
-  elif [[ -z $command ]]; then
-    kind=$(_cmnsys_argument '' commands)
-  else
-    kind=$(_cmnsys_argument "$command" "$position")
-  fi
-  [[ $kind != files ]] || compopt -o filenames 2>/dev/null
-  mapfile -t COMPREPLY < <(_cmnsys_candidates "$kind" "$current")
-}
-
-complete -F _cmnsys cmnsys
-)sh";
-
-// A line of the case statement of _cmnsys_argument.
-std::string BashCase(const std::string& pattern, const std::string& kind) {
-  return kind.empty() ? "" : "    " + pattern + ") echo '" + kind + "' ;;\n";
-}
-
-std::string BashKind(const Argument& argument) {
-  if (!argument.choices.empty()) return "words " + Words(argument.choices);
-  if (argument.names.empty() || argument.value.empty()) return KindOf(argument);
-  const std::string kind = KindOf(argument);
-  return kind.empty() ? "anything" : kind;
-}
-
-// The cases of one command, or of the program when the name is empty.
-std::string BashCases(const std::string& command, const std::vector<Argument>& options,
-                      const std::vector<Argument>& positionals) {
-  std::string cases;
-  std::string names;
-  for (const Argument& option : options) {
-    std::string pattern;
-    for (const std::string& name : option.names) {
-      pattern += (pattern.empty() ? "'" : " | '") + command + " " + name + "'";
-      names += " " + name;
+  // Names in full, and by their last part.
+  void AddNames(const std::string& kind) {
+    for (const std::string& name : NamesOf(kind)) {
+      Add(name);
+      Add(name.substr(name.rfind('.') + 1));
     }
-    cases += BashCase(pattern, BashKind(option));
   }
-  cases += BashCase("'" + command + " options'", "words" + names);
-  for (std::size_t i = 0; i < positionals.size(); ++i) {
-    const std::string pattern = positionals[i].repeatable
-                                    ? "'" + command + " '[1-9]*"
-                                    : "'" + command + " " + std::to_string(i + 1) + "'";
-    cases += BashCase(pattern, BashKind(positionals[i]));
-  }
-  return cases;
+
+  const std::string& text() const { return words_; }
+
+ private:
+  std::string typed_;
+  std::string words_ = "words\n";
+};
+
+std::vector<std::string> NamesOf(const CLI::Option& option) {
+  std::vector<std::string> names;
+  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
+  for (const std::string& name : option.get_snames()) names.push_back("-" + name);
+  return names;
 }
 
-// Within single quotes of a specification of _arguments.
-std::string ZshEscaped(const std::string& text) {
-  std::string result;
-  for (const char c : text) {
-    if (c == '\'') {
-      result += "'\\''";
-      continue;
+bool IsShown(const CLI::Option& option) { return !option.get_group().empty(); }
+bool TakesValue(const CLI::Option& option) { return option.get_items_expected_max() != 0; }
+
+// The command line as far as it is typed.
+class CommandLine {
+ public:
+  explicit CommandLine(const CLI::App& app) : app_(app) {}
+
+  // A word that is complete. Bash splits --option=value into three.
+  void Pass(const std::string& word) {
+    if (word == "=") return;
+    if (waiting_ != nullptr) {
+      waiting_ = nullptr;
+    } else if (word.size() > 1 && word[0] == '-') {
+      const CLI::Option* option = Find(word.substr(0, word.find('=')));
+      if (option != nullptr && TakesValue(*option) && word.find('=') == word.npos) {
+        waiting_ = option;
+      }
+    } else if (command_ == nullptr) {
+      for (const CLI::App* command : app_.get_subcommands({})) {
+        if (command->get_name() == word) command_ = command;
+      }
+    } else {
+      ++arguments_;
     }
-    if (c == '[' || c == ']' || c == ':' || c == '\\') result += '\\';
-    result += c;
   }
-  return result;
-}
 
-// What stands behind the description in a specification.
-std::string ZshValue(const Argument& argument) {
-  if (argument.value.empty()) return "";
-  const std::string kind = KindOf(argument);
-  std::string action = " ";
-  if (!argument.choices.empty()) action = "(" + Words(argument.choices) + ")";
-  if (kind == "files") action = "_files";
-  if (kind == "types") action = "_cmnsys_names messages";
-  if (kind == "names") action = "_cmnsys_names all";
-  if (kind == "methods") action = "_cmnsys_names methods";
-  return ":" + ZshEscaped(argument.value) + ":" + action;
-}
-
-std::string ZshSpecification(const Argument& argument) {
-  if (argument.names.empty()) {
-    const std::string mark = argument.repeatable ? "*" : argument.required ? "" : ":";
-    return "'" + mark + ZshValue(argument) + "'";
+  std::string Complete(std::string typed) const {
+    if (typed == "=") typed.clear();
+    if (waiting_ != nullptr) return Values(*waiting_, typed);
+    const std::size_t equals = typed.find('=');
+    if (!typed.empty() && typed[0] == '-' && equals != typed.npos) {
+      const CLI::Option* option = Find(typed.substr(0, equals));
+      return option == nullptr ? "words\n" : Values(*option, typed, typed.substr(0, equals + 1));
+    }
+    Answer answer(typed);
+    if (!typed.empty() && typed[0] == '-') {
+      AddOptions(command_ != nullptr ? *command_ : app_, &answer);
+      if (command_ != nullptr) AddOptions(app_, &answer, true);
+    } else if (command_ == nullptr) {
+      for (const CLI::App* command : app_.get_subcommands({})) {
+        answer.Add(command->get_name(), command->get_description());
+      }
+    } else if (const CLI::Option* argument = Argument()) {
+      return Values(*argument, typed);
+    }
+    return answer.text();
   }
-  const std::string rest = "[" + ZshEscaped(argument.description) + "]" + ZshValue(argument) + "'";
-  const std::string all = argument.repeatable ? "'*" : "'(" + Words(argument.names) + ")";
-  std::string specification;
-  for (const std::string& name : argument.names) {
-    const bool is_long = name.rfind("--", 0) == 0;
-    const std::string value = argument.value.empty() ? "" : is_long ? "=" : "+";
-    specification += (specification.empty() ? "" : " ") + all + name + value + rest;
+
+ private:
+  const CLI::Option* Find(const std::string& name) const {
+    for (const CLI::App* app : {command_, &app_}) {
+      if (app == nullptr) continue;
+      for (const CLI::Option* option : app->get_options()) {
+        const std::vector<std::string> names = NamesOf(*option);
+        if (std::find(names.begin(), names.end(), name) != names.end()) return option;
+      }
+    }
+    return nullptr;
   }
-  return specification;
-}
 
-std::string ZshSpecifications(const std::string& indent, const std::vector<Argument>& arguments) {
-  std::string text;
-  for (const Argument& argument : arguments) {
-    text += " \\\n" + indent + ZshSpecification(argument);
+  // Of the program's options, those with a value may also follow a command.
+  static void AddOptions(const CLI::App& app, Answer* answer, bool with_value_only = false) {
+    for (const CLI::Option* option : app.get_options()) {
+      if (!IsShown(*option) || (with_value_only && !TakesValue(*option))) continue;
+      for (const std::string& name : NamesOf(*option)) answer->Add(name, option->get_description());
+    }
   }
-  return text;
-}
 
-const char kZshFunctions[] = R"sh(
-# Names of a kind that "cmnsys list" knows, in full or by their last part.
-_cmnsys_names() {
-  local -a names
-  names=(${(f)"$(_call_program names cmnsys list --kind $argv[-1] 2>/dev/null)"})
-  compadd -a names
-  names=(${names##*.})
-  compadd -a names
-}
+  // The argument that is typed, by its place.
+  const CLI::Option* Argument() const {
+    std::size_t place = 0;
+    for (const CLI::Option* option : command_->get_options()) {
+      if (!option->get_positional()) continue;
+      if (place == arguments_ || option->get_expected_max() > 1) return option;
+      ++place;
+    }
+    return nullptr;
+  }
 
-)sh";
+  static std::string Values(const CLI::Option& option, const std::string& typed,
+                            const std::string& prefix = "") {
+    Answer answer(typed);
+    for (const std::string& word : WordsOf(option)) answer.Add(prefix + word);
+    // An argument is known by its name, an option by the name of its value.
+    const bool is_argument = option.get_positional();
+    const std::string kind = is_argument ? option.get_name() : option.get_type_name();
+    if (kind == "INPUT" || kind == "LEFT" || kind == "RIGHT" || kind == "FILE") return "files\n";
+    if (kind == "TYPE") answer.AddNames("messages");
+    if (kind == "METHOD") answer.AddNames("methods");
+    if (kind == "NAME" && is_argument) answer.AddNames("all");
+    return answer.text();
+  }
+
+  const CLI::App& app_;
+  const CLI::App* command_ = nullptr;
+  const CLI::Option* waiting_ = nullptr;  // An option whose value comes next.
+  std::size_t arguments_ = 0;
+};
 
 }  // namespace
 
-std::string BashCompletion(const CLI::App& app) {
-  const std::vector<Argument> shared = SharedOptions(app);
-  std::string names;
-  std::string cases = BashCases("", CommandLineOf(app).options, {});
-  for (const CommandLine& command : CommandsOf(app)) {
-    names += " " + command.name;
-    std::vector<Argument> options = command.options;
-    options.insert(options.end(), shared.begin(), shared.end());
-    cases += BashCases(command.name, options, command.positionals);
-  }
-  cases += BashCase("' commands'", "words" + names);
-  return "# bash completion of cmnsys, made from its own command line.\n\n"
-         "# What completes argument $2 of command $1: an option's value, a position, or the names "
-         "of\n"
-         "# the options or commands. Prints nothing for a flag.\n"
-         "_cmnsys_argument() {\n"
-         "  case \"$1 $2\" in\n" +
-         cases + "  esac\n}\n" + kBashFunctions;
-}
-
-std::string ZshCompletion(const CLI::App& app) {
-  const std::vector<Argument> shared = SharedOptions(app);
-  std::string names;
-  std::string cases;
-  for (const CommandLine& command : CommandsOf(app)) {
-    names += "    '" + command.name + ":" + ZshEscaped(command.description) + "'\n";
-    cases += "    " + command.name + ")\n      _arguments" +
-             ZshSpecifications("        ", command.options) +
-             ZshSpecifications("        ", shared) +
-             ZshSpecifications("        ", command.positionals) + "\n      ;;\n";
-  }
-  return std::string(
-             "#compdef cmnsys\n# zsh completion of cmnsys, made from its own command line.\n") +
-         kZshFunctions +
-         "_cmnsys() {\n"
-         "  local curcontext=$curcontext state\n"
-         "  local -a line commands\n"
-         "  commands=(\n" +
-         names + "  )\n  _arguments -C" + ZshSpecifications("    ", CommandLineOf(app).options) +
-         " \\\n    ':COMMAND:->command' '*::ARGUMENT:->argument'\n"
-         "  if [[ $state == command ]]; then\n"
-         "    _describe -t commands command commands\n"
-         "    return\n"
-         "  fi\n"
-         "  [[ $state == argument ]] || return\n"
-         "  case $line[1] in\n" +
-         cases + "  esac\n}\n\n_cmnsys \"$@\"\n";
+std::string Complete(const CLI::App& app, const std::vector<std::string>& words) {
+  CommandLine line(app);
+  for (std::size_t i = 0; i + 1 < words.size(); ++i) line.Pass(words[i]);
+  return line.Complete(words.empty() ? "" : words.back());
 }
 
 }  // namespace CmnSys::Tool

@@ -1,18 +1,19 @@
-// Shell completions of cmnsys, made from its own command line so that the two never differ.
+// What the shells offer while a command line is typed.
 
 #ifndef CMNSYS_TOOLS_HELP_COMPLETION_H_
 #define CMNSYS_TOOLS_HELP_COMPLETION_H_
 
 #include <CLI/CLI.hpp>
 #include <string>
+#include <vector>
 
 namespace CmnSys::Tool {
 
-// A script that bash sources.
-std::string BashCompletion(const CLI::App& app);
-
-// A function that zsh loads from its fpath, where it is called _cmnsys.
-std::string ZshCompletion(const CLI::App& app);
+// Answers "cmnsys __complete WORD...", which the scripts beside this file ask. `words` are those
+// behind the program's name up to the cursor, the last of them, which may be empty, being typed.
+// The first line of the answer is "files" when the names of files complete it, else "words", and
+// the words follow, one a line, each with its explanation behind a tabulator where there is one.
+std::string Complete(const CLI::App& app, const std::vector<std::string>& words);
 
 }  // namespace CmnSys::Tool
 

@@ -52,17 +52,9 @@ std::string Paragraphs(const std::string& text) {
   return page + (lines.empty() ? "" : Paragraph(lines));
 }
 
-std::string Joined(const std::vector<std::string>& words, const std::string& separator) {
-  std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : separator) + word;
-  return text;
-}
-
-// The argument's limits and default, as a sentence or two.
+// The argument's default and whether it may be repeated, as a sentence or two.
 std::string Details(const Argument& argument) {
   std::string text;
-  if (!argument.choices.empty()) text += " One of: " + Joined(argument.choices, ", ") + ".";
-  if (!argument.range.empty()) text += " From " + argument.range + ".";
   if (!argument.default_value.empty()) text += " Default: " + argument.default_value + ".";
   if (argument.repeatable) text += " May be given several times.";
   return text;

@@ -5,11 +5,15 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "io/failure.h"
 #include "io/progress.h"
+#include "io/temporary_name.h"
 
 namespace CmnSys::Tool {
 namespace {
@@ -27,51 +31,125 @@ bool WriteAll(int descriptor, std::string_view bytes) {
   return true;
 }
 
-// The result replaces a regular file or appears as a new one. Anything else, such as a device or a
-// named pipe, is written in place.
-bool IsReplaceable(const std::string& path) {
-  struct stat status = {};
-  return ::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode);
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
-// The permissions of the file that is replaced, else those that the umask gives a new file.
-mode_t PermissionsFor(const std::string& path) {
-  struct stat status = {};
-  if (::stat(path.c_str(), &status) == 0) return status.st_mode & 07777;
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  return 0666 & ~mask;
+// The number in "/dev/fd/3" and "/proc/self/fd/3".
+std::optional<int> DescriptorIn(const std::string& path) {
+  const std::string own = "/proc/" + std::to_string(::getpid()) + "/fd/";
+  for (const std::string& folder : {std::string("/dev/fd/"), std::string("/proc/self/fd/"), own}) {
+    if (path.compare(0, folder.size(), folder) != 0) continue;
+    const std::string number = path.substr(folder.size());
+    if (number.empty() || number.size() > 9 ||
+        number.find_first_not_of("0123456789") != std::string::npos) {
+      continue;
+    }
+    return std::stoi(number);
+  }
+  return std::nullopt;
 }
+
+// Follows links at the end of the path, up to a descriptor of this process, as /dev/stdout is one.
+// Links that lead nowhere are followed as well: the file is made where they lead.
+std::string WithoutLinks(std::string path) {
+  constexpr int kMostLinks = 40;
+  for (int i = 0; i < kMostLinks && !DescriptorIn(path); ++i) {
+    char target[PATH_MAX];
+    const ssize_t size = ::readlink(path.c_str(), target, sizeof target);
+    if (size < 0 || size == sizeof target) break;
+    const std::string link(target, static_cast<std::size_t>(size));
+    path = link.front() == '/' ? link : FolderOf(path) + "/" + link;
+  }
+  return path;
+}
+
+// A file gets the owner and the permissions of the one that it replaces, and else those that the
+// umask gives a new file.
+int TakeAttributes(int descriptor, const std::string& path) {
+  struct stat status = {};
+  mode_t mode = 0;
+  if (::stat(path.c_str(), &status) == 0) {
+    mode = status.st_mode & 07777;
+    // Only root may give files away.
+    if (::geteuid() == 0 && ::fchown(descriptor, status.st_uid, status.st_gid) != 0) return errno;
+  } else {
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    mode = 0666 & ~mask;
+  }
+  return ::fchmod(descriptor, mode) == 0 ? 0 : errno;
+}
+
+// The temporary name that is in use.
+std::string temporary;
 
 }  // namespace
 
 std::string OutputOptions::Name() const { return path == "-" ? "standard output" : path; }
 
-Output::Output(const OutputOptions& options, OutputKind kind)
-    : name_(options.Name()), path_(options.path) {
-  if (path_ == "-") {
-    descriptor_ = STDOUT_FILENO;
-    terminal_ = ::isatty(STDOUT_FILENO) == 1;
-    if (terminal_ && kind == OutputKind::kBinary) {
-      throw Failure(
-          "not writing binary data to a terminal; name a file with --output or pipe it on, for "
-          "example into \"od -A d -t x1z\"");
-    }
-    return;
-  }
-  if (IsReplaceable(path_)) {
-    temporary_ = path_ + ".XXXXXX";
-    descriptor_ = ::mkstemp(temporary_.data());
-    if (descriptor_ < 0) temporary_.clear();
+Output::Output(const OutputOptions& options, OutputKind kind) : name_(options.Name()) {
+  const std::string path = options.path == "-" ? "" : WithoutLinks(options.path);
+  const std::optional<int> given = path.empty() ? STDOUT_FILENO : DescriptorIn(path);
+  struct stat status = {};
+  if (given) {
+    descriptor_ = *given;
+    own_descriptor_ = false;
+    if (::fstat(descriptor_, &status) != 0) Fail(errno);
+  } else if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    descriptor_ = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (descriptor_ < 0) Fail(errno);
   } else {
-    descriptor_ = ::open(path_.c_str(), O_WRONLY | O_CLOEXEC);
+    if (status.st_nlink != 0 && ::access(path.c_str(), W_OK) != 0) Fail(errno);
+    path_ = path;
+    OpenBeside();
   }
-  if (descriptor_ < 0) throw Failure("cannot write " + name_ + ": " + std::strerror(errno));
+  terminal_ = ::isatty(descriptor_) == 1;
+  if (terminal_ && kind == OutputKind::kBinary) {
+    throw Failure(
+        "not writing binary data to a terminal; name a file with --output or pipe it on, for "
+        "example into \"od -A d -t x1z\"");
+  }
 }
 
 Output::~Output() {
-  if (descriptor_ >= 0 && descriptor_ != STDOUT_FILENO) ::close(descriptor_);
-  if (!temporary_.empty()) ::unlink(temporary_.c_str());
+  if (descriptor_ >= 0 && own_descriptor_) ::close(descriptor_);
+  if (named_) {
+    ::unlink(temporary.c_str());
+    KeepWhenEnded();
+  }
+}
+
+// Opens a file in the folder of the path, without a name where that is possible.
+void Output::OpenBeside() {
+  const std::string folder = FolderOf(path_);
+  // Through /proc the file gets its name later.
+  const bool nameable = ::access("/proc/self/fd", X_OK) == 0;
+  errno = EOPNOTSUPP;
+  if (nameable) descriptor_ = ::open(folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+  if (descriptor_ < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
+    temporary = NewTemporaryName(folder);
+    RemoveWhenEnded(temporary);
+    descriptor_ = ::open(temporary.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
+    named_ = descriptor_ >= 0;
+  }
+  if (descriptor_ < 0) Fail(errno);
+}
+
+// Gives a complete file without name the temporary one, from which it can be renamed.
+void Output::TakeName() {
+  temporary = NewTemporaryName(FolderOf(path_));
+  RemoveWhenEnded(temporary);
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor_);
+  if (::linkat(AT_FDCWD, link.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+    Fail(errno);
+  }
+  named_ = true;
+}
+
+void Output::Fail(int error) const {
+  throw Failure("cannot write " + name_ + ": " + std::strerror(error));
 }
 
 void Output::Write(std::string_view bytes) {
@@ -82,27 +160,21 @@ void Output::Write(std::string_view bytes) {
 
 void Output::Flush() {
   if (terminal_ && !buffer_.empty()) Progress::Hide();
-  if (!WriteAll(descriptor_, buffer_)) {
-    throw Failure("cannot write " + name_ + ": " + std::strerror(errno));
-  }
+  if (!WriteAll(descriptor_, buffer_)) Fail(errno);
   buffer_.clear();
 }
 
 void Output::Finish() {
   Flush();
-  if (descriptor_ == STDOUT_FILENO) return;
-  int error = 0;
-  if (!temporary_.empty() && ::fchmod(descriptor_, PermissionsFor(path_)) != 0) error = errno;
-  if (::close(descriptor_) != 0 && error == 0) error = errno;
-  descriptor_ = -1;
-  if (error == 0 && !temporary_.empty()) {
-    if (::rename(temporary_.c_str(), path_.c_str()) == 0) {
-      temporary_.clear();
-    } else {
-      error = errno;
-    }
+  if (!path_.empty()) {
+    if (const int error = TakeAttributes(descriptor_, path_)) Fail(error);
+    if (!named_) TakeName();
   }
-  if (error != 0) throw Failure("cannot write " + name_ + ": " + std::strerror(error));
+  if (own_descriptor_ && ::close(std::exchange(descriptor_, -1)) != 0) Fail(errno);
+  if (path_.empty()) return;
+  if (::rename(temporary.c_str(), path_.c_str()) != 0) Fail(errno);
+  named_ = false;
+  KeepWhenEnded();
 }
 
 void WriteOutput(const OutputOptions& options, std::string_view bytes, OutputKind kind) {

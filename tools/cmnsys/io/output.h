@@ -17,9 +17,11 @@ struct OutputOptions {
 
 enum class OutputKind { kText, kBinary };
 
-// An output that is written piece by piece. A file appears under its name only when it is complete:
-// it is written beside its place and renamed at the end. What goes to standard output or a device
-// is gone when something fails later.
+// An output that is written piece by piece. A regular file appears under its name, or replaces the
+// former one, only when it is complete; the links that lead to it stay. Until then it has no name,
+// or where the file system knows no files without name, a temporary one that also goes away when a
+// signal ends the process. Anything else (standard output by whatever name, a device, a pipe) is
+// written in place, and what has been written stays when something fails later.
 class Output {
  public:
   // Throws Failure when the output cannot be opened, and for binary output to a terminal.
@@ -37,12 +39,16 @@ class Output {
   void Finish();
 
  private:
+  void OpenBeside();
+  void TakeName();
   void Flush();
+  [[noreturn]] void Fail(int error) const;
 
   std::string name_;
-  std::string path_;
-  std::string temporary_;  // Empty when the output is written in place.
+  std::string path_;    // Where the file goes, behind all links; empty when written in place.
+  bool named_ = false;  // The incomplete file has the temporary name.
   int descriptor_ = -1;
+  bool own_descriptor_ = true;
   bool terminal_ = false;
   std::string buffer_;
 };

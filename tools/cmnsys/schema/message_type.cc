@@ -30,6 +30,8 @@ std::string ResolveName(const std::vector<std::string>& names, const std::string
 }
 
 std::unique_ptr<google::protobuf::Message> NewMessage(const std::string& type) {
+  // A type of a sibling library counts when its name is given in full.
+  if (auto message = Util::NewMessage(type)) return message;
   return Util::NewMessage(
       ResolveName(Util::MessageNames(Util::SchemaFiles()), type, "message type"));
 }
