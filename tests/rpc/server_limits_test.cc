@@ -1,0 +1,233 @@
+// What a server survives: clients that send nothing, take nothing, or are too many.
+
+#include <arpa/inet.h>
+#include <google/protobuf/wrappers.pb.h>
+#include <grpcpp/client_context.h>
+#include <grpcpp/create_channel.h>
+#include <grpcpp/generic/generic_stub.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <functional>
+#include <future>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "fixture.h"
+
+namespace CmnSys::Test {
+namespace {
+
+// A client that speaks HTTP/2 by hand, to stop wherever it likes.
+class BareClient {
+ public:
+  explicit BareClient(const std::string& address) : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    to.sin_port = htons(static_cast<in_port_t>(std::stoi(address.substr(address.rfind(':') + 1))));
+    EXPECT_EQ(connect(fd_, reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
+  }
+  ~BareClient() { close(fd_); }
+  BareClient(const BareClient&) = delete;
+  BareClient& operator=(const BareClient&) = delete;
+
+  void Send(const std::string& bytes) {
+    EXPECT_EQ(send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(bytes.size()));
+  }
+  // The client's preface and settings, which makes a connection ready for calls.
+  void BeginHttp2() { Send("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + Frame(4, 0, 0, "")); }
+  // The headers of a call of Initiate, and no more.
+  void BeginCall(std::uint32_t stream) {
+    std::string headers;
+    for (const auto& [name, value] : {std::pair{":method", "POST"},
+                                      {":scheme", "http"},
+                                      {":path", "/Pb.Rpc.SvcQuery.Query/Initiate"},
+                                      {":authority", "x"},
+                                      {"te", "trailers"},
+                                      {"content-type", "application/grpc"}}) {
+      headers += '\0';
+      for (const std::string text : {name, value}) {
+        headers += static_cast<char>(text.size());
+        headers += text;
+      }
+    }
+    Send(Frame(1, 4, stream, headers));
+  }
+  // Reads until the server closes the connection; false when it does not.
+  bool IsClosed() {
+    timeval patience{60, 0};
+    setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    std::string block(65'536, '\0');
+    ssize_t got = 0;
+    while ((got = recv(fd_, block.data(), block.size(), 0)) > 0) continue;
+    return got == 0 || errno == ECONNRESET;
+  }
+
+ private:
+  static std::string Frame(char type, char flags, std::uint32_t stream, const std::string& body) {
+    std::string frame{'\0', static_cast<char>(body.size() >> 8U), static_cast<char>(body.size()),
+                      type, flags};
+    stream = htonl(stream);
+    return frame.append(reinterpret_cast<const char*>(&stream), 4) + body;
+  }
+
+  const int fd_;
+};
+
+TEST(ServerLimits, CallsCountFromTheirBeginningAndEndWhenTheirRequestDoesNotCome) {
+  Rpc::ServerOptions options;
+  options.max_calls = 2;
+  options.request_timeout = milliseconds(3'000);
+  std::atomic<int> asked{0};
+  options.authorize = [&](const Rpc::CallInfo&) {
+    ++asked;
+    return Rpc::Status{};
+  };
+  LoopbackServer server(Echo(), options);
+  BareClient client(server.address());
+  client.BeginHttp2();
+  client.BeginCall(1);
+  client.BeginCall(3);
+  // Asked about although no byte of a request has come.
+  ASSERT_TRUE(Eventually([&] { return asked == 2; }));
+  EXPECT_EQ(server->Counters().calls, 2);
+  Rpc::Channel channel(server.address());
+  const Result refused = Call(&channel);
+  EXPECT_EQ(refused.code, StatusCode::kResourceExhausted) << refused.text;
+  EXPECT_TRUE(Eventually([&] { return Call(&channel).code == StatusCode::kOk; }));
+  EXPECT_GE(server->Counters().calls_refused, 1U);
+}
+
+TEST(ServerLimits, ResponsesThatAreNotTakenHoldBoundedMemoryForABoundedTime) {
+  Rpc::ServerOptions options;
+  options.max_buffered_bytes = 8 << 20;
+  options.response_timeout = milliseconds(2'000);
+  LoopbackServer server(
+      [](Rpc::ServerController*, const InitiateReq& request, InitiateRsp* response, Closure* done) {
+        if (request.has_query()) {
+          response->mutable_query_result()->mutable_gid()->set_id(std::string(3 << 20, 'x'));
+        }
+        done->Run();
+      },
+      options);
+  // Calls whose responses are not read: gRPC asks for none before Read().
+  grpc::GenericStub stub(grpc::CreateChannel(server.address(), grpc::InsecureChannelCredentials()));
+  grpc::CompletionQueue queue;
+  const auto wait = [&queue] {
+    void* tag = nullptr;
+    bool ok = false;
+    queue.Next(&tag, &ok);
+  };
+  struct Stuck {
+    grpc::ClientContext context;
+    std::unique_ptr<grpc::GenericClientAsyncReaderWriter> call;
+  };
+  std::vector<std::unique_ptr<Stuck>> stuck;
+  const std::string request = RequestWith("big").SerializeAsString();
+  for (int i = 0; i < 8; ++i) {
+    stuck.push_back(std::make_unique<Stuck>());
+    stuck.back()->call =
+        stub.PrepareCall(&stuck.back()->context, "/Pb.Rpc.SvcQuery.Query/Initiate", &queue);
+    stuck.back()->call->StartCall(nullptr);
+    wait();
+    const grpc::Slice slice(request);
+    stuck.back()->call->WriteLast(grpc::ByteBuffer(&slice, 1), {}, nullptr);
+    wait();
+  }
+  EXPECT_TRUE(Eventually([&] { return server->Counters().calls_refused > 0; }));
+  EXPECT_LE(server->Counters().buffered_bytes, options.max_buffered_bytes);
+  EXPECT_TRUE(Eventually([&] { return server->Counters().buffered_bytes == 0; }));
+  EXPECT_TRUE(Eventually([&] { return server->Counters().calls == 0; }));
+  Rpc::Channel channel(server.address());
+  EXPECT_EQ(Call(&channel).code, StatusCode::kOk);
+  stuck.clear();
+}
+
+TEST(ServerLimits, ConnectionsAreLimitedInAllAndPerClientAndComeBack) {
+  for (const bool in_all : {true, false}) {
+    Rpc::ServerOptions options;
+    (in_all ? options.max_connections : options.max_connections_per_client) = 2;
+    LoopbackServer server(Echo(), options);
+    auto first = std::make_unique<BareClient>(server.address());
+    BareClient second(server.address());
+    ASSERT_TRUE(Eventually([&] { return server->Counters().connections == 2; }));
+    EXPECT_TRUE(BareClient(server.address()).IsClosed());
+    EXPECT_GE(server->Counters().connections_refused, 1U);
+    first.reset();
+    Rpc::Channel channel(server.address());
+    EXPECT_TRUE(Eventually([&] { return Call(&channel).code == StatusCode::kOk; }));
+  }
+}
+
+TEST(ServerLimits, PeersThatSayNothingAreGivenUp) {
+  const struct {
+    const char* what;
+    std::function<void(Rpc::ServerOptions*)> set;
+    bool http2;
+  } cases[] = {
+      {"no handshake", [](auto* options) { options->handshake_timeout = milliseconds(500); },
+       false},
+      {"no sign of life",
+       [](auto* options) {
+         options->keepalive = milliseconds(1'000);
+         options->keepalive_timeout = milliseconds(500);
+       },
+       true},
+      {"no calls", [](auto* options) { options->max_connection_idle = milliseconds(500); }, true},
+      {"too old", [](auto* options) { options->max_connection_age = milliseconds(500); }, true}};
+  for (const auto& test : cases) {
+    Rpc::ServerOptions options;
+    test.set(&options);
+    LoopbackServer server(Echo(), options);
+    BareClient client(server.address());
+    if (test.http2) client.BeginHttp2();
+    EXPECT_TRUE(client.IsClosed()) << test.what;
+    EXPECT_TRUE(Eventually([&] { return server->Counters().connections == 0; })) << test.what;
+  }
+}
+
+TEST(ServerLimits, HealthIsToldWhileAllWorkersAreBlockedAndTheServerIsFull) {
+  Rpc::ServerOptions options;
+  options.workers = options.max_workers = options.max_calls = 2;
+  Signal release;
+  std::atomic<int> blocked{0};
+  LoopbackServer server(
+      [&](Rpc::ServerController*, const InitiateReq&, InitiateRsp*, Closure* done) {
+        ++blocked;
+        release.Wait();
+        done->Run();
+      },
+      options);
+  Rpc::Channel channel(server.address());
+  std::vector<std::future<Result>> callers(2);
+  for (auto& caller : callers) {
+    caller = std::async(std::launch::async, [&] { return Call(&channel); });
+  }
+  ASSERT_TRUE(Eventually([&] { return blocked == 2; }));
+  google::protobuf::Int32Value told;
+  Signal watched;
+  Rpc::SubscriptionHandler handler;
+  handler.on_message = [&](const google::protobuf::Message& message) {
+    told.CopyFrom(message);
+    watched.Set();
+  };
+  const auto watch =
+      channel.Subscribe("grpc.health.v1.Health/Watch", google::protobuf::StringValue(),
+                        google::protobuf::Int32Value::default_instance(), handler);
+  EXPECT_TRUE(watched.Wait());
+  EXPECT_EQ(told.value(), 1);
+  const Rpc::ServerCounters counters = server->Counters();
+  EXPECT_EQ(counters.busy_workers, 2);
+  EXPECT_EQ(counters.calls, 2);
+  release.Set();
+  for (auto& caller : callers) EXPECT_EQ(caller.get().code, StatusCode::kOk);
+}
+
+}  // namespace
+}  // namespace CmnSys::Test

@@ -1,0 +1,152 @@
+// TLS files that change for the worse, run out, or are revoked.
+
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+#include <vector>
+
+#include "fixture.h"
+#include "support/process.h"
+
+namespace CmnSys::Test {
+namespace {
+
+namespace fs = std::filesystem;
+using Kind = Rpc::Event::Kind;
+
+class EventLog final : public Rpc::Observer {
+ public:
+  void OnEvent(const Rpc::Event& event) override {
+    const std::lock_guard lock(mutex_);
+    events_.push_back(event);
+  }
+  // The text of the last event of a kind, empty without one.
+  std::string Last(Kind kind) const {
+    const std::lock_guard lock(mutex_);
+    std::string text;
+    for (const Rpc::Event& event : events_) {
+      if (event.kind == kind) text = event.text;
+    }
+    return text;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<Rpc::Event> events_;
+};
+
+std::string Contents(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+void Write(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
+
+TEST(ServerTls, KeepsTheLastGoodFilesWhenTheNewOnesCannotBeUsedAndSaysSo) {
+  const Certificates good;
+  const Certificates other;
+  const TemporaryFolder folder;
+  Rpc::TlsFiles files = good.Server();
+  for (std::string* file : {&files.ca_file, &files.certificate_file, &files.key_file}) {
+    const std::string copy = folder.PathOf(fs::path(*file).filename());
+    fs::copy_file(*file, copy);
+    *file = copy;
+  }
+  const auto log = std::make_shared<EventLog>();
+  Rpc::ServerOptions options;
+  options.tls = files;
+  options.observer = log;
+  LoopbackServer server(Echo(), options);
+  // They are valid for two days.
+  EXPECT_NE(log->Last(Kind::kCertificateExpires).find("CN = server expires soon"),
+            std::string::npos)
+      << log->Last(Kind::kCertificateExpires);
+  const auto works = [&](const Certificates& certificates) {
+    Rpc::ChannelOptions channel_options;
+    channel_options.tls = certificates.Client();
+    Rpc::Channel channel(server.address(), channel_options);
+    return Call(&channel).code == StatusCode::kOk;
+  };
+  const std::string certificate = Contents(files.certificate_file);
+  const struct {
+    std::string file;
+    std::string text;
+    std::string fault;
+  } cases[] = {
+      {files.certificate_file, "", "holds no certificate"},
+      {files.certificate_file, certificate.substr(0, certificate.size() / 2),
+       "holds no certificate"},
+      {files.certificate_file, Contents(other.Server().certificate_file), "does not belong"},
+      {files.key_file, "", "holds no private key"},
+      {files.ca_file, Contents(files.ca_file) + "-----BEGIN CERTIFICATE-----\nAAAA", "damaged"},
+      {files.ca_file, "", "holds no certificate"}};
+  for (const auto& test : cases) {
+    const std::string before = Contents(test.file);
+    Write(test.file, test.text);
+    EXPECT_TRUE(Eventually([&] {
+      return log->Last(Kind::kTlsFilesNotUsable).find(test.fault) != std::string::npos &&
+             log->Last(Kind::kTlsFilesNotUsable).find(test.file) != std::string::npos;
+    })) << test.fault
+        << log->Last(Kind::kTlsFilesNotUsable);
+    EXPECT_TRUE(works(good)) << test.fault;
+    Write(test.file, before);
+  }
+  EXPECT_EQ(log->Last(Kind::kTlsFilesReloaded), "");
+  Write(files.certificate_file, Contents(other.Server().certificate_file));
+  Write(files.key_file, Contents(other.Server().key_file));
+  Write(files.ca_file, Contents(other.Server().ca_file));
+  EXPECT_TRUE(Eventually([&] { return works(other); }));
+  EXPECT_NE(log->Last(Kind::kTlsFilesReloaded), "");
+}
+
+TEST(ServerTls, RefusesRevokedClientsAlsoOnConnectionsThatExist) {
+  const TemporaryFolder folder;
+  const ProcessResult made = CmnSys::Test::Run({"sh", "-ec", R"(
+cd "$1"
+printf '[ca]\ndefault_ca=d\n[d]\ndatabase=index.txt\ncertificate=ca.pem\nprivate_key=ca.key\n' > ca.cnf
+printf 'serial=serial\nnew_certs_dir=.\ndefault_md=sha256\ndefault_days=2\npolicy=p\n' >> ca.cnf
+printf 'default_crl_days=30\ncopy_extensions=copy\n[p]\ncommonName=supplied\n' >> ca.cnf
+: > index.txt; echo 01 > serial
+openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout ca.key -out ca.pem -subj /CN=A -days 2
+for name in server client; do
+  openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout $name.key -out $name.csr \
+    -subj /CN=$name -addext subjectAltName=IP:127.0.0.1
+  openssl ca -config ca.cnf -batch -notext -in $name.csr -out $name.pem
+done
+openssl ca -config ca.cnf -gencrl -out crl.pem
+openssl ca -config ca.cnf -revoke client.pem
+openssl ca -config ca.cnf -gencrl -out new.pem
+)",
+                                                "sh", folder.path()});
+  ASSERT_EQ(made.status, 0) << made.errors;
+  const auto files = [&](const std::string& name) {
+    Rpc::TlsFiles tls;
+    tls.ca_file = folder.PathOf("ca.pem");
+    tls.certificate_file = folder.PathOf(name + ".pem");
+    tls.key_file = folder.PathOf(name + ".key");
+    tls.reload_interval = std::chrono::seconds(1);
+    return tls;
+  };
+  Rpc::ServerOptions options;
+  options.tls = files("server");
+  options.tls->revocation_file = folder.PathOf("crl.pem");
+  LoopbackServer server(Echo(), options);
+  Rpc::ChannelOptions channel_options;
+  channel_options.tls = files("client");
+  Rpc::Channel channel(server.address(), channel_options);
+  ASSERT_EQ(Call(&channel).code, StatusCode::kOk) << Call(&channel).text;
+  fs::rename(folder.PathOf("new.pem"), folder.PathOf("crl.pem"));
+  EXPECT_TRUE(Eventually([&] { return Call(&channel).code == StatusCode::kUnauthenticated; }));
+  EXPECT_EQ(Call(&channel).text, "the certificate of client was revoked by its authority");
+
+  const Certificates others;  // Their authority did not sign that list.
+  Rpc::ServerOptions foreign;
+  foreign.tls = others.Server();
+  foreign.tls->revocation_file = folder.PathOf("crl.pem");
+  EXPECT_THROW(LoopbackServer(Echo(), foreign), std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace CmnSys::Test
