@@ -31,26 +31,26 @@ using Pb::Rpc::SvcEvents::EventNotificationSubscribeReq;
 constexpr std::uint32_t kResultsPerBatch = 10;
 constexpr timespec kPause = {0, 200'000'000};
 
-Rpc::Publisher* AddPush(Rpc::Server* server) {
-  Rpc::PublisherOptions options;
-  options.service = kPushService;
-  options.method = kPushMethod;
-  options.request_prototype = &EventNotificationSubscribeReq::default_instance();
-  return server->AddPublisher(options);
-}
+using Push = Rpc::TypedPublisher<EventNotificationSubscribeReq, Notifications::Notification>;
 
-void Push(Rpc::Publisher* publisher, const Events::Event& event) {
+void Tell(const Push& push, const Events::Event& event) {
   Notifications::Notification notification;
   notification.set_notification_type(Notifications::NOTIFICATION_EVENT);
   notification.set_timestamp_ms(static_cast<std::uint64_t>(event.timestamp()));
   *notification.mutable_notification_event()->mutable_event() = event;
-  publisher->Publish(notification, [&event](const Rpc::Subscriber& subscriber) {
-    const auto& filter =
-        static_cast<const EventNotificationSubscribeReq&>(subscriber.Request()).event_filter();
+  push.Publish(notification, [&event](const EventNotificationSubscribeReq& request) {
+    const auto& filter = request.event_filter();
     return filter.empty() || std::any_of(filter.begin(), filter.end(), [&event](int type) {
              return type == Events::EVENT_ALL || type == event.event_type();
            });
   });
+}
+
+// Lets those in whose certificate names a client of this system.
+Rpc::Status Authorize(const Rpc::CallInfo& call) {
+  std::clog << call.identity.common_name + " calls " + call.service + "/" + call.method + "\n";
+  if (call.identity.common_name == "client") return {};
+  return {Rpc::StatusCode::kPermissionDenied, call.identity.common_name + " is no client"};
 }
 
 void Serve(const std::string& address, const std::string& folder, const Events::EventList& events,
@@ -59,23 +59,19 @@ void Serve(const std::string& address, const std::string& folder, const Events::
   options.addresses = {address};
   options.tls = Rpc::TlsFiles{folder + "/ca.pem", folder + "/server.pem", folder + "/server.key"};
   options.reflection = true;
-  // Every certificate of this authority is let in; a real server would look at call.identity, or at
-  // call.session_token.
-  options.authorize = [](const Rpc::CallInfo& call) -> Rpc::Status {
-    std::clog << call.identity.common_name + " calls " + call.service + "/" + call.method + "\n";
-    return {};
-  };
+  options.authorize = Authorize;
 
   QueryExample::QueryServer query(events, kResultsPerBatch);
   Rpc::Server server(options);
   server.Register(&query);
-  Rpc::Publisher* publisher = AddPush(&server);
+  const Push push = server.AddPublisher<EventNotificationSubscribeReq, Notifications::Notification>(
+      kPushService, kPushMethod);
   server.Start();
   std::cout << server.Addresses().front() << std::endl;
 
   for (int i = 0; sigtimedwait(&end_signals, nullptr, &kPause) < 0;) {
     if (events.events_size() == 0) continue;
-    Push(publisher, events.events(i));
+    Tell(push, events.events(i));
     i = (i + 1) % events.events_size();
   }
   server.Shutdown(std::chrono::seconds(5));

@@ -22,6 +22,7 @@
 #include <thread>
 #include <utility>
 
+#include "common/grpc_log.h"
 #include "common/payload.h"
 #include "common/time.h"
 #include "common/tls.h"
@@ -268,6 +269,7 @@ void Server::Impl::Start() {
   CheckNotStarted();
   const ServerOptions& options = core_->options;
   CheckOptions(options);
+  SendGrpcLogTo(options.observer);
   std::vector<Address> to_listen;
   for (const std::string& text : options.addresses) {
     to_listen.push_back(ParseAddress(text));

@@ -128,7 +128,7 @@ class CMNSYSRPC_EXPORT Server {
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  // Offers a service, which must live as long as the server or, with SERVER_OWNS, is deleted by it.
+  // Offers a service, which must live as long as the server or, with kServerOwns, is deleted by it.
   // Before Start(). Throws std::invalid_argument for null, or when a service of the same name is
   // there already, and std::logic_error after Start().
   enum Ownership { kCallerOwns, kServerOwns };
