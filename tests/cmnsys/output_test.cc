@@ -53,7 +53,11 @@ TEST(Output, FollowsLinks) {
   }
   EXPECT_EQ(ReadFile(target), "\x0a\x01x");
   EXPECT_EQ(ReadFile(folder.PathOf("made")), "\x0a\x01x");
-  const std::vector<std::string> names = {"dangling", "link", "made", "target"};
+  const std::string loop = folder.PathOf("loop");
+  ASSERT_EQ(::symlink("loop", loop.c_str()), 0);
+  EXPECT_TRUE(RefusedWith(Cmnsys({"encode", "Gid", "-", "-o", loop}), "levels of symbolic links"));
+  EXPECT_TRUE(RefusedWith(Cmnsys({"encode", "Gid", "-", "-o", ""}), "cannot write "));
+  const std::vector<std::string> names = {"dangling", "link", "loop", "made", "target"};
   EXPECT_EQ(folder.Names(), names);
 }
 

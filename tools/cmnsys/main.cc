@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <exception>
+#include <new>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -114,6 +115,9 @@ int main(int argc, char* argv[]) {
   google::protobuf::SetLogHandler(nullptr);
   try {
     return Main(argc, argv);
+  } catch (const std::bad_alloc&) {
+    CmnSys::Tool::PrintError("out of memory; --max-bytes limits what a message may take");
+    return Number(ExitStatus::kTrouble);
   } catch (const std::exception& error) {
     CmnSys::Tool::PrintError(error.what());
     return Number(ExitStatus::kTrouble);

@@ -58,7 +58,7 @@ std::string WithoutLinks(std::string path) {
   for (int i = 0; i < kMostLinks && !DescriptorIn(path); ++i) {
     char target[PATH_MAX];
     const ssize_t size = ::readlink(path.c_str(), target, sizeof target);
-    if (size < 0 || size == sizeof target) break;
+    if (size <= 0 || size == sizeof target) return path;
     const std::string link(target, static_cast<std::size_t>(size));
     path = link.front() == '/' ? link : FolderOf(path) + "/" + link;
   }
@@ -90,14 +90,17 @@ std::string temporary;
 std::string OutputOptions::Name() const { return path == "-" ? "standard output" : path; }
 
 Output::Output(const OutputOptions& options, OutputKind kind) : name_(options.Name()) {
-  const std::string path = options.path == "-" ? "" : WithoutLinks(options.path);
-  const std::optional<int> given = path.empty() ? STDOUT_FILENO : DescriptorIn(path);
+  const std::string path = options.path == "-" ? "/dev/fd/1" : WithoutLinks(options.path);
+  const std::optional<int> given = DescriptorIn(path);
   struct stat status = {};
+  if (path.empty()) Fail(ENOENT);
   if (given) {
     descriptor_ = *given;
     own_descriptor_ = false;
     if (::fstat(descriptor_, &status) != 0) Fail(errno);
-  } else if (::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+  } else if (::stat(path.c_str(), &status) != 0 && errno != ENOENT) {
+    Fail(errno);
+  } else if (status.st_nlink != 0 && !S_ISREG(status.st_mode)) {
     descriptor_ = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
     if (descriptor_ < 0) Fail(errno);
   } else {
