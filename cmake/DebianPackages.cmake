@@ -10,7 +10,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/RemoveRunPaths.cmake)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_COMPONENTS_ALL runtime development wireshark)
+set(CPACK_COMPONENTS_ALL runtime development python wireshark)
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -36,6 +36,18 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "cmnsysprotobuf (= ${PROJECT_VERSION}), libprotobuf-dev (>= ${CMNSYS_PROTOBUF_SERIES})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS protobuf-compiler)
+
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION [[
+The messages and services for Python 3, with stubs for mypy, and helpers for
+payloads of events, streams and JSON.]])
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-cmnsysprotobuf)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.9), python3-protobuf (>= 3.21)")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS python3-grpcio)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_SOURCE_DIR}/packages/python/debian/postinst
+  ${PROJECT_SOURCE_DIR}/packages/python/debian/prerm)
 
 set(CPACK_COMPONENT_WIRESHARK_DESCRIPTION [[
 Shows calls and stored messages in Wireshark and tshark, payloads of events

@@ -135,6 +135,8 @@ TEST(Json, WritesTheShortestNumbersAndExtensionsInBrackets) {
   } cases[] = {
       {"Pb.CmnSys.IotaFloatArray", "val: [0.1, 1, -0.0, 1e20, 16777216, 1.17549435e-38]",
        R"({"val":[0.1,1,-0.0,1e+20,16777216,1.1754944e-38]})"},
+      {"Pb.CmnSys.IotaFloatArray", "val: [3.40282347e38, -3.40282347e38, 3.40282326e38]",
+       R"({"val":[3.4028234663852886e+38,-3.4028234663852886e+38,3.4028233e+38]})"},
       {"Pb.CmnSys.IotaDoubleArray", "val: [0.1, 5e-324, 1.7976931348623157e308]",
        R"({"val":[0.1,5e-324,1.7976931348623157e+308]})"},
       {"Pb.CmnSys.Events.Event",

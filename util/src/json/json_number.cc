@@ -130,7 +130,12 @@ NumberResult ParseReal(std::string_view text, Real* value) {
 template <typename Real>
 std::string FormatReal(Real value) {
   char buffer[64];
-  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+  // The shortest text for the largest float is a larger number, which readers that go by way of
+  // double, such as Python's, take for out of range.
+  const bool largest =
+      value == std::numeric_limits<float>::max() || value == std::numeric_limits<float>::lowest();
+  const auto result = largest ? std::to_chars(buffer, buffer + sizeof buffer, double{value})
+                              : std::to_chars(buffer, buffer + sizeof buffer, value);
   return {buffer, result.ptr};
 }
 

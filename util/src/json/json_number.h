@@ -20,7 +20,8 @@ NumberResult ParseInteger(std::string_view text, Integer* value);
 template <typename Real>
 NumberResult ParseReal(std::string_view text, Real* value);
 
-// The shortest number that reads back as `value`, which must be finite.
+// The shortest number that reads back as `value`, which must be finite; of the largest float, all
+// digits.
 template <typename Real>
 std::string FormatReal(Real value);
 
