@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "fixture.h"
+#include "largest_allocation.h"
 
 namespace CmnSys::Test {
 namespace {
@@ -103,6 +104,12 @@ TEST(Limits, BytesThatAreNoRequestAreRefusedAndTheServerGoesOn) {
   }
   Rpc::Channel channel(server.address());
   EXPECT_EQ(TextIn(Call(&channel, RequestWith("still here")).response), "still here");
+
+  // A text that says it has 268,435,455 bytes.
+  LargestAllocation() = 0;
+  EXPECT_EQ(raw.Send("\x0a\xff\xff\xff\x7f", false, "/grpc.health.v1.Health/Check").error_code(),
+            grpc::StatusCode::INVALID_ARGUMENT);
+  EXPECT_LT(LargestAllocation(), 1U << 20U);
 }
 
 TEST(Limits, MessagesLongerThanTheLimitsAreRefusedOnEitherSide) {

@@ -36,14 +36,15 @@ class BareClient {
   BareClient(const BareClient&) = delete;
   BareClient& operator=(const BareClient&) = delete;
 
-  void Send(const std::string& bytes) {
-    EXPECT_EQ(send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL),
-              static_cast<ssize_t>(bytes.size()));
+  // False when the server has closed the connection.
+  bool Send(const std::string& bytes) {
+    return send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+           static_cast<ssize_t>(bytes.size());
   }
   // The client's preface and settings, which makes a connection ready for calls.
   void BeginHttp2() { Send("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + Frame(4, 0, 0, "")); }
   // The headers of a call of Initiate, and no more.
-  void BeginCall(std::uint32_t stream) {
+  bool BeginCall(std::uint32_t stream) {
     std::string headers;
     for (const auto& [name, value] : {std::pair{":method", "POST"},
                                       {":scheme", "http"},
@@ -57,7 +58,7 @@ class BareClient {
         headers += text;
       }
     }
-    Send(Frame(1, 4, stream, headers));
+    return Send(Frame(1, 4, stream, headers));
   }
   // Reads until the server closes the connection; false when it does not.
   bool IsClosed() {
@@ -163,6 +164,21 @@ TEST(ServerLimits, ConnectionsAreLimitedInAllAndPerClientAndComeBack) {
     Rpc::Channel channel(server.address());
     EXPECT_TRUE(Eventually([&] { return Call(&channel).code == StatusCode::kOk; }));
   }
+}
+
+TEST(ServerLimits, AConnectionThatFloodsWithCallsAndTakesNoRefusalIsClosed) {
+  Rpc::ServerOptions options;
+  options.max_calls = 100;
+  LoopbackServer server(Echo(), options);
+  BareClient client(server.address());
+  client.BeginHttp2();
+  std::uint32_t stream = 1;
+  // It neither reads nor acknowledges the limit of streams.
+  while (stream < 400'000 && client.BeginCall(stream)) stream += 2;
+  EXPECT_LT(stream, 400'000U);
+  EXPECT_TRUE(Eventually([&] { return server->Counters().calls == 0; }));
+  Rpc::Channel channel(server.address());
+  EXPECT_EQ(Call(&channel).code, StatusCode::kOk);
 }
 
 TEST(ServerLimits, PeersThatSayNothingAreGivenUp) {

@@ -10,8 +10,8 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <system_error>
@@ -121,7 +121,7 @@ Acceptor::Acceptor(ServerCore* core, const std::vector<Address>& addresses) : co
       }
     }
   }
-  wake_ = eventfd(0, EFD_CLOEXEC);
+  wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (wake_ < 0) {
     throw std::runtime_error("cannot create an eventfd: " + std::generic_category().message(errno));
   }
@@ -187,12 +187,44 @@ void Acceptor::Start(std::function<void(int, int)> accepted) {
 }
 
 void Acceptor::Stop() {
-  if (thread_.joinable()) {
-    const std::uint64_t one = 1;
-    while (write(wake_, &one, sizeof one) < 0 && errno == EINTR) continue;
-    thread_.join();
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = true;
   }
+  eventfd_write(wake_, 1);
+  if (thread_.joinable()) thread_.join();
   sockets_.clear();
+}
+
+void Acceptor::Close(const std::string& peer) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!to_close_.insert(peer).second) return;
+  }
+  eventfd_write(wake_, 1);
+}
+
+bool Acceptor::Wake() {
+  eventfd_t count = 0;
+  eventfd_read(wake_, &count);
+  std::set<std::string> to_close;
+  {
+    const std::lock_guard lock(mutex_);
+    if (stopping_) return false;
+    to_close.swap(to_close_);
+  }
+  for (const Connection& connection : connections_) {
+    // gRPC notices, and closes the descriptor.
+    if (to_close.count(connection.peer) != 0 && IsOpen(connection)) {
+      shutdown(connection.fd, SHUT_RDWR);
+    }
+  }
+  return true;
+}
+
+bool Acceptor::IsOpen(const Connection& connection) {
+  struct stat file {};
+  return fstat(connection.fd, &file) == 0 && file.st_ino == connection.inode;
 }
 
 void Acceptor::Run() {
@@ -204,12 +236,12 @@ void Acceptor::Run() {
       ForgetClosed();
       continue;
     }
-    if (fds.front().revents != 0) return;
+    if (fds.front().revents != 0 && !Wake()) return;
     bool exhausted = false;
     for (std::size_t i = 1; i < fds.size(); ++i) {
       if (fds[i].revents != 0) exhausted = AcceptAll(fds[i].fd) || exhausted;
     }
-    if (exhausted && poll(fds.data(), 1, kPauseMilliseconds) > 0) return;
+    if (exhausted) poll(fds.data(), 1, kPauseMilliseconds);
   }
 }
 
@@ -278,12 +310,7 @@ void Acceptor::Admit(int listener, int fd, const sockaddr_storage& from) {
 
 void Acceptor::ForgetClosed() {
   for (auto i = connections_.begin(); i != connections_.end();) {
-    struct stat file {};
-    if (fstat(i->fd, &file) == 0 && file.st_ino == i->inode) {
-      ++i;
-      continue;
-    }
-    i = Forget(i);
+    i = IsOpen(*i) ? std::next(i) : Forget(i);
   }
 }
 

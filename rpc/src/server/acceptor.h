@@ -9,6 +9,8 @@
 #include <functional>
 #include <list>
 #include <map>
+#include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -56,6 +58,8 @@ class Acceptor {
 
   // Calls `accepted` with every new connection, which then belongs to it, on a thread of its own.
   void Start(std::function<void(int listener, int connection)> accepted);
+  // Closes the connections of a peer soon. Thread-safe.
+  void Close(const std::string& peer);
   // Closes the listening sockets; when it returns `accepted` is not called any more.
   void Stop();
 
@@ -69,11 +73,14 @@ class Acceptor {
     std::string client;  // What counts as one client; empty when none is counted.
   };
 
+  static bool IsOpen(const Connection& connection);
   void Listen(const Address& address);
   void Run();
   // Whether the process has run out of something, so that a pause is needed.
   bool AcceptAll(int listener);
   void Admit(int listener, int fd, const sockaddr_storage& from);
+  // Whether to go on.
+  bool Wake();
   void ForgetClosed();
   std::list<Connection>::iterator Forget(std::list<Connection>::iterator which);
 
@@ -82,7 +89,10 @@ class Acceptor {
   std::vector<ListeningSocket> sockets_;
   std::list<Connection> connections_;
   std::map<std::string, int> of_client_;
-  int wake_ = -1;  // Readable when the thread is to end.
+  std::mutex mutex_;
+  std::set<std::string> to_close_;  // Peers.
+  bool stopping_ = false;
+  int wake_ = -1;  // Readable when one of these has changed.
   std::thread thread_;
 };
 

@@ -46,6 +46,9 @@ namespace {
 
 constexpr int kQueues = 2;
 constexpr std::size_t kMostErrorTextBytes = 2500;
+// So many streams for each call that may be in progress: calls in progress, and as many refusals.
+constexpr int kStreamsPerCall = 2;
+constexpr int kMostSubscribers = 1'000'000;
 // How often time limits and TLS files are looked at.
 constexpr std::chrono::milliseconds kCarePeriod{250};
 // Longer graces are cut to it.
@@ -118,15 +121,19 @@ class UnknownCall {
       delete this;
       return;
     }
+    core_->BeginStream(context_);
     Listen(core_, service_, queue_);
     const Status status{StatusCode::kUnimplemented,
                         "this server does not offer the method " + context_.method()};
     const bool answering = core_->gate.Pass([&] {
       stream_.Finish(ToGrpc(status, core_->options.max_error_text_bytes), finished_.Post());
     });
-    if (!answering) delete this;
+    if (!answering) OnFinished(false);
   }
-  void OnFinished(bool /*ok*/) { delete this; }
+  void OnFinished(bool /*ok*/) {
+    core_->EndStream();
+    delete this;
+  }
 
   const std::shared_ptr<ServerCore> core_;
   grpc::AsyncGenericService* const service_;
@@ -338,6 +345,11 @@ void Server::Impl::Build() {
 }
 
 void Server::Impl::Listen() {
+  core_->close_connection = [this](const std::string& peer) { acceptor_->Close(peer); };
+  core_->most_streams = kStreamsPerCall * std::min(core_->options.max_calls, INT_MAX / 4);
+  for (const auto& publisher : publishers_) {
+    core_->most_streams += std::min(publisher->options.max_subscribers, kMostSubscribers);
+  }
   std::vector<grpc::CompletionQueue*> queues;
   for (const auto& queue : queues_) {
     for (const UnaryMethod& method : core_->methods) ServerCall::Listen(core_, method, queue.get());
@@ -443,10 +455,10 @@ void Server::Impl::Stop() {
   }
   canceller.join();
   care_.join();
-  acceptor_.reset();
   core_->gate.Close();
   for (const auto& queue : queues_) queue->Shutdown();
   core_->pollers.Stop();
+  acceptor_.reset();
   core_->workers.Stop();
   core_->notifiers.Stop();
 }

@@ -28,6 +28,7 @@ ServerCall::ServerCall(std::shared_ptr<ServerCore> core, const UnaryMethod& meth
       transport_(std::make_unique<Transport>()) {}
 
 ServerCall::~ServerCall() {
+  if (arrived_once_) core_->EndStream();
   if (arrived_once_ && !method_.internal) {
     TellEnd();
     core_->calls.fetch_sub(1);
@@ -41,6 +42,7 @@ void ServerCall::OnArrived(bool ok) {
     return;
   }
   arrived_once_ = true;
+  core_->BeginStream(transport_->context);
   begin_ = std::chrono::steady_clock::now();
   references_ = 2;  // OnOver and the service method.
   Listen(core_, method_, queue_);

@@ -62,6 +62,10 @@ CallInfo MakeCallInfo(const std::string& service, const std::string& method,
 ServerCore::ServerCore(ServerOptions server_options)
     : options(std::move(server_options)), workers(options.workers, options.max_workers) {}
 
+void ServerCore::BeginStream(const grpc::ServerContext& context) {
+  if (++streams > most_streams) close_connection(PeerAddress(context.peer()));
+}
+
 bool ServerCore::Buffer(std::size_t bytes) {
   std::size_t before = buffered_bytes;
   do {

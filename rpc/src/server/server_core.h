@@ -63,7 +63,16 @@ struct ServerCore {
   // Decides about a call: by revocation lists and by ServerOptions::authorize. Throws nothing.
   Status Authorize(const CallInfo& info, const grpc::AuthContext& peer) const;
 
+  // Counts a call or subscription of any kind, refused ones included, until it is over. A
+  // connection that brings one when there are far too many is closed: its client does not take the
+  // refusals, and has not acknowledged the limit of streams, which binds it only then.
+  void BeginStream(const grpc::ServerContext& context);
+  void EndStream() { --streams; }
+
   const ServerOptions options;
+  // Closes the connection of a peer. Set before the first call.
+  std::function<void(const std::string& peer)> close_connection;
+  int most_streams = 0;             // Set before the first call.
   std::shared_ptr<TlsFileSet> tls;  // Null for plaintext. Set before the first call.
   std::deque<UnaryMethod> methods;
   OperationGate gate;
@@ -77,6 +86,7 @@ struct ServerCore {
   TimeLimit<ServerCall> responses;  // Being sent.
   std::atomic<bool> stopping{false};
 
+  std::atomic<int> streams{0};
   std::atomic<int> calls{0};
   std::atomic<std::size_t> buffered_bytes{0};
   std::atomic<int> connections{0};

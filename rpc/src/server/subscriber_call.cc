@@ -31,6 +31,7 @@ SubscriberCall::SubscriberCall(PublisherImpl* publisher, grpc::ServerCompletionQ
     : publisher_(publisher), core_(publisher->core()), queue_(queue) {}
 
 SubscriberCall::~SubscriberCall() {
+  if (arrived_once_) core_->EndStream();
   if (info_) publisher_->Release();
 }
 
@@ -39,6 +40,8 @@ void SubscriberCall::OnArrived(bool ok) {
     const std::shared_ptr<SubscriberCall> last = std::move(self_);
     return;
   }
+  arrived_once_ = true;
+  core_->BeginStream(context_);
   Listen(publisher_, queue_);
   progress_ = Clock::now();
   asking_ = true;

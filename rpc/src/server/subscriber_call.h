@@ -106,6 +106,7 @@ class SubscriberCall final : public Subscriber,
   std::size_t waiting_bytes_ = 0;
   std::size_t first_messages_ = 0;  // Sent by on_subscribe, at the head of the queue.
   Clock::time_point progress_;      // When the client last took something.
+  bool arrived_once_ = false;
   bool accepted_ = false;
   bool asking_ = false;  // Not answered yet.
   bool reading_ = false;
