@@ -66,6 +66,12 @@ TEST(Diff, ComparesByTheChosenMeaning) {
   EXPECT_EQ(Cmnsys({"diff", "IotaDoubleArray", a, a}).status, 0) << "NaN equals itself";
   EXPECT_EQ(Cmnsys({"diff", "IotaDoubleArray", a, b}).status, 1);
   EXPECT_EQ(Cmnsys({"diff", "IotaDoubleArray", a, b, "--any-order"}).status, 0);
+  const std::string zeros = folder.Write("zeros.txt", "val: 0 val: -0.0");
+  const std::string positive = folder.Write("positive.txt", "val: 0 val: 0");
+  EXPECT_EQ(Cmnsys({"diff", "IotaDoubleArray", zeros, positive}).output,
+            "modified: val[1]: -0 -> 0\n");
+  EXPECT_EQ(Cmnsys({"diff", "IotaDoubleArray", zeros, positive, "--any-order"}).status, 1);
+  EXPECT_EQ(Cmnsys({"diff", "IotaDoubleArray", zeros, positive, "--approximate"}).status, 0);
   const std::string set = folder.Write("set.txt", "val: 0");
   EXPECT_EQ(Cmnsys({"diff", "IotaU32", set, "/dev/null"}).status, 1);
   EXPECT_EQ(Cmnsys({"diff", "IotaU32", set, "/dev/null", "--equivalent"}).status, 0);

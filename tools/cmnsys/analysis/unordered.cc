@@ -30,11 +30,10 @@ std::string BytesOf(Value value) {
   return bytes;
 }
 
-// -0 equals 0, and every NaN every other.
+// Every NaN equals every other.
 template <typename Value>
 Value Normal(Value value) {
-  if (std::isnan(value)) return std::numeric_limits<Value>::quiet_NaN();
-  return value == 0 ? Value{0} : value;
+  return std::isnan(value) ? std::numeric_limits<Value>::quiet_NaN() : value;
 }
 
 // A string that is the same for elements that are equal. Messages must be canonical.
