@@ -11,10 +11,10 @@
 // fields), and strings that are not UTF-8, which protobuf's wire format lets pass. Two things are
 // not kept: which of its many bit patterns a NaN has, and the order in which fields were written.
 //
-// Schemas of users may have what this one does not. Maps are objects; the google.protobuf types with
-// a form of their own (Any, Timestamp, Struct and the like) have it, an Any only where the pool of
-// its descriptor knows the type that it holds. Open enums keep numbers without a name. Where two
-// fields of a type share a JSON name, they stand under their own names.
+// Schemas of users may have what this one does not. Maps are objects; the google.protobuf types
+// with a form of their own (Any, Timestamp, Struct and the like) have it, an Any only where the
+// pool of its descriptor knows the type that it holds. Open enums keep numbers without a name.
+// Where two fields of a type share a JSON name, they stand under their own names.
 
 #ifndef CMNSYS_UTIL_JSON_H_
 #define CMNSYS_UTIL_JSON_H_
@@ -86,10 +86,9 @@ struct JsonWriteOptions {
 
 // Writes the message. Returns nothing when that succeeded, or the first error: something that JSON
 // cannot hold (see on_loss), messages nested too deep, or an output that fails. After an error the
-// output holds part of the JSON. No line end follows the JSON. Required fields that are missing are no
-// error here, but ReadJson refuses the JSON.
-// Thread-safe as long as nobody changes the message; O(size of the message), in memory that grows
-// with its depth only.
+// output holds part of the JSON. No line end follows the JSON. Required fields that are missing are
+// no error here, but ReadJson refuses the JSON. Thread-safe as long as nobody changes the message;
+// O(size of the message), in memory that grows with its depth only.
 [[nodiscard]] CMNSYSUTIL_EXPORT std::optional<JsonError> WriteJson(
     const google::protobuf::Message& message, const JsonWriteOptions& options,
     google::protobuf::io::ZeroCopyOutputStream* output);
@@ -114,10 +113,10 @@ struct JsonReadOptions {
 // unset. 64-bit numbers are taken as strings and as numbers, whole numbers also with fraction or
 // exponent as long as their value is whole (1e3), numbers of float and double fields rounded to the
 // nearest value. Errors are: malformed JSON, members that the type does not have or that stand
-// twice (in either spelling), two members of one oneof, values of the wrong kind or out of range, names and numbers that the
-// enum does not declare, null in an array, strings that are not UTF-8, also by an escaped lone
-// surrogate, missing required fields, and the limits of the options. Thread-safe for distinct
-// messages; O(length of the JSON) apart from the lookup of names.
+// twice (in either spelling), two members of one oneof, values of the wrong kind or out of range,
+// names and numbers that the enum does not declare, null in an array, strings that are not UTF-8,
+// also by an escaped lone surrogate, missing required fields, and the limits of the options.
+// Thread-safe for distinct messages; O(length of the JSON) apart from the lookup of names.
 [[nodiscard]] CMNSYSUTIL_EXPORT std::optional<JsonError> ReadJson(
     std::string_view json, const JsonReadOptions& options, google::protobuf::Message* message);
 
