@@ -1,72 +1,80 @@
 # The front door. Everything is built by CMake (see CMakePresets.json); these are the few commands
-# that a user or CI needs. Each installs the Debian packages that are missing first.
+# that a user or CI needs. Each first installs the Debian packages that are missing, by the lists in
+# dependencies/; DEPS=skip leaves that out.
 
 .DEFAULT_GOAL := help
 .PHONY: help deps build demo test baseline sanitize lint format package install clean
 
+export DEPS
+need = @dependencies/install.sh
+configure = cmake -Wno-dev --preset $(1) > /dev/null
+
 help:
-	@echo "make demo      build, then show messages travelling through bytes and back"
-	@echo "make test      build and run the tests"
+	@echo "make demo      build the libraries, cmnsys and the examples, and show messages travelling"
+	@echo "make test      build everything and run the tests"
+	@echo "make build     build everything"
 	@echo "make baseline  make the schema as it is now the contract that the tests hold it to"
-	@echo "make sanitize  run the tests under ASan with UBSan, and under TSan"
+	@echo "make sanitize  run the tests under ASan with UBSan, and those with threads under TSan"
 	@echo "make lint      check the format and run clang-tidy"
 	@echo "make format    format our own C++ code"
 	@echo "make package   build the Debian packages into build/release"
 	@echo "make install   install to PREFIX (default /usr/local)"
-	@echo "make deps      install the Debian packages of packages.txt that are missing"
+	@echo "make deps      install all Debian packages that any of these needs"
 	@echo "make clean     remove the build folder"
+	@echo "With DEPS=skip no packages are installed: make test DEPS=skip"
 
 deps:
-	@there=$$(dpkg-query -W -f '$${db:Status-Abbrev} $${Package}, $${Provides}\n' | \
-	    sed -n 's/^ii *//p' | tr ', ' '\n\n'); \
-	missing=$$(for p in $$(sed 's/#.*//' packages.txt); do \
-	    echo "$$there" | grep -qxF $$p || echo $$p; \
-	  done); \
-	if [ -n "$$missing" ]; then \
-	  echo "Installing Debian packages:" $$missing; \
-	  sudo=$$([ "$$(id -u)" = 0 ] || echo sudo); \
-	  $$sudo apt-get update -qq && \
-	  DEBIAN_FRONTEND=noninteractive $$sudo apt-get install -y -qq --no-install-recommends $$missing; \
-	fi
+	$(need) $(basename $(notdir $(wildcard dependencies/*.txt)))
 
-build: deps
-	@cmake --preset release -Wno-dev > /dev/null
+build:
+	$(need) build test
+	@$(call configure,release)
 	cmake --build --preset release
 
-demo: build
+demo:
+	$(need) build
+	@$(call configure,release)
+	@echo "Building what the demonstration shows; without a warm ccache about 3 minutes on two cores"
+	cmake --build --preset release --target demo_programs
 	@examples/demo.sh build/release/bin
 
 test: build
 	ctest --preset release
 
-baseline: build
+baseline:
+	$(need) build
+	@$(call configure,release)
 	cmake --build --preset release --target baseline
 
-sanitize: deps
+sanitize:
+	$(need) build test
 	@for preset in asan tsan; do \
 	  echo "== $$preset" && \
-	  cmake --preset $$preset -Wno-dev > /dev/null && \
+	  $(call configure,$$preset) && \
 	  cmake --build --preset $$preset && \
 	  ctest --preset $$preset || exit 1; \
 	done
 
-OWN_CODE = git ls-files -- '*.cc' '*.h'
+lint:
+	$(need) build test lint
+	@$(call configure,lint)
+	@cmake --build --preset lint
+	@tools/lint.sh build/lint
 
-# Programs that the tests build by themselves, so clang-tidy does not know how they are compiled.
-OWN_PROJECTS = ^tests/package/\(consumer\|extension\)/
+format:
+	$(need) lint
+	git ls-files -- '*.cc' '*.h' | xargs clang-format -i
 
-lint: build
-	$(OWN_CODE) | xargs clang-format --dry-run --Werror
-	$(OWN_CODE) -- '*.cc' | grep '\.cc$$' | grep -v '$(OWN_PROJECTS)' | xargs -P "$$(nproc)" -n 4 clang-tidy --quiet -p build/release
-
-format: deps
-	$(OWN_CODE) | xargs clang-format -i
-
-package: build
+package:
+	$(need) build package
+	@$(call configure,release)
 	cmake --build --preset release --target packages
 	cmake --build --preset release --target package
 
-install: build
+install:
+	$(need) build
+	@$(call configure,release)
+	cmake --build --preset release
 	cmake --install build/release --prefix $(or $(PREFIX),/usr/local)
 
 clean:

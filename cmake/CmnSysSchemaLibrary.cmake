@@ -94,6 +94,12 @@ function(cmnsys_add_schema_library target)
   endforeach()
 
   add_library(${target} SHARED ${sources})
+  # Generates without compiling, for tools that only read the sources.
+  add_custom_target(${target}_generated DEPENDS ${sources} ${headers})
+  add_dependencies(${target} ${target}_generated)
+  if(TARGET cmnsys_generated_code)
+    add_dependencies(cmnsys_generated_code ${target}_generated)
+  endif()
   target_sources(${target} PUBLIC FILE_SET HEADERS
     BASE_DIRS ${CMNSYS_GENERATED_ROOT} FILES ${headers})
   generate_export_header(${target}
@@ -104,13 +110,16 @@ function(cmnsys_add_schema_library target)
   # where callers that compile as C++11 or C++14 need them. The headers serve C++11 and later.
   set_target_properties(${target} PROPERTIES
     CMNSYS_SCHEMA_FILES "${schema_files}"
+    COMPILE_WARNING_AS_ERROR OFF
     CXX_STANDARD 14
     CXX_STANDARD_REQUIRED ON
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
   target_compile_features(${target} INTERFACE cxx_std_11)
-  target_compile_options(${target} PRIVATE -fno-semantic-interposition -fno-gnu-unique)
+  # Without unique symbols, which only GCC makes: they would keep every user of the library loaded.
+  target_compile_options(${target} PRIVATE
+    -fno-semantic-interposition $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
   # nodelete: the runtime keeps pointers into the library, so it stays mapped after dlclose.
   target_link_options(${target} PRIVATE LINKER:-z,nodelete LINKER:-z,defs)
   target_link_libraries(${target} PUBLIC protobuf::libprotobuf ${arg_DEPENDS_ON})

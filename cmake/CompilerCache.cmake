@@ -9,5 +9,8 @@ if(CMNSYS_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     CCACHE_NOHASHDIR=true
     CCACHE_SLOPPINESS=pch_defines,time_macros
     ${CMNSYS_CCACHE})
-  add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -fpch-preprocess)
+  add_compile_options(
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
+    $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>
+    "$<$<CXX_COMPILER_ID:Clang>:SHELL:-Xclang -fno-pch-timestamp>")
 endif()

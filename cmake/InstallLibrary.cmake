@@ -43,7 +43,7 @@ function(cmnsys_install_library target)
   cmake_path(APPEND libdir "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
   cmake_path(APPEND includedir "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
   list(JOIN arg_REQUIRES ", " requires)
-  configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc
+  configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/library.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc
     @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

@@ -12,6 +12,7 @@ ProcessResult CMakeProject::Configure(const std::vector<std::string>& options) c
                                       "Ninja",
                                       std::string("-DCMAKE_PREFIX_PATH=") + CMNSYS_PREFIX,
                                       std::string("-DCMAKE_CXX_COMPILER=") + CMNSYS_COMPILER,
+                                      "-DCMAKE_CXX_COMPILER_LAUNCHER=" CMNSYS_LAUNCHER,
                                       std::string("-DCMAKE_CXX_FLAGS=") + CMNSYS_COMPILER_FLAGS};
   command.insert(command.end(), options.begin(), options.end());
   return Run(command);

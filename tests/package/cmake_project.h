@@ -8,11 +8,8 @@
 
 namespace CmnSys::Test {
 
-// Option of a project that does not look for ccache by itself.
-inline const std::string kThroughCompilerCache = "-DCMAKE_CXX_COMPILER_LAUNCHER=" CMNSYS_LAUNCHER;
-
-// A CMake project outside the tree that uses the installed package, built with the compiler and the
-// flags of this build.
+// A CMake project outside the tree that uses the installed package, built with the compiler, the
+// flags and the compiler cache of this build.
 class CMakeProject {
  public:
   CMakeProject(std::string source, std::string build)

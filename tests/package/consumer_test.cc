@@ -16,7 +16,7 @@ const char* const kConsumer = CMNSYS_SOURCE "/tests/package/consumer";
 class FindPackage : public ::testing::Test {
  protected:
   void SetUp() override {
-    const ProcessResult configured = project_.Configure({kThroughCompilerCache});
+    const ProcessResult configured = project_.Configure();
     ASSERT_EQ(configured.status, 0) << configured.errors;
     const ProcessResult built = project_.Build();
     ASSERT_EQ(built.status, 0) << built.output << built.errors;

@@ -21,7 +21,7 @@ class Examples : public ::testing::TestWithParam<const char*> {};
 TEST_P(Examples, BuildAndRun) {
   const std::string build = std::string(CMNSYS_WORK "/examples/") + GetParam();
   const CMakeProject project(CMNSYS_SOURCE "/examples/" + std::string(GetParam()), build);
-  const ProcessResult configured = project.Configure({kThroughCompilerCache});
+  const ProcessResult configured = project.Configure();
   ASSERT_EQ(configured.status, 0) << configured.errors;
   const ProcessResult built = project.Build();
   ASSERT_EQ(built.status, 0) << built.output << built.errors;
@@ -44,7 +44,7 @@ INSTANTIATE_TEST_SUITE_P(OnTheInstalledPackage, Examples,
 TEST(RpcExample, BuildsOnTheInstalledPackageAndTheClientIsServed) {
   const std::string build = CMNSYS_WORK "/examples/query_rpc";
   const CMakeProject project(CMNSYS_SOURCE "/examples/query_rpc", build);
-  const ProcessResult configured = project.Configure({kThroughCompilerCache});
+  const ProcessResult configured = project.Configure();
   ASSERT_EQ(configured.status, 0) << configured.errors;
   const ProcessResult built = project.Build();
   ASSERT_EQ(built.status, 0) << built.output << built.errors;

@@ -22,7 +22,7 @@ class VendorProject {
     fs::remove_all(kFolder);
     fs::create_directories(kFolder);
     fs::copy(CMNSYS_SOURCE "/tests/package/extension", kFolder, fs::copy_options::recursive);
-    const ProcessResult configured = project_.Configure({kThroughCompilerCache});
+    const ProcessResult configured = project_.Configure();
     EXPECT_EQ(configured.status, 0) << configured.errors;
     Build();
   }

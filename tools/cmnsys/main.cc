@@ -60,7 +60,9 @@ int Main(int argc, char* argv[]) {
   CmnSys::Tool::AddGuessCommand(&app);
   CmnSys::Tool::AddSizeCommand(&app);
   CmnSys::Tool::AddSampleCommand(&app);
+#ifdef CMNSYS_RPC
   CmnSys::Tool::AddCallCommand(&app);
+#endif
   app.footer(std::string("Each command explains itself: cmnsys COMMAND --help\n\n") +
              CmnSys::Tool::kExitStatusHelp);
   // Asked by the shells and by the build.
