@@ -69,7 +69,7 @@ package:
 	$(need) build package
 	@$(call configure,release)
 	cmake --build --preset release --target packages
-	cmake --build --preset release --target package
+	cmake --build --preset release --target debian_packages
 
 install:
 	$(need) build
