@@ -17,7 +17,7 @@ help:
 	@echo "make sanitize  run the tests under ASan with UBSan, and those with threads under TSan"
 	@echo "make lint      check the format and run clang-tidy"
 	@echo "make format    format our own C++ code"
-	@echo "make package   build the Debian packages into build/release"
+	@echo "make package   build the Debian packages into build/release/debian"
 	@echo "make install   install to PREFIX (default /usr/local)"
 	@echo "make deps      install all Debian packages that any of these needs"
 	@echo "make clean     remove the build folder"
