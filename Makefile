@@ -6,8 +6,11 @@
 .PHONY: help deps build demo test baseline sanitize lint format package install clean
 
 export DEPS
+SHELL = /bin/bash -o pipefail
 need = @dependencies/install.sh
 configure = cmake -Wno-dev --preset $(1) > /dev/null
+# One line a test.
+run_tests = ctest --preset $(1) | grep --line-buffered -v '^ *Start '
 
 help:
 	@echo "make demo      build the libraries, cmnsys and the examples, and show messages travelling"
@@ -39,7 +42,7 @@ demo:
 	@examples/demo.sh build/release/bin
 
 test: build
-	ctest --preset release
+	$(call run_tests,release)
 
 baseline:
 	$(need) build
@@ -52,7 +55,7 @@ sanitize:
 	  echo "== $$preset" && \
 	  $(call configure,$$preset) && \
 	  cmake --build --preset $$preset && \
-	  ctest --preset $$preset || exit 1; \
+	  $(call run_tests,$$preset) || exit 1; \
 	done
 
 lint:
