@@ -69,7 +69,7 @@ format:
 	git ls-files -- '*.cc' '*.h' | xargs clang-format -i
 
 package:
-	$(need) build package
+	$(need) build package python wireshark
 	@$(call configure,release)
 	cmake --build --preset release --target packages
 	cmake --build --preset release --target debian_packages

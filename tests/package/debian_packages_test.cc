@@ -28,9 +28,8 @@ class DebianPackages : public ::testing::Test {
     fs::create_directories(kFolder);
     fs::copy(CMNSYS_BUILD "/debian/source/debian", kFolder + "/source/debian",
              fs::copy_options::recursive);
-    const ProcessResult packed =
-        CmnSys::Test::Run({"make", "-C", kFolder + "/source", "-f", "debian/rules", "binary",
-                           "TOOL_PACKAGES=", "DH_OPTIONS=--arch"});
+    const ProcessResult packed = CmnSys::Test::Run(
+        {"make", "-C", kFolder + "/source", "-f", "debian/rules", "binary-arch", "TOOL_PACKAGES="});
     ASSERT_EQ(packed.status, 0) << packed.output << packed.errors;
   }
 

@@ -33,8 +33,7 @@ fi
 rm -rf "$work/packages" "$system/packages" "$system/consumer" "$system/build"
 mkdir -p "$work/packages"
 cp -r "$packaging" "$work/packages/source"
-(cd "$work/packages/source" && ./debian/rules binary TOOL_PACKAGES= \
-  DH_OPTIONS=--arch) > "$work/packages.log" 2>&1 || {
+(cd "$work/packages/source" && ./debian/rules binary-arch TOOL_PACKAGES=) > "$work/packages.log" 2>&1 || {
   cat "$work/packages.log"
   exit 1
 }

@@ -29,9 +29,9 @@ TEST(RealSiblings, TheLibraryBuildsInstallsAndRunsWithStockPackages) {
   ASSERT_EQ(siblings.Install(kSiblings).status, 0);
 
   const CMakeProject library(kProjects + "/library", kWork + "/build");
-  ASSERT_NO_FATAL_FAILURE(ConfigureAndBuild(
-      library, {"-DCMAKE_PREFIX_PATH=" + kSiblings, "-DSOURCE=" CMNSYS_SOURCE,
-                "-DPLUGIN=" CMNSYS_PREFIX "/bin/protoc-gen-cmnsys"}));
+  ASSERT_NO_FATAL_FAILURE(
+      ConfigureAndBuild(library, {"-DCMAKE_PREFIX_PATH=" + kSiblings, "-DSOURCE=" CMNSYS_SOURCE,
+                                  "-DPLUGIN=" CMNSYS_PREFIX "/bin/protoc-gen-cmnsys"}));
   ASSERT_EQ(library.Install(kInstalled).status, 0);
 
   const CMakeProject consumer(kProjects + "/consumer", kWork + "/consumer");
