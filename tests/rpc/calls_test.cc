@@ -141,6 +141,11 @@ TEST(Calls, BringFailureTextsLetterForLetterAndCutLongOnesAfterAWholeCharacter) 
     EXPECT_EQ(result.code, StatusCode::kUnknown);
     EXPECT_EQ(result.text, sent == long_text ? cut : sent);
   }
+  // Less than the dots need.
+  options.max_error_text_bytes = 2;
+  LoopbackServer curt(FailWith("abc"), options);
+  Rpc::Channel to_curt(curt.address());
+  EXPECT_EQ(Call(&to_curt).text, "ab");
   // The longest text that a server may be set to send, at its longest encoding.
   options.max_error_text_bytes = 2500;
   LoopbackServer server(FailWith(long_text), options);

@@ -7,8 +7,6 @@
 #include <sys/resource.h>
 
 #include <fstream>
-#include <future>
-#include <mutex>
 #include <optional>
 #include <random>
 #include <vector>
@@ -156,35 +154,6 @@ TEST(Limits, OversizedAndCompressedRequestsDoNotFillTheMemory) {
   EXPECT_EQ(status.error_code(), grpc::StatusCode::UNIMPLEMENTED) << status.error_message();
   EXPECT_LT(MemoryInUse() - before, 50) << "MiB";
   EXPECT_TRUE(raw.Send("").ok());
-}
-
-TEST(Limits, CallsBeyondTheLimitAreRefusedUntilOneEnds) {
-  Rpc::ServerOptions options;
-  options.max_calls = 3;
-  std::mutex mutex;
-  std::vector<Closure*> held;
-  LoopbackServer server(
-      [&](Rpc::ServerController*, const InitiateReq& request, InitiateRsp*, Closure* done) {
-        if (request.has_query()) return done->Run();
-        const std::lock_guard lock(mutex);
-        held.push_back(done);
-      },
-      options);
-  Rpc::Channel channel(server.address());
-  std::vector<std::future<Result>> callers(3);
-  for (auto& caller : callers) {
-    caller = std::async(std::launch::async, [&] { return Call(&channel); });
-  }
-  ASSERT_TRUE(Eventually([&] {
-    const std::lock_guard lock(mutex);
-    return held.size() == 3;
-  }));
-  const Result refused = Call(&channel, RequestWith("x"));
-  EXPECT_EQ(refused.code, StatusCode::kResourceExhausted);
-  EXPECT_NE(refused.text.find("busy with 3 calls"), std::string::npos) << refused.text;
-  for (Closure* done : held) done->Run();
-  for (auto& caller : callers) EXPECT_EQ(caller.get().code, StatusCode::kOk);
-  EXPECT_EQ(Call(&channel, RequestWith("x")).code, StatusCode::kOk);
 }
 
 TEST(Limits, RunningOutOfFileDescriptorsIsSurvived) {
