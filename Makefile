@@ -3,12 +3,13 @@
 # dependencies/; DEPS=skip leaves that out.
 
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test baseline sanitize lint format package install clean
+.PHONY: help deps build demo test baseline sanitize lint format profile optimized bench package install clean
 
 export DEPS
 SHELL = /bin/bash -o pipefail
 need = @dependencies/install.sh
 configure = cmake -Wno-dev --preset $(1) > /dev/null
+installed = $(if $(OPTIMIZED),optimized,release)
 # One line a test.
 run_tests = ctest --preset $(1) | grep --line-buffered -v '^ *Start '
 
@@ -20,8 +21,10 @@ help:
 	@echo "make sanitize  run the tests under ASan with UBSan, and those with threads under TSan"
 	@echo "make lint      check the format and run clang-tidy"
 	@echo "make format    format our own C++ code"
+	@echo "make optimized build everything by a profile of its use, into build/optimized"
+	@echo "make bench     time the libraries against what stands beside them (docs/performance.md)"
 	@echo "make package   build the Debian packages into build/release/debian"
-	@echo "make install   install to PREFIX (default /usr/local)"
+	@echo "make install   install to PREFIX (default /usr/local); with OPTIMIZED=1 the optimized build"
 	@echo "make deps      install all Debian packages that any of these needs"
 	@echo "make clean     remove the build folder"
 	@echo "With DEPS=skip no packages are installed: make test DEPS=skip"
@@ -68,17 +71,35 @@ format:
 	$(need) lint
 	git ls-files -- '*.cc' '*.h' | xargs clang-format -i
 
+# Configures build/optimized with the profiles of a training run.
+profile:
+	$(need) build test
+	@$(call configure,training)
+	cmake --build --preset training
+	@$(call configure,optimized)
+
+optimized: profile
+	cmake --build --preset optimized
+
+bench: profile
+	$(need) bench
+	cmake --build --preset optimized --target cmnsys
+	@$(call configure,bench)
+	cmake --build --preset bench --target cmnsys benchmark_programs
+	bench/run.py
+	bench/report.py
+
 package:
 	$(need) build package python wireshark
 	@$(call configure,release)
 	cmake --build --preset release --target packages
 	cmake --build --preset release --target debian_packages
 
-install:
+install: $(if $(OPTIMIZED),profile)
 	$(need) build
-	@$(call configure,release)
-	cmake --build --preset release
-	cmake --install build/release --prefix $(or $(PREFIX),/usr/local)
+	@$(call configure,$(installed))
+	cmake --build --preset $(installed)
+	cmake --install build/$(installed) --prefix $(or $(PREFIX),/usr/local)
 
 clean:
 	rm -rf build
