@@ -100,21 +100,21 @@ void Listen(Rpc::Channel* channel) {
   Pb::CmnSys::QueriesResult::QueryResultSystemEvents received;
   std::promise<void> enough;
   std::promise<Rpc::Status> ended;
-  Rpc::SubscriptionHandler handler;
-  handler.on_message = [&](const google::protobuf::Message& message) {
+  Rpc::SubscriptionHandlerOf<Notification> handler;
+  handler.on_message = [&](const Notification& notification) {
     if (received.results_size() == kNotifications) return;
-    *received.add_results()->mutable_event() =
-        static_cast<const Notification&>(message).notification_event().event();
+    *received.add_results()->mutable_event() = notification.notification_event().event();
     if (received.results_size() == kNotifications) enough.set_value();
   };
   handler.on_end = [&](const Rpc::Status& status) {
     if (received.results_size() < kNotifications) enough.set_value();
     ended.set_value(status);
   };
-  const std::unique_ptr<Rpc::Subscription> subscription =
-      channel->Subscribe(std::string(kPushService) + "/" + kPushMethod,
-                         Pb::Rpc::SvcEvents::EventNotificationSubscribeReq(),
-                         Notification::default_instance(), handler);
+  Rpc::SubscribeOptions options;
+  options.resubscribe = true;  // After a lost connection, until it is cancelled.
+  const std::unique_ptr<Rpc::Subscription> subscription = channel->Subscribe<Notification>(
+      std::string(kPushService) + "/" + kPushMethod,
+      Pb::Rpc::SvcEvents::EventNotificationSubscribeReq(), handler, options);
   enough.get_future().wait();
   subscription->Cancel();
   const Rpc::Status outcome = ended.get_future().get();

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <map>
 #include <thread>
 
 #include "fixture.h"
@@ -164,25 +163,6 @@ TEST(Vanished, ServerFailsTheCallAndItsSuccessorIsFound) {
   Rpc::ClientController controller;
   controller.SetWaitForReady(true);
   EXPECT_EQ(Call(&channel, {}, &controller).code, StatusCode::kOk);
-}
-
-TEST(SeveralAddresses, TakeTurnsAndTheDeadOnesArePassedOver) {
-  LoopbackServer first(Echo());
-  auto second = std::make_unique<LoopbackServer>(Echo());
-  Rpc::Channel channel({"127.0.0.1:1", first.address(), second->address()});
-  std::map<std::string, int> calls;
-  const auto call = [&] {
-    Rpc::ClientController controller;
-    EXPECT_EQ(Call(&channel, {}, &controller).code, StatusCode::kOk);
-    ++calls[controller.Address()];
-  };
-  for (int i = 0; i < 30; ++i) call();
-  EXPECT_GE(calls[first.address()], 5);
-  EXPECT_GE(calls[second->address()], 5);
-  second.reset();
-  calls.clear();
-  for (int i = 0; i < 10; ++i) call();
-  EXPECT_EQ(calls[first.address()], 10);
 }
 
 }  // namespace

@@ -73,7 +73,7 @@ TEST(Tls, StrangersFailWithATextThatSaysWhy) {
        "may have refused this client's certificate"},
       {"missing certificate", tls.address(), ChannelWith(no_certificate),
        "may have refused this client's certificate"},
-      {"plaintext to TLS", tls.address(), {}, "the server may expect TLS"},
+      {"plaintext to TLS", tls.address(), {}, "it may expect TLS"},
       {"TLS to plaintext", plaintext.address(), ChannelWith(ours.Client()),
        "the server does not speak TLS there"},
   };
@@ -102,9 +102,6 @@ TEST(Tls, PlaintextBeyondLoopbackMustBeAskedFor) {
   Rpc::ChannelOptions anywhere;
   anywhere.plaintext = Rpc::Plaintext::kAnywhere;
   EXPECT_NO_THROW(Rpc::Channel("192.0.2.1:4000", anywhere));
-  for (const char* address : {"", "host", ":1", "host:70000", "::1:5", "[::1:5"}) {
-    EXPECT_THROW(Rpc::Channel(address, anywhere), std::invalid_argument) << address;
-  }
 }
 
 TEST(Tls, FilesThatCannotBeUsedAreRefusedByName) {

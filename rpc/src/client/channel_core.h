@@ -5,6 +5,8 @@
 #include <grpcpp/completion_queue.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,58 +15,64 @@
 #include <vector>
 
 #include "CmnSys/Rpc/Channel.h"
-#include "client/channel_target.h"
-#include "client/client_controller_impl.h"
-#include "common/completion.h"
+#include "client/connections.h"
+#include "client/metadata.h"
 
 namespace CmnSys::Rpc {
 
 class ClientCall;
 
-// What a channel, its calls and its completion threads share.
+// What a channel, its calls, its subscriptions and its completion threads share.
 class ChannelCore : public std::enable_shared_from_this<ChannelCore> {
  public:
   ChannelCore(const std::vector<std::string>& addresses, ChannelOptions channel_options);
 
-  void SetSessionToken(const std::string& token);
-  // The addresses in the order in which a call should try them: the next in turn first, and those
-  // that cannot be reached at the moment last.
-  std::vector<ChannelTarget*> TargetsInTurn();
-  std::shared_ptr<ChannelTarget> NextTarget();
+  Connections& connections() { return connections_; }
 
+  void SetSessionToken(const std::string& token);
   // Fails with kUnauthenticated when there is a token but the connection is plaintext.
   Status CheckToken();
   // Sets metadata, token and deadline. A token is left out on a plaintext connection.
-  void PrepareContext(const Metadata* metadata, bool wait_for_ready,
+  void PrepareContext(const Metadata& metadata, bool wait_for_ready,
                       std::chrono::system_clock::time_point deadline, grpc::ClientContext* context);
 
-  // Starts the completion threads with the first asynchronous call.
-  grpc::CompletionQueue* Queue();
-  OperationGate& gate() { return gate_; }
-  void Add(ClientCall* call);
+  // A call with a closure, from before its first operation until its closure has returned. Returns
+  // where its operations complete; the first call starts the threads.
+  grpc::CompletionQueue* Add(ClientCall* call);
   void Remove(ClientCall* call);
-  // Cancels all asynchronous calls, and waits for their closures unless it is called by one.
+  bool Closing() const { return closing_; }
+  // Cancels all calls with closures, and waits for their closures unless it is called by one.
   void Close();
 
   const ChannelOptions options;
 
- private:
-  void StartThreads();
+  // See ChannelCounters.
+  struct {
+    std::atomic<std::uint64_t> calls{0};
+    std::atomic<std::uint64_t> failed_calls{0};
+    std::atomic<std::int64_t> calls_in_progress{0};
+    std::atomic<std::int64_t> subscriptions{0};
+    std::atomic<std::uint64_t> messages{0};
+    std::atomic<std::uint64_t> sent_bytes{0};
+    std::atomic<std::uint64_t> received_bytes{0};
+  } counters;
 
-  std::vector<std::shared_ptr<ChannelTarget>> targets_;
-  std::atomic<std::size_t> turn_{0};
+ private:
+  void ShutdownQueues();
+
+  Connections connections_;
 
   std::mutex token_mutex_;
   std::shared_ptr<grpc::CallCredentials> token_;
 
-  OperationGate gate_;
-  std::once_flag threads_started_;
-  std::vector<std::unique_ptr<grpc::CompletionQueue>> queues_;
-  std::vector<std::thread> threads_;
-  std::atomic<std::size_t> queue_turn_{0};
-
+  // gRPC ends the process when an operation is started on a queue that was shut down; that is done
+  // when no call is left.
   std::mutex calls_mutex_;
+  std::atomic<bool> closing_{false};
   std::unordered_set<ClientCall*> calls_;
+  std::vector<std::unique_ptr<grpc::CompletionQueue>> queues_;
+  std::size_t turn_ = 0;
+  std::vector<std::thread> threads_;
 };
 
 }  // namespace CmnSys::Rpc

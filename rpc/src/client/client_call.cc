@@ -7,6 +7,7 @@
 
 #include "CmnSys/Rpc/ClientController.h"
 #include "common/payload.h"
+#include "common/time.h"
 
 namespace CmnSys::Rpc {
 
@@ -22,8 +23,6 @@ ClientController::Impl* SettingsOf(RpcController* controller) {
   return ours == nullptr ? nullptr : ours->impl();
 }
 
-Status ChannelClosing() { return {StatusCode::kCancelled, "the channel is being deleted"}; }
-
 }  // namespace
 
 ClientCall::ClientCall(std::shared_ptr<ChannelCore> channel, const MethodDescriptor* method,
@@ -36,82 +35,101 @@ ClientCall::ClientCall(std::shared_ptr<ChannelCore> channel, const MethodDescrip
       message_(request),
       response_message_(response),
       done_(done),
-      path_("/" + method->service()->full_name() + "/" + method->name()) {}
+      begin_(std::chrono::steady_clock::now()),
+      path_("/" + method->service()->full_name() + "/" + method->name()) {
+  if (settings_ != nullptr) cancelled_early_ = !settings_->Begin([this] { Cancel(); });
+  channel_->counters.calls.fetch_add(1, std::memory_order_relaxed);
+  channel_->counters.calls_in_progress.fetch_add(1, std::memory_order_relaxed);
+}
 
 void ClientCall::Block() {
-  if (Prepare()) {
-    grpc::CompletionQueue queue;
-    queue_ = &queue;
-    do {
-      Send(&queue);
-      void* tag = nullptr;
-      bool ok = false;
+  grpc::CompletionQueue queue;
+  queue_ = &queue;
+  bool going = Prepare() && Advance();
+  while (going) {
+    void* tag = nullptr;
+    bool ok = false;
+    if (step_ == Step::kReceived) {
+      const Poller::BlockingCall polling(channel_->connections().poller());
       queue.Next(&tag, &ok);
-    } while (!Received());
-    queue.Shutdown();
-    Drain(&queue);
+    } else {
+      queue.Next(&tag, &ok);
+    }
+    going = !Ended(ok);
   }
+  queue.Shutdown();
+  Drain(&queue);
   Finish();
 }
 
 void ClientCall::Start(std::unique_ptr<ClientCall> owned) {
-  const std::shared_ptr<ChannelCore> channel = owned->channel_;
-  const bool prepared = owned->Prepare();
   ClientCall* call = owned.release();  // From here on the completion threads may delete it.
-  const bool posted = channel->gate().Pass([&] {
-    call->queue_ = channel->Queue();
-    channel->Add(call);
-    if (prepared) {
-      call->Send(call->queue_);
-    } else {
-      // The closure must not run inside the call that it reports about.
-      call->alarm_.Set(call->queue_, std::chrono::system_clock::now(), call->Post());
-    }
-  });
-  if (posted) return;
-  owned.reset(call);
-  call->outcome_ = ChannelClosing();
-  call->Finish();
-  call->done_->Run();
+  call->queue_ = call->channel_->Add(call);
+  if (call->Prepare() && call->Advance()) return;
+  // The closure must not run inside the call that it reports about.
+  call->step_ = Step::kFailed;
+  call->alarm_.emplace();
+  call->alarm_->Set(call->queue_, std::chrono::system_clock::now(), call->Post());
 }
 
 void ClientCall::Cancel() {
+  {
+    const std::lock_guard lock(mutex_);
+    cancelled_ = true;
+    if (context_ != nullptr) context_->TryCancel();
+  }
+  channel_->connections().Cancel(&waiter_);
+}
+
+bool ClientCall::Cancelled() {
   const std::lock_guard lock(mutex_);
-  cancelled_ = true;
-  if (context_ != nullptr) context_->TryCancel();
+  return cancelled_;
 }
 
 bool ClientCall::Prepare() {
-  const auto fail = [this](Status status) {
-    outcome_ = std::move(status);
-    failed_early_ = true;
-    return false;
-  };
   response_message_->Clear();
   const std::chrono::milliseconds timeout =
       settings_ != nullptr && settings_->timeout ? *settings_->timeout : channel_->options.timeout;
-  deadline_ = DeadlineAfter(timeout);
-  if (settings_ != nullptr && !settings_->SetCancel([this] { Cancel(); })) {
-    return fail({StatusCode::kCancelled, path_ + " was cancelled before it was made"});
+  if (channel_->Closing()) {
+    outcome_ = {StatusCode::kCancelled, "the channel is being deleted"};
+  } else if (cancelled_early_) {
+    outcome_ = {StatusCode::kCancelled, path_ + " was cancelled before it was made"};
+  } else if (timeout.count() <= 0) {
+    outcome_ = {StatusCode::kDeadlineExceeded, path_ + " was not made: its timeout is zero"};
+  } else {
+    deadline_ = DeadlineAfter(timeout);
+    outcome_ =
+        SerializeMessage(*message_, "request", channel_->options.max_message_bytes, &request_);
+    request_bytes_ = request_.Length();
+    if (outcome_.Ok()) outcome_ = channel_->CheckToken();
   }
-  if (timeout.count() <= 0) {
-    return fail({StatusCode::kDeadlineExceeded, path_ + " was not made: its timeout is zero"});
+  return outcome_.Ok();
+}
+
+bool ClientCall::Advance() {
+  waiter_.wait_for_ready = settings_ != nullptr && settings_->wait_for_ready;
+  waiter_.deadline = deadline_;
+  waiter_.queue = queue_;
+  waiter_.tag = this;
+  step_ = Step::kWaited;
+  const Connections::Choice choice = channel_->connections().Choose(tried_, &waiter_);
+  if (choice.give_up) {
+    outcome_ = {StatusCode::kUnavailable, unreachable_};
+    return false;
   }
-  Status status =
-      SerializeMessage(*message_, "request", channel_->options.max_message_bytes, &request_);
-  if (!status.Ok()) return fail(std::move(status));
-  status = channel_->CheckToken();
-  if (!status.Ok()) return fail(std::move(status));
-  targets_ = channel_->TargetsInTurn();
+  if (choice.endpoint == nullptr) return true;  // The call may have ended already.
+  endpoint_ = choice.endpoint;
+  step_ = Step::kReceived;
+  Send();
   return true;
 }
 
-void ClientCall::Send(grpc::CompletionQueue* queue) {
+void ClientCall::Send() {
+  static const Metadata kNone;
   auto context = std::make_unique<grpc::ClientContext>();
-  channel_->PrepareContext(settings_ == nullptr ? nullptr : &settings_->metadata,
-                           settings_ != nullptr && settings_->wait_for_ready, deadline_,
-                           context.get());
-  auto reader = targets_[attempt_]->stub.PrepareUnaryCall(context.get(), path_, request_, queue);
+  channel_->PrepareContext(settings_ == nullptr ? kNone : settings_->metadata,
+                           waiter_.wait_for_ready, deadline_, context.get());
+  auto reader = endpoint_->stub.PrepareUnaryCall(context.get(), path_, request_, queue_);
   {
     const std::lock_guard lock(mutex_);
     reader_ = std::move(reader);
@@ -122,15 +140,40 @@ void ClientCall::Send(grpc::CompletionQueue* queue) {
   reader_->Finish(&response_, &status_, Post());
 }
 
-bool ClientCall::Received() {
-  ChannelTarget* target = targets_[attempt_];
-  if (NeverSent(status_) && attempt_ + 1 < targets_.size()) {
-    ++attempt_;
-    return false;
+bool ClientCall::Ended(bool ok) {
+  switch (step_) {
+    case Step::kFailed:
+      return true;
+    case Step::kReceived:
+      return Received();
+    case Step::kWaited:
+      break;
   }
-  if (settings_ != nullptr) settings_->address = target->address;
-  outcome_ = Outcome(status_, *context_, path_, *target);
+  channel_->connections().End(&waiter_);
+  if (Cancelled()) {
+    outcome_ = {StatusCode::kCancelled, path_ + " was cancelled"};
+    return true;
+  }
+  if (ok) {
+    outcome_ = {StatusCode::kDeadlineExceeded, path_ + " was not made: no connection to " +
+                                                   channel_->connections().names() + " in time"};
+    return true;
+  }
+  return !Advance();
+}
+
+bool ClientCall::Received() {
+  outcome_ = Outcome(status_, *context_, path_, *endpoint_);
+  if (NeverSent(status_, *context_, *endpoint_)) {
+    if (unreachable_.find(outcome_.text) == std::string::npos) {
+      unreachable_ += (unreachable_.empty() ? "" : "; ") + outcome_.text;
+    }
+    ++tried_;
+    return !Advance();
+  }
+  peer_ = Peer(*context_, *endpoint_);
   if (outcome_.Ok()) {
+    response_bytes_ = response_.Length();
     outcome_ = ParseMessage(&response_, "response", response_message_);
     if (outcome_.code == StatusCode::kInvalidArgument) outcome_.code = StatusCode::kInternal;
   }
@@ -138,25 +181,42 @@ bool ClientCall::Received() {
 }
 
 void ClientCall::Finish() {
-  if (settings_ == nullptr) {
-    if (!outcome_.Ok()) controller_->SetFailed(outcome_.text);
-    return;
+  auto& counters = channel_->counters;
+  counters.calls_in_progress.fetch_sub(1, std::memory_order_relaxed);
+  if (!outcome_.Ok()) counters.failed_calls.fetch_add(1, std::memory_order_relaxed);
+  if (!peer_.empty()) {
+    counters.sent_bytes.fetch_add(request_bytes_, std::memory_order_relaxed);
+    counters.received_bytes.fetch_add(response_bytes_, std::memory_order_relaxed);
   }
-  settings_->SetCancel(nullptr);
-  settings_->outcome = std::move(outcome_);
-  settings_->notifier.Fire();
+  if (channel_->options.observer != nullptr) Report();
+  if (settings_ != nullptr) {
+    settings_->End(std::move(outcome_), endpoint_ == nullptr ? "" : endpoint_->address, peer_);
+  } else if (!outcome_.Ok()) {
+    controller_->SetFailed(outcome_.text);
+  }
 }
 
-void ClientCall::Complete(bool /*ok*/) {
-  if (!failed_early_ && !Received()) {
-    const bool posted = channel_->gate().Pass([this] { Send(queue_); });
-    if (posted) return;
-    outcome_ = ChannelClosing();
+void ClientCall::Report() {
+  CallInfo info;
+  info.service = method_->service()->full_name();
+  info.method = method_->name();
+  info.peer = peer_;
+  if (settings_ != nullptr) {
+    const auto& entries = settings_->metadata.entries();
+    info.metadata.insert(entries.begin(), entries.end());
   }
+  if (deadline_ != std::chrono::system_clock::time_point::max()) info.deadline = deadline_;
+  channel_->options.observer->OnCallEnd({endpoint_ == nullptr ? "" : endpoint_->address, info,
+                                         outcome_, std::chrono::steady_clock::now() - begin_,
+                                         peer_.empty() ? 0 : request_bytes_, response_bytes_});
+}
+
+void ClientCall::Complete(bool ok) {
+  if (!Ended(ok)) return;
   const std::unique_ptr<ClientCall> self(this);
-  channel_->Remove(this);
   Finish();
   done_->Run();
+  channel_->Remove(this);
 }
 
 }  // namespace CmnSys::Rpc

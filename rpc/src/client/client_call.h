@@ -13,6 +13,7 @@
 #include <chrono>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "client/channel_core.h"
@@ -23,6 +24,7 @@ namespace CmnSys::Rpc {
 
 class ClientCall final : private Tag {
  public:
+  // Throws std::logic_error when the controller serves another call.
   ClientCall(std::shared_ptr<ChannelCore> channel, const google::protobuf::MethodDescriptor* method,
              google::protobuf::RpcController* controller, const google::protobuf::Message* request,
              google::protobuf::Message* response, google::protobuf::Closure* done);
@@ -31,19 +33,26 @@ class ClientCall final : private Tag {
   void Block();
 
   // Makes a call with a closure, which runs when it has ended.
-  static void Start(std::unique_ptr<ClientCall> owned);
+  static void Start(std::unique_ptr<ClientCall> call);
 
   // Thread-safe, until the call has ended.
   void Cancel();
 
  private:
-  // Checks and serializes; false when the call has failed already.
+  // What the next completion of the tag means.
+  enum class Step { kFailed, kWaited, kReceived };
+
+  // Checks and serializes; false when the call has failed.
   bool Prepare();
-  // Sends the request to the next address.
-  void Send(grpc::CompletionQueue* queue);
-  // Whether the call has ended; otherwise it goes to another address.
+  // Sends the request, or waits for a connection; false when the call has failed.
+  bool Advance();
+  void Send();
+  // What to do when the tag completes: returns true when the call has ended.
+  bool Ended(bool ok);
   bool Received();
   void Finish();
+  void Report();
+  bool Cancelled();
   void Complete(bool ok) override;
 
   const std::shared_ptr<ChannelCore> channel_;
@@ -54,12 +63,22 @@ class ClientCall final : private Tag {
   google::protobuf::Message* const response_message_;
   google::protobuf::Closure* const done_;
 
-  std::string path_;
-  std::chrono::system_clock::time_point deadline_;
+  const std::chrono::steady_clock::time_point begin_;
+  bool cancelled_early_ = false;
+  const std::string path_;
+  std::chrono::system_clock::time_point deadline_ = std::chrono::system_clock::time_point::max();
+  grpc::CompletionQueue* queue_ = nullptr;
+  Step step_ = Step::kFailed;
   grpc::ByteBuffer request_;
-  std::vector<ChannelTarget*> targets_;  // In the order in which they are tried.
-  std::size_t attempt_ = 0;
+  std::size_t request_bytes_ = 0;
+  std::size_t response_bytes_ = 0;
+  Connections::Waiter waiter_;
+  Endpoint* endpoint_ = nullptr;
+  std::size_t tried_ = 0;
+  std::string unreachable_;  // Why addresses that were tried could not be reached.
   Status outcome_;
+  std::string peer_;
+  std::optional<grpc::Alarm> alarm_;  // Of a call that failed before it was sent.
 
   std::mutex mutex_;  // Of cancelled_, and of changes of context_.
   bool cancelled_ = false;
@@ -67,9 +86,6 @@ class ClientCall final : private Tag {
   std::unique_ptr<grpc::ClientAsyncResponseReader<grpc::ByteBuffer>> reader_;
   grpc::ByteBuffer response_;
   grpc::Status status_;
-  bool failed_early_ = false;
-  grpc::CompletionQueue* queue_ = nullptr;
-  grpc::Alarm alarm_;
 };
 
 }  // namespace CmnSys::Rpc

@@ -6,15 +6,12 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "CmnSys/Rpc/ClientController.h"
+#include "client/metadata.h"
 #include "common/cancel_notifier.h"
 
 namespace CmnSys::Rpc {
-
-using Metadata = std::vector<std::pair<std::string, std::string>>;
 
 class ClientController::Impl {
  public:
@@ -22,15 +19,16 @@ class ClientController::Impl {
   std::optional<std::chrono::milliseconds> timeout;
   bool wait_for_ready = false;
   Metadata metadata;
-  std::size_t metadata_bytes = 0;
   Status outcome;
   std::string address;
+  std::string peer;
   CancelNotifier notifier;
 
-  // Makes `cancel` what StartCancel() calls while the call is in progress. Returns false, and keeps
-  // nothing, when the call is already cancelled. Null when the call has ended; then `cancel` is not
-  // called any more once this has returned.
-  bool SetCancel(std::function<void()> cancel);
+  // Begins a call that StartCancel() ends by `cancel`; false when it is cancelled already. Throws
+  // std::logic_error when the controller serves a call.
+  bool Begin(std::function<void()> cancel);
+  // Ends it; `cancel` is not called any more once this has returned.
+  void End(Status how, const std::string& where, const std::string& who);
 
   void StartCancel();
   bool IsCanceled() const;
@@ -39,6 +37,7 @@ class ClientController::Impl {
  private:
   mutable std::mutex mutex_;
   bool cancelled_ = false;
+  bool in_call_ = false;
   std::function<void()> cancel_;
 };
 

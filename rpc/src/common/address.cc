@@ -136,6 +136,16 @@ std::optional<bool> IsLocal(const Address& address) {
   return std::nullopt;
 }
 
+std::string PeerAddress(const std::string& uri) {
+  if (uri.rfind(kUnixPrefix, 0) == 0) return uri;
+  std::string text = uri.substr(uri.find(':') + 1);
+  for (const auto& [code, character] : {std::pair{"%5B", "["}, {"%5D", "]"}}) {
+    const std::size_t at = text.find(code);
+    if (at != std::string::npos) text.replace(at, std::string_view(code).size(), character);
+  }
+  return text;
+}
+
 std::invalid_argument PlaintextRefused(const std::string& address) {
   return std::invalid_argument(address +
                                " is not a loopback address, and there everybody on the way could "

@@ -36,6 +36,10 @@ std::vector<Address> Expand(const Address& address);
 // that would have to be resolved. Does not block.
 std::optional<bool> IsLocal(const Address& address);
 
+// The peer of a call, from how gRPC writes it ("ipv4:192.0.2.7:41000",
+// "ipv6:%5B2001:db8::7%5D:41000", "unix:/path"): IP address and port, or "unix:" and the path.
+std::string PeerAddress(const std::string& uri);
+
 // What to do about an address that is not local when plaintext was not asked for.
 std::invalid_argument PlaintextRefused(const std::string& address);
 

@@ -2,9 +2,9 @@
 
 #include <grpc/grpc_security_constants.h>
 
-#include <algorithm>
 #include <string_view>
 
+#include "common/address.h"
 #include "common/payload.h"
 
 namespace CmnSys::Rpc {
@@ -12,17 +12,6 @@ namespace CmnSys::Rpc {
 namespace {
 
 std::string ToString(const grpc::string_ref& text) { return {text.data(), text.size()}; }
-
-// From gRPC's "ipv4:192.0.2.7:41000" and "ipv6:%5B2001:db8::7%5D:41000"; "unix:" stays.
-std::string PeerAddress(std::string uri) {
-  if (uri.rfind("unix:", 0) == 0) return uri;
-  uri.erase(0, uri.find(':') + 1);
-  for (const auto& [code, character] : {std::pair{"%5B", "["}, {"%5D", "]"}}) {
-    const std::size_t at = uri.find(code);
-    if (at != std::string::npos) uri.replace(at, std::string_view(code).size(), character);
-  }
-  return uri;
-}
 
 PeerIdentity IdentityOf(const grpc::AuthContext& auth) {
   PeerIdentity identity;

@@ -15,9 +15,9 @@
 namespace CmnSys::Rpc {
 
 // Settings, cancellation and outcome of one call over a Channel. One controller serves one call at
-// a time; call Reset() before the next. It must outlive its call: for an asynchronous call, until
-// the closure runs. StartCancel() may be called from any thread at any time; everything else only
-// while no call is in progress, or after it.
+// a time (a second one meanwhile throws std::logic_error); call Reset() before the next. It must
+// outlive its call: for an asynchronous call, until the closure runs. StartCancel() may be called
+// from any thread at any time; everything else only while no call is in progress, or after it.
 class CMNSYSRPC_EXPORT ClientController final : public google::protobuf::RpcController {
  public:
   ClientController();
@@ -26,7 +26,8 @@ class CMNSYSRPC_EXPORT ClientController final : public google::protobuf::RpcCont
   ClientController& operator=(const ClientController&) = delete;
 
   // How long the call may take, connecting included; the channel's timeout when not set. Zero or
-  // less fails the call at once; milliseconds::max() waits for ever.
+  // less, however negative, fails the call at once; milliseconds::max(), or a time beyond what the
+  // clock can tell, waits for ever.
   void SetTimeout(std::chrono::milliseconds timeout);
 
   // With true, the call waits for a connection, up to its timeout, when the server cannot be
@@ -34,10 +35,11 @@ class CMNSYSRPC_EXPORT ClientController final : public google::protobuf::RpcCont
   void SetWaitForReady(bool wait);
 
   // Sends `name: value` along with the call; a name may come several times. Names are made of
-  // a to z, 0 to 9, '_', '-' and '.', and neither begin with "grpc-" nor are "authorization" (see
-  // Channel::SetSessionToken). Values are printable ASCII; when the name ends with "-bin" they are
-  // any bytes. Throws std::invalid_argument otherwise, and when all metadata of the call together
-  // exceeds 4,096 bytes, each counted as name, value and 32 bytes.
+  // a to z, 0 to 9, '_', '-' and '.', and are none of those that gRPC and HTTP/2 use themselves:
+  // those that begin with "grpc" or "cmnsys-", "authorization" (see Channel::SetSessionToken),
+  // "content-type", "te", "host", "user-agent" and a few more. Values are printable ASCII; when the
+  // name ends with "-bin" they are any bytes. Throws std::invalid_argument otherwise, and when all
+  // metadata of the call together exceeds 4,096 bytes, each counted as name, value and 32 bytes.
   void AddMetadata(const std::string& name, const std::string& value);
 
   // How the last call ended; kOk before the first.
@@ -47,7 +49,12 @@ class CMNSYSRPC_EXPORT ClientController final : public google::protobuf::RpcCont
   // The address, as given to the Channel, to which the last call went; empty when it went nowhere.
   const std::string& Address() const;
 
-  // Back to the state of a new controller: settings, metadata, outcome and cancellation.
+  // The IP address and port of the server that the last call was sent to ("192.0.2.7:4711"), or
+  // "unix:" and the path of its socket; empty when it was not sent.
+  const std::string& Peer() const;
+
+  // Back to the state of a new controller: settings, metadata, outcome and cancellation. Throws
+  // std::logic_error during a call.
   void Reset() override;
   // True when the last call did not end with kOk.
   bool Failed() const override;

@@ -1,0 +1,53 @@
+// A server that a channel can call, and how its failures are told.
+
+#ifndef CMNSYS_RPC_SRC_ENDPOINT_H_
+#define CMNSYS_RPC_SRC_ENDPOINT_H_
+
+#include <grpcpp/channel.h>
+#include <grpcpp/client_context.h>
+#include <grpcpp/generic/generic_stub.h>
+#include <grpcpp/security/credentials.h>
+#include <grpcpp/support/status.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "CmnSys/Rpc/Channel.h"
+#include "common/address.h"
+
+namespace CmnSys::Rpc {
+
+struct Endpoint {
+  // `given` is the address as the channel's user wrote it, `real` the one to connect to.
+  // `credentials` are those of TLS, null for plaintext.
+  Endpoint(const std::string& given, const Address& real, const ChannelOptions& options,
+           const std::shared_ptr<grpc::ChannelCredentials>& credentials);
+
+  bool Ready() const { return channel->GetState(false) == GRPC_CHANNEL_READY; }
+
+  const std::string address;
+  const bool tls;
+  const std::string target;  // What gRPC is told.
+  const std::shared_ptr<grpc::Channel> channel;
+  grpc::GenericStub stub;
+  std::atomic<bool> was_connected{false};  // Ever.
+};
+
+// Whether it is certain that no server has seen the call, so that it may be made again. That does
+// not rest on the status, which a server may have sent, but on where the call went.
+bool NeverSent(const grpc::Status& status, const grpc::ClientContext& context,
+               const Endpoint& endpoint);
+
+// The peer's IP address and port, or "unix:" and the path of its socket; empty when the call was
+// not sent.
+std::string Peer(const grpc::ClientContext& context, const Endpoint& endpoint);
+
+// The outcome of a call, with a text that says what happened and where when it comes from gRPC and
+// not from the server. `path` is the method's.
+Status Outcome(const grpc::Status& status, const grpc::ClientContext& context,
+               const std::string& path, const Endpoint& endpoint);
+
+}  // namespace CmnSys::Rpc
+
+#endif  // CMNSYS_RPC_SRC_ENDPOINT_H_
