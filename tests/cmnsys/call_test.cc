@@ -32,6 +32,9 @@ TEST(Call, SaysWhyACallCannotBeMade) {
        "Pb.Rpc.SvcQuery.Query.Abort failed with UNAVAILABLE: cannot reach 127.0.0.1:1"},
       {{"Query/Abort", "--plaintext"}, 2, "--target is required"},
       {{"Query/Abort", "--target", "localhost:1", "--cert", "x"}, 2, "--key"},
+      {{"Query/Abort", "--target", "localhost:1", "--plaintext", "--server-name", "x"},
+       2,
+       "--server-name"},
   };
   for (const auto& test : cases) {
     std::vector<std::string> arguments = {"call"};

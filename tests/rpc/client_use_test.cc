@@ -198,9 +198,8 @@ TEST(Channels, RunNoClosureInsideACallWhileTheyAreBeingDeleted) {
   Pb::Rpc::SvcQuery::Query_Stub stub(channel.get());
   Rpc::ClientController controller;
   InitiateRsp response;
-  int repeats = 0;
-  int depth = 0;
-  int deepest = 0;
+  std::atomic<int> repeats{0};
+  std::atomic<int> nested{0};
   std::function<void()> call = [&] {
     controller.Reset();
     stub.Initiate(&controller, &InitiateReq::default_instance(), &response, NewClosure([&] {
@@ -213,7 +212,7 @@ TEST(Channels, RunNoClosureInsideACallWhileTheyAreBeingDeleted) {
   call();
   channel.reset();
   EXPECT_EQ(repeats, kRepeats);
-  EXPECT_EQ(deepest, 1);
+  EXPECT_EQ(nested, 0);
 }
 
 struct Recorder final : Rpc::Observer {

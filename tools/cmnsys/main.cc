@@ -62,6 +62,8 @@ int Main(int argc, char* argv[]) {
   CmnSys::Tool::AddSampleCommand(&app);
 #ifdef CMNSYS_RPC
   CmnSys::Tool::AddCallCommand(&app);
+  CmnSys::Tool::AddSubscribeCommand(&app);
+  CmnSys::Tool::AddHealthCommand(&app);
 #endif
   app.footer(std::string("Each command explains itself: cmnsys COMMAND --help\n\n") +
              CmnSys::Tool::kExitStatusHelp);

@@ -17,9 +17,11 @@ void AddDescribeCommand(CLI::App* app);
 void AddDiffCommand(CLI::App* app);
 void AddEncodeCommand(CLI::App* app);
 void AddGuessCommand(CLI::App* app);
+void AddHealthCommand(CLI::App* app);
 void AddListCommand(CLI::App* app);
 void AddSampleCommand(CLI::App* app);
 void AddSizeCommand(CLI::App* app);
+void AddSubscribeCommand(CLI::App* app);
 
 }  // namespace CmnSys::Tool
 

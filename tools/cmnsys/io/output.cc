@@ -89,7 +89,8 @@ std::string temporary;
 
 std::string OutputOptions::Name() const { return path == "-" ? "standard output" : path; }
 
-Output::Output(const OutputOptions& options, OutputKind kind) : name_(options.Name()) {
+Output::Output(const OutputOptions& options, OutputKind kind)
+    : name_(options.Name()), live_(options.live) {
   const std::string path = options.path == "-" ? "/dev/fd/1" : WithoutLinks(options.path);
   const std::optional<int> given = DescriptorIn(path);
   struct stat status = {};
@@ -158,7 +159,7 @@ void Output::Fail(int error) const {
 void Output::Write(std::string_view bytes) {
   constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
   buffer_ += bytes;
-  if (terminal_ || buffer_.size() >= kBufferBytes) Flush();
+  if (terminal_ || live_ || buffer_.size() >= kBufferBytes) Flush();
 }
 
 void Output::Flush() {

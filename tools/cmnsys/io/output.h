@@ -10,6 +10,7 @@ namespace CmnSys::Tool {
 
 struct OutputOptions {
   std::string path = "-";  // "-" is standard output.
+  bool live = false;       // Everything is written at once, for whoever reads along.
 
   // The output's name for messages: its path, or "standard output".
   std::string Name() const;
@@ -31,8 +32,8 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  // Throws Failure when writing fails. The bytes may stay in memory until Finish, unless a person
-  // waits for them at a terminal.
+  // Throws Failure when writing fails. The bytes may stay in memory until Finish, unless somebody
+  // waits for them: at a terminal, or where the options say so.
   void Write(std::string_view bytes);
 
   // Completes the output. Throws Failure when that fails.
@@ -50,6 +51,7 @@ class Output {
   int descriptor_ = -1;
   bool own_descriptor_ = true;
   bool terminal_ = false;
+  bool live_ = false;
   std::string buffer_;
 };
 

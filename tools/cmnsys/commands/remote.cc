@@ -1,0 +1,167 @@
+#include "commands/remote.h"
+
+#include <google/protobuf/descriptor.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "io/exit_status.h"
+#include "io/failure.h"
+
+namespace CmnSys::Tool {
+
+using google::protobuf::Message;
+
+namespace {
+
+// The token in a file, without the blanks and ends of line around it.
+std::string ReadToken(const std::string& path) {
+  InputOptions file;
+  file.path = path;
+  file.max_bytes = 64 << 10;
+  const std::string text = ReadInput(file);
+  static constexpr const char* kBlanks = " \t\r\n";
+  const std::size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string::npos) throw Failure("the token file " + path + " is empty");
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
+ExitStatus ExitStatusOf(const Rpc::Status& status) {
+  switch (status.code) {
+    case Rpc::StatusCode::kOk:
+      return ExitStatus::kDone;
+    case Rpc::StatusCode::kUnavailable:
+      // The channel says so when a certificate is what keeps it from a server.
+      return status.text.find("certificate") == std::string::npos ? ExitStatus::kNotReached
+                                                                  : ExitStatus::kRefused;
+    case Rpc::StatusCode::kUnauthenticated:
+    case Rpc::StatusCode::kPermissionDenied:
+      return ExitStatus::kRefused;
+    default:
+      return ExitStatus::kCallFailed;
+  }
+}
+
+}  // namespace
+
+std::chrono::milliseconds RemoteOptions::Timeout() const {
+  return std::chrono::milliseconds(static_cast<std::int64_t>(std::ceil(timeout_seconds * 1000)));
+}
+
+std::vector<std::pair<std::string, std::string>> RemoteOptions::Metadata() const {
+  std::vector<std::pair<std::string, std::string>> entries;
+  for (const std::string& entry : metadata) {
+    const std::size_t equals = entry.find('=');
+    if (equals == std::string::npos) {
+      throw Failure("\"" + entry + "\" is no metadata: write NAME=VALUE");
+    }
+    entries.emplace_back(entry.substr(0, equals), entry.substr(equals + 1));
+  }
+  return entries;
+}
+
+void AddRemote(CLI::App* command, RemoteOptions* remote) {
+  command
+      ->add_option("--target", remote->targets,
+                   "Address of the server; of several, one that can be reached")
+      ->required()
+      ->type_name("HOST:PORT")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command->add_option("--ca", remote->ca, "Certificates of the authorities to believe, PEM")
+      ->type_name("FILE");
+  CLI::Option* certificate =
+      command->add_option("--cert", remote->certificate, "Certificate to show, PEM")
+          ->type_name("FILE");
+  CLI::Option* key =
+      command->add_option("--key", remote->key, "Private key of --cert, PEM")->type_name("FILE");
+  certificate->needs(key);
+  key->needs(certificate);
+  command
+      ->add_option("--server-name", remote->server_name,
+                   "Name to expect in the server's certificate instead of HOST")
+      ->type_name("NAME");
+  command
+      ->add_flag("--plaintext", remote->plaintext,
+                 "No TLS: everybody on the way can read and change what is sent")
+      ->excludes("--ca")
+      ->excludes("--cert")
+      ->excludes("--server-name");
+  command->add_option("--timeout", remote->timeout_seconds, "Time to wait for the server's answer")
+      ->type_name("SECONDS")
+      ->check(CLI::Validator(
+          [](const std::string& text) -> std::string {
+            char* end = nullptr;
+            const double seconds = std::strtod(text.c_str(), &end);
+            const bool fine = *end == '\0' && seconds >= 0.001 && seconds <= 86400;
+            return fine ? "" : text + " is not a number of seconds from 0.001 to 86400";
+          },
+          ""))
+      ->capture_default_str();
+  command
+      ->add_option("--metadata", remote->metadata,
+                   "Metadata to send along; may be given several times")
+      ->type_name("NAME=VALUE")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command
+      ->add_option("--token-file", remote->token_file,
+                   "File with the session token; it is sent over TLS only")
+      ->type_name("FILE");
+}
+
+std::unique_ptr<Rpc::Channel> OpenChannel(const RemoteOptions& remote, std::uint64_t max_bytes) {
+  // gRPC's log repeats what is reported here; whoever wants it sets the variable.
+  setenv("GRPC_VERBOSITY", "NONE", 0);
+  Rpc::ChannelOptions options;
+  options.max_message_bytes = max_bytes;
+  options.server_name = remote.server_name;
+  options.timeout = remote.Timeout();
+  if (remote.plaintext) {
+    options.plaintext = Rpc::Plaintext::kAnywhere;
+  } else {
+    if (remote.ca.empty()) {
+      throw Failure(
+          "give the file of certificate authorities with --ca, or --plaintext for a connection "
+          "that everybody on the way can read");
+    }
+    options.tls = Rpc::TlsFiles();
+    options.tls->ca_file = remote.ca;
+    options.tls->certificate_file = remote.certificate;
+    options.tls->key_file = remote.key;
+  }
+  if (!remote.token_file.empty()) options.session_token = ReadToken(remote.token_file);
+  return std::make_unique<Rpc::Channel>(remote.targets, options);
+}
+
+void ThrowUnlessOk(const std::string& what, const Rpc::Status& status) {
+  if (status.Ok()) return;
+  throw Failure(what + " failed with " + Rpc::StatusCodeName(status.code) +
+                    (status.text.empty() ? "" : ": " + status.text),
+                ExitStatusOf(status));
+}
+
+std::unique_ptr<Message> New(const google::protobuf::Descriptor* type) {
+  return std::unique_ptr<Message>(
+      google::protobuf::MessageFactory::generated_factory()->GetPrototype(type)->New());
+}
+
+void ReadRequest(const InputOptions& input, Format format, const JsonOptions& json,
+                 Message* request) {
+  const auto source = OpenSource(input, format, json);
+  if (!source->Next(request)) return;
+  const std::unique_ptr<Message> another(request->New());
+  if (source->Next(another.get())) {
+    throw Failure(input.Name() + " holds more than one message; one request is sent");
+  }
+}
+
+std::unique_ptr<MessageSink> OpenResponseSink(const OutputOptions& output, Format format,
+                                              const InputOptions& limits, JsonOptions* json) {
+  json->lossy = true;
+  json->write.max_depth = std::max(json->write.max_depth, limits.max_depth);
+  return OpenSink(output, format, *json);
+}
+
+}  // namespace CmnSys::Tool

@@ -1,0 +1,64 @@
+// What the commands that talk to a server have in common.
+
+#ifndef CMNSYS_TOOLS_COMMANDS_REMOTE_H_
+#define CMNSYS_TOOLS_COMMANDS_REMOTE_H_
+
+#include <google/protobuf/message.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CmnSys/Rpc/Channel.h"
+#include "formats/message_stream.h"
+#include "io/input.h"
+#include "io/output.h"
+
+namespace CmnSys::Tool {
+
+// How to reach a server, and what to send along.
+struct RemoteOptions {
+  std::vector<std::string> targets;
+  std::string ca;
+  std::string certificate;
+  std::string key;
+  std::string server_name;
+  bool plaintext = false;
+  double timeout_seconds = 30;
+  std::vector<std::string> metadata;
+  std::string token_file;
+
+  std::chrono::milliseconds Timeout() const;
+  // Name and value of each. Throws Failure for an entry that has no "=".
+  std::vector<std::pair<std::string, std::string>> Metadata() const;
+};
+
+void AddRemote(CLI::App* command, RemoteOptions* remote);
+
+// A channel to the server for messages up to so many bytes. Throws Failure or
+// std::invalid_argument for options that do not fit.
+std::unique_ptr<Rpc::Channel> OpenChannel(const RemoteOptions& remote, std::uint64_t max_bytes);
+
+// Throws Failure, with the exit status, unless the status is kOk. `what` has failed.
+void ThrowUnlessOk(const std::string& what, const Rpc::Status& status);
+
+std::unique_ptr<google::protobuf::Message> New(const google::protobuf::Descriptor* type);
+
+// Reads the only message of an input; one without a message is a request without fields. Throws
+// Failure.
+void ReadRequest(const InputOptions& input, Format format, const JsonOptions& json,
+                 google::protobuf::Message* request);
+
+// Opens the output for what a server sends so that it cannot be lost once it was sent: what the
+// format cannot hold is left out with a warning, and it may be as deep as a channel takes it. The
+// options are adapted and must outlive the sink.
+std::unique_ptr<MessageSink> OpenResponseSink(const OutputOptions& output, Format format,
+                                              const InputOptions& limits, JsonOptions* json);
+
+}  // namespace CmnSys::Tool
+
+#endif  // CMNSYS_TOOLS_COMMANDS_REMOTE_H_

@@ -1,0 +1,167 @@
+#include <pthread.h>
+#include <signal.h>
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "CmnSys/Rpc/Channel.h"
+#include "commands/commands.h"
+#include "commands/options.h"
+#include "commands/remote.h"
+#include "formats/message_stream.h"
+#include "io/failure.h"
+#include "schema/message_type.h"
+
+namespace CmnSys::Tool {
+
+using google::protobuf::Message;
+
+namespace {
+
+struct SubscribeCommandOptions {
+  std::string method;
+  RemoteOptions remote;
+  std::string type = "Notification";
+  std::string request_type = "EventNotificationSubscribeReq";
+  InputOptions request;
+  Format from = Format::kAuto;
+  OutputOptions output;
+  Format to = Format::kAuto;
+  JsonOptions json;
+  std::uint64_t count = 0;
+  bool resubscribe = false;
+};
+
+// Blocks the signals that end the program by hand, for threads that are made from now on too, so
+// that Wait() takes them.
+class EndSignals {
+ public:
+  EndSignals() {
+    sigemptyset(&signals_);
+    sigaddset(&signals_, SIGINT);
+    sigaddset(&signals_, SIGTERM);
+    // What ends the subscription by itself; nobody else sends it here.
+    sigaddset(&signals_, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+  }
+  void Wait() const {
+    int signal = 0;
+    sigwait(&signals_, &signal);
+  }
+  void Raise() const { pthread_kill(thread_, SIGUSR1); }
+
+ private:
+  sigset_t signals_{};
+  const pthread_t thread_ = pthread_self();
+};
+
+void Subscribe(SubscribeCommandOptions& options) {
+  if (options.method.find('/') == std::string::npos) {
+    throw Failure("\"" + options.method +
+                  "\" is no method: write SERVICE/METHOD, for example Example.Push/Subscribe");
+  }
+  const std::unique_ptr<Message> prototype = NewMessage(options.type);
+  const std::unique_ptr<Message> request = NewMessage(options.request_type);
+  if (!options.request.path.empty()) {
+    ReadRequest(options.request, options.from, options.json, request.get());
+  }
+  const EndSignals signals;
+  const auto channel = OpenChannel(options.remote, options.request.max_bytes);
+  options.output.live = true;
+  const auto sink = OpenResponseSink(options.output, options.to, options.request, &options.json);
+
+  std::uint64_t received = 0;
+  std::exception_ptr failure;
+  Rpc::Status outcome;
+  bool enough = false;
+  Rpc::SubscriptionHandler handler;
+  handler.on_message = [&](const Message& message) {
+    if (enough) return;
+    try {
+      sink->Write(message);
+      enough = ++received == options.count;
+    } catch (const std::exception&) {
+      failure = std::current_exception();
+      enough = true;
+    }
+    if (enough) signals.Raise();
+  };
+  handler.on_interrupted = [](const Rpc::Status& status) {
+    PrintError("warning: interrupted, trying again: " + status.text);
+  };
+  handler.on_end = [&](const Rpc::Status& status) {
+    outcome = status;
+    signals.Raise();
+  };
+  Rpc::SubscribeOptions subscribe;
+  subscribe.timeout = options.remote.Timeout();
+  subscribe.metadata = options.remote.Metadata();
+  subscribe.resubscribe = options.resubscribe;
+  auto subscription =
+      channel->Subscribe(options.method, *request, *prototype, std::move(handler), subscribe);
+  signals.Wait();
+  subscription.reset();  // When it has returned, the handlers have too.
+  if (failure) std::rethrow_exception(failure);
+  if (!enough && outcome.code != Rpc::StatusCode::kCancelled) {
+    // What has come is kept, also when the server ends with a failure.
+    sink->Finish();
+    ThrowUnlessOk(options.method, outcome);
+    return;
+  }
+  sink->Finish();
+}
+
+}  // namespace
+
+void AddSubscribeCommand(CLI::App* app) {
+  auto options = std::make_shared<SubscribeCommandOptions>();
+  options->request.path.clear();
+  CLI::App* command =
+      app->add_subcommand("subscribe", "Show the messages that a server publishes, as they come");
+  command
+      ->add_option("METHOD", options->method,
+                   "Service and method of the publisher, for example Example.Push/Subscribe")
+      ->required();
+  AddRemote(command, &options->remote);
+  command->add_option("--type", options->type, "Type of the messages")
+      ->type_name("TYPE")
+      ->capture_default_str();
+  command->add_option("--request-type", options->request_type, "Type of the subscription request")
+      ->type_name("TYPE")
+      ->capture_default_str();
+  command
+      ->add_option("--request", options->request.path,
+                   "File with the subscription request, - is standard input; without it, a request "
+                   "without fields")
+      ->type_name("FILE");
+  AddLimits(command, &options->request);
+  command->add_option("-n,--count", options->count, "End after so many messages; 0 is no limit")
+      ->type_name("NUMBER")
+      ->capture_default_str();
+  command->add_flag("--resubscribe", options->resubscribe,
+                    "Go on when the connection is lost or the server restarts");
+  AddFormat(command, "-f,--from", &options->from, "Format of the request");
+  AddFormat(command, "-t,--to", &options->to,
+            "Format of the messages; auto is json on standard output");
+  AddOutput(command, &options->output);
+  AddJson(command, &options->json);
+  command->footer(
+      std::string(kFormatHelp) +
+      "\n"
+      "\n"
+      "Ends with an interrupt (Ctrl-C), after --count messages, or when the server ends the "
+      "subscription. --timeout limits the wait for the server to accept it.\n"
+      "\n"
+      "Examples:\n"
+      "  cmnsys subscribe Example.NotificationPush/Subscribe --target server:4711 --ca ca.pem "
+      "--cert me.pem --key me.key\n"
+      "  cmnsys subscribe Example.NotificationPush/Subscribe --target 127.0.0.1:4711 --plaintext "
+      "--to jsonl -n 10");
+  command->callback([options] { Subscribe(*options); });
+}
+
+}  // namespace CmnSys::Tool
