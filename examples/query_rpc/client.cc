@@ -1,8 +1,10 @@
 // Asks a query server for events over mutual TLS: all batches of one query, another query that is
 // aborted, and the first few notifications of a subscription.
 
+#include <google/protobuf/stubs/callback.h>
 #include <google/protobuf/stubs/common.h>
 
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <future>
@@ -11,6 +13,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "CmnSys/Rpc/Channel.h"
 #include "CmnSys/Rpc/ClientController.h"
@@ -77,17 +80,30 @@ void RunQuery(SvcQuery::Query_Stub* stub) {
   }
 }
 
+// A call that does not block. All of this must stay until the closure runs.
+struct PendingAbort {
+  SvcQuery::AbortReq request;
+  SvcQuery::AbortRsp response;
+  Rpc::ClientController controller;
+  std::promise<void> ended;
+};
+
+// Runs on one of the channel's threads.
+void OnAborted(PendingAbort* abort) { abort->ended.set_value(); }
+
 void AbortQuery(SvcQuery::Query_Stub* stub) {
   const SvcQuery::InitiateRsp first =
       Initiate(stub, EventsOfType("rpc/aborted", Events::EVENT_ALL));
-  Rpc::ClientController controller;
-  SvcQuery::AbortReq abort;
-  *abort.mutable_query_gid() = first.query_result().gid();
-  SvcQuery::AbortRsp aborted;
-  stub->Abort(&controller, &abort, &aborted, nullptr);
-  ThrowIfFailed("Abort", controller);
+  PendingAbort abort;
+  *abort.request.mutable_query_gid() = first.query_result().gid();
+  abort.controller.SetTimeout(std::chrono::seconds(5));
+  abort.controller.AddMetadata("x-reason", "enough seen");
+  stub->Abort(&abort.controller, &abort.request, &abort.response,
+              google::protobuf::NewCallback(&OnAborted, &abort));
+  abort.ended.get_future().wait();  // A real client would do something else meanwhile.
+  ThrowIfFailed("Abort", abort.controller);
 
-  controller.Reset();
+  Rpc::ClientController controller;
   SvcQuery::ContinueReq next;
   *next.mutable_query_gid() = first.query_result().gid();
   SvcQuery::ContinueRsp batch;
@@ -125,13 +141,13 @@ void Listen(Rpc::Channel* channel) {
   QueryExample::PrintEvents(received, std::cout);
 }
 
-void Demonstrate(const std::string& address, const std::string& folder) {
+void Demonstrate(const std::vector<std::string>& addresses, const std::string& folder) {
   Rpc::ChannelOptions options;
   options.tls = Rpc::TlsFiles{folder + "/ca.pem", folder + "/client.pem", folder + "/client.key"};
-  Rpc::Channel channel(address, options);
+  Rpc::Channel channel(addresses, options);
   SvcQuery::Query_Stub stub(&channel);
 
-  std::cout << "== All events, over mutual TLS from " << address << "\n\n";
+  std::cout << "== All events, over mutual TLS from " << addresses.front() << "\n\n";
   RunQuery(&stub);
   std::cout << "\n== A query that is aborted after its first batch\n\n";
   AbortQuery(&stub);
@@ -143,13 +159,16 @@ void Demonstrate(const std::string& address, const std::string& folder) {
 }  // namespace QueryRpcExample
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::cerr << "usage: query_rpc_client HOST:PORT CERTIFICATE_FOLDER\n"
-                 "The folder holds ca.pem, client.pem and client.key.\n";
+  if (argc < 3) {
+    std::cerr << "usage: query_rpc_client HOST:PORT CERTIFICATE_FOLDER [HOST:PORT]...\n"
+                 "The folder holds ca.pem, client.pem and client.key. Further addresses are those\n"
+                 "of servers that can take the place of the first.\n";
     return 2;
   }
   try {
-    QueryRpcExample::Demonstrate(argv[1], argv[2]);
+    std::vector<std::string> addresses = {argv[1]};
+    addresses.insert(addresses.end(), argv + 3, argv + argc);
+    QueryRpcExample::Demonstrate(addresses, argv[2]);
   } catch (const std::exception& error) {
     std::cerr << "query_rpc_client: " << error.what() << "\n";
     return 1;

@@ -2,6 +2,7 @@
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/message.h>
+#include <grpcpp/impl/client_unary_call.h>
 
 #include <utility>
 
@@ -15,6 +16,7 @@ using google::protobuf::Closure;
 using google::protobuf::Message;
 using google::protobuf::MethodDescriptor;
 using google::protobuf::RpcController;
+using grpc::ByteBuffer;
 
 namespace {
 
@@ -43,22 +45,19 @@ ClientCall::ClientCall(std::shared_ptr<ChannelCore> channel, const MethodDescrip
 }
 
 void ClientCall::Block() {
-  grpc::CompletionQueue queue;
-  queue_ = &queue;
+  std::optional<grpc::CompletionQueue> queue;
+  if (channel_->connections().MayWait()) queue_ = &queue.emplace();
   bool going = Prepare() && Advance();
   while (going) {
     void* tag = nullptr;
-    bool ok = false;
-    if (step_ == Step::kReceived) {
-      const Poller::BlockingCall polling(channel_->connections().poller());
-      queue.Next(&tag, &ok);
-    } else {
-      queue.Next(&tag, &ok);
-    }
+    bool ok = true;
+    if (step_ == Step::kWaited) queue->Next(&tag, &ok);
     going = !Ended(ok);
   }
-  queue.Shutdown();
-  Drain(&queue);
+  if (queue) {
+    queue->Shutdown();
+    Drain(&*queue);
+  }
   Finish();
 }
 
@@ -129,15 +128,24 @@ void ClientCall::Send() {
   auto context = std::make_unique<grpc::ClientContext>();
   channel_->PrepareContext(settings_ == nullptr ? kNone : settings_->metadata,
                            waiter_.wait_for_ready, deadline_, context.get());
-  auto reader = endpoint_->stub.PrepareUnaryCall(context.get(), path_, request_, queue_);
-  {
-    const std::lock_guard lock(mutex_);
-    reader_ = std::move(reader);
-    context_ = std::move(context);
-    if (cancelled_) context_->TryCancel();
+  if (done_ == nullptr) {
+    SetContext(std::move(context));
+    const Poller::BlockingCall polling(channel_->connections().poller());
+    const grpc::internal::RpcMethod method(path_.c_str(), grpc::internal::RpcMethod::NORMAL_RPC);
+    status_ = grpc::internal::BlockingUnaryCall<ByteBuffer, ByteBuffer, ByteBuffer, ByteBuffer>(
+        endpoint_->channel.get(), method, context_.get(), request_, &response_);
+    return;
   }
+  reader_ = endpoint_->stub.PrepareUnaryCall(context.get(), path_, request_, queue_);
+  SetContext(std::move(context));
   reader_->StartCall();
   reader_->Finish(&response_, &status_, Post());
+}
+
+void ClientCall::SetContext(std::unique_ptr<grpc::ClientContext> context) {
+  const std::lock_guard lock(mutex_);
+  context_ = std::move(context);
+  if (cancelled_) context_->TryCancel();
 }
 
 bool ClientCall::Ended(bool ok) {

@@ -46,7 +46,9 @@ class ClientCall final : private Tag {
   bool Prepare();
   // Sends the request, or waits for a connection; false when the call has failed.
   bool Advance();
+  // With a closure the tag completes when the call has ended; without one it waits for that.
   void Send();
+  void SetContext(std::unique_ptr<grpc::ClientContext> context);
   // What to do when the tag completes: returns true when the call has ended.
   bool Ended(bool ok);
   bool Received();

@@ -47,7 +47,16 @@ Connections::Connections(const std::vector<std::string>& addresses, const Channe
   if (!options.tls && !options.server_name.empty()) {
     throw std::invalid_argument("ChannelOptions::server_name needs TLS files");
   }
-  const auto credentials = options.tls ? ClientCredentials(*options.tls) : nullptr;
+  TlsFileSet::Tell tell;
+  if (observer_ != nullptr) {
+    tell = [observer = observer_](Event::Kind kind, const std::string& text) {
+      Event event;
+      event.kind = kind;
+      event.text = text;
+      observer->OnEvent(event);
+    };
+  }
+  const auto credentials = options.tls ? ClientCredentials(*options.tls, tell) : nullptr;
   for (const std::string& text : addresses) {
     const Address address = ParseAddress(text);
     if (!options.tls && options.plaintext != Plaintext::kAnywhere &&
@@ -137,8 +146,7 @@ bool Connections::AllDown() const {
 
 Connections::Choice Connections::Choose(std::size_t tried, Waiter* waiter) {
   const std::size_t count = endpoints_.size();
-  // gRPC lets calls wait for a single endpoint by itself.
-  if (count == 1) {
+  if (!MayWait()) {
     return {tried == 0 ? endpoints_.front()->endpoint.get() : nullptr, tried != 0};
   }
   if (!in_turn_) {

@@ -51,6 +51,8 @@ class Connections {
   };
   // `tried` is how often the call was sent in vain. When the call is to wait, End() follows the
   // completion of its tag.
+  // Whether Choose() ever lets calls wait; gRPC lets those for a single endpoint wait by itself.
+  bool MayWait() const { return endpoints_.size() > 1; }
   Choice Choose(std::size_t tried, Waiter* waiter);
   void End(Waiter* waiter);
   // Completes the tag of a waiter now, or as soon as it waits.

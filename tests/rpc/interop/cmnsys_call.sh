@@ -30,8 +30,9 @@ status=0
 # subscribe: so many messages, in the asked format, each as it comes; one that nobody publishes.
 [ "$("$cmnsys" subscribe Example.NotificationPush/Subscribe "${remote[@]}" --to jsonl --count 3 |
   grep -c notificationType)" = 3 ]
-"$cmnsys" subscribe Example.NotificationPush/Subscribe "${remote[@]}" --to jsonl |
-  head -n 1 | grep -F notificationType
+(set +o pipefail  # The end of head ends cmnsys.
+  "$cmnsys" subscribe Example.NotificationPush/Subscribe "${remote[@]}" --to jsonl |
+    head -n 1 | grep -F notificationType)
 status=0
 errors=$("$cmnsys" subscribe No.Such/Method "${remote[@]}" 2>&1) || status=$?
 [ "$status" = 5 ]
