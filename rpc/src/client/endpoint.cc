@@ -155,11 +155,13 @@ std::string Peer(const grpc::ClientContext& context, const Endpoint& endpoint) {
 Status Outcome(const grpc::Status& status, const grpc::ClientContext& context,
                const std::string& path, const Endpoint& endpoint) {
   Status outcome = FromGrpc(status);
+  const bool sent = context.peer() != endpoint.target;
+  if (sent) endpoint.was_connected = true;
   if (outcome.Ok()) return outcome;
   const bool from_peer = Contains(context.debug_error_string(), "Error received from peer");
   switch (outcome.code) {
     case StatusCode::kUnavailable:
-      if (context.peer() == endpoint.target) {
+      if (!sent) {
         outcome.text = "cannot reach " + endpoint.address + ": " + Reason(outcome.text) +
                        Advice(outcome.text, endpoint);
       } else if (!from_peer || SaysLost(outcome.text)) {

@@ -31,7 +31,7 @@ struct Endpoint {
   const std::string target;  // What gRPC is told.
   const std::shared_ptr<grpc::Channel> channel;
   grpc::GenericStub stub;
-  std::atomic<bool> was_connected{false};  // Ever.
+  mutable std::atomic<bool> was_connected{false};  // Ever; known from states and from calls.
 };
 
 // Whether it is certain that no server has seen the call, so that it may be made again. That does
