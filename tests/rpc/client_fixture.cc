@@ -39,7 +39,10 @@ void RemoteServer::Kill() {
   waitpid(std::exchange(process_, -1), nullptr, 0);
 }
 
-void RemoteServer::Freeze() const { kill(process_, SIGSTOP); }
+void RemoteServer::Freeze() const {
+  kill(process_, SIGSTOP);
+  waitpid(process_, nullptr, WUNTRACED);  // All its threads have stopped.
+}
 
 Listener::Listener(std::function<void(int)> with_each)
     : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {

@@ -14,6 +14,7 @@
 #include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace CmnSys::Rpc {
 
@@ -26,22 +27,49 @@ constexpr unsigned kTakeUpSeconds = 1;
 
 // A file in memory whose content changes in one step: readers who open its path get the old content
 // or the new one.
+//
+// gRPC goes on reading it for a while after its owner is gone, as long as parts of a channel are
+// left, and must not find another file behind the descriptor then: a pipe would hang it, an empty
+// file end the process. So descriptors are not closed but used again for the next file.
 class MemoryFile {
  public:
-  explicit MemoryFile(const std::string& content) : fd_(Create(content)) {}
-  ~MemoryFile() { close(fd_); }
+  explicit MemoryFile(const std::string& content) : fd_(TakeUnused(content)) {}
+  ~MemoryFile() {
+    const std::lock_guard lock(unused_mutex());
+    unused().push_back(fd_);
+  }
   MemoryFile(const MemoryFile&) = delete;
   MemoryFile& operator=(const MemoryFile&) = delete;
 
   std::string path() const { return "/proc/self/fd/" + std::to_string(fd_); }
 
-  void Replace(const std::string& content) {
+  void Replace(const std::string& content) { Replace(fd_, content); }
+
+ private:
+  static std::mutex& unused_mutex() {
+    static auto* mutex = new std::mutex;
+    return *mutex;
+  }
+  static std::vector<int>& unused() {
+    static auto* descriptors = new std::vector<int>;
+    return *descriptors;
+  }
+
+  static int TakeUnused(const std::string& content) {
+    const std::lock_guard lock(unused_mutex());
+    if (unused().empty()) return Create(content);
+    const int fd = unused().back();
+    Replace(fd, content);
+    unused().pop_back();
+    return fd;
+  }
+
+  static void Replace(int old, const std::string& content) {
     const int fd = Create(content);
-    dup3(fd, fd_, O_CLOEXEC);
+    dup3(fd, old, O_CLOEXEC);
     close(fd);
   }
 
- private:
   static int Create(const std::string& content) {
     const int fd = memfd_create("cmnsys-tls", MFD_CLOEXEC);
     std::size_t done = 0;
@@ -91,7 +119,8 @@ class CheckedProvider final : public tls::CertificateProviderInterface {
  private:
   std::string Identity() const {
     const auto content = files_->Content().first;
-    return content->key + content->certificate;
+    // Not empty without a certificate either: the file may be read for an earlier one.
+    return content->key + content->certificate + "\n";
   }
 
   void Refresh() {
