@@ -25,7 +25,7 @@ class DebianPackages : public ::testing::Test {
   void SetUp() override {
     if (!IsInstalled("dh")) GTEST_SKIP() << "debhelper, which makes the packages, is not installed";
     fs::remove_all(kFolder);
-    fs::create_directories(kFolder);
+    fs::create_directories(kFolder + "/source");
     fs::copy(CMNSYS_BUILD "/debian/source/debian", kFolder + "/source/debian",
              fs::copy_options::recursive);
     const ProcessResult packed = CmnSys::Test::Run(

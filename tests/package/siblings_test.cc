@@ -32,7 +32,8 @@ TEST(RealSiblings, TheLibraryBuildsInstallsAndRunsWithStockPackages) {
   ASSERT_NO_FATAL_FAILURE(
       ConfigureAndBuild(library, {"-DCMAKE_PREFIX_PATH=" + kSiblings, "-DSOURCE=" CMNSYS_SOURCE,
                                   "-DPLUGIN=" CMNSYS_PREFIX "/bin/protoc-gen-cmnsys"}));
-  ASSERT_EQ(library.Install(kInstalled).status, 0);
+  const ProcessResult installed = library.Install(kInstalled);
+  ASSERT_EQ(installed.status, 0) << installed.errors;
 
   const CMakeProject consumer(kProjects + "/consumer", kWork + "/consumer");
   ASSERT_NO_FATAL_FAILURE(
