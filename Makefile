@@ -3,7 +3,7 @@
 # dependencies/; DEPS=skip leaves that out.
 
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test baseline sanitize lint format profile optimized bench package install clean
+.PHONY: help deps build demo test baseline sanitize lint format profile optimized bench package install site clean
 
 export DEPS
 SHELL = /bin/bash -o pipefail
@@ -25,6 +25,7 @@ help:
 	@echo "make bench     time the libraries against what stands beside them (docs/performance.md)"
 	@echo "make package   build the Debian packages into build/release/debian"
 	@echo "make install   install to PREFIX (default /usr/local); with OPTIMIZED=1 the optimized build"
+	@echo "make site      build the web reference into build/release/site/html"
 	@echo "make deps      install all Debian packages that any of these needs"
 	@echo "make clean     remove the build folder"
 	@echo "With DEPS=skip no packages are installed: make test DEPS=skip"
@@ -100,6 +101,12 @@ install: $(if $(OPTIMIZED),profile)
 	@$(call configure,$(installed))
 	cmake --build --preset $(installed)
 	cmake --install build/$(installed) --prefix $(or $(PREFIX),/usr/local)
+
+site:
+	$(need) build site
+	@$(call configure,release)
+	cmake --build --preset release --target site
+	@echo "Open build/release/site/html/index.html"
 
 clean:
 	rm -rf build

@@ -1,0 +1,87 @@
+// What somebody pastes, as bytes or JSON.
+
+import type { JsonValue } from "@bufbuild/protobuf";
+import { parse, printParseErrorCode, type ParseError } from "jsonc-parser";
+
+export type Input =
+  | { form: "hex" | "base64"; bytes: Uint8Array }
+  | { form: "json"; json: string }
+  | { form: "text"; text: string };
+
+/** The form that the input seems to have. */
+export function formOf(input: string): Input["form"] {
+  const text = input.trim();
+  if (text.startsWith("{")) return "json";
+  if (/^(0x)?[0-9a-f]{2}([\s,:;]*(0x)?[0-9a-f]{2})*$/i.test(text)) return "hex";
+  const bytesApart = /^\S{1,2}(\s+\S{1,2})+$/.test(text);
+  if (!bytesApart && /^[A-Za-z0-9+/_\s-]+=*$/.test(text) && !/^[0-9a-f\s]+$/i.test(text)) return "base64";
+  if (/^[\w[].*[:{<]/s.test(text)) return "text";
+  return "hex";
+}
+
+/** The value of a JSON text; an Error says where the text is none. */
+export function parseJson(text: string): JsonValue {
+  try {
+    return JSON.parse(text) as JsonValue;
+  } catch {
+    const errors: ParseError[] = [];
+    parse(text, errors, { disallowComments: true });
+    const [first] = errors;
+    if (!first) throw new Error("This is not JSON.");
+    const reason = printParseErrorCode(first.error).replace(/(?<=[a-z])[A-Z]/g, (ch) => ` ${ch.toLowerCase()}`);
+    throw new Error(`This is not JSON: ${reason.toLowerCase()} (${place(text, first.offset)}).`);
+  }
+}
+
+function place(input: string, at: number): string {
+  const before = input.slice(0, at).split("\n");
+  return `line ${before.length}, column ${before.at(-1)!.length + 1}`;
+}
+
+function fromHex(input: string): Uint8Array {
+  const digits: number[] = [];
+  let last = 0;
+  for (let i = 0; i < input.length; i++) {
+    const ch = input[i];
+    if (/[\s,:;]/.test(ch)) continue;
+    if (ch === "0" && /x/i.test(input[i + 1] ?? "")) {
+      i++;
+      continue;
+    }
+    const digit = Number.parseInt(ch, 16);
+    if (Number.isNaN(digit)) {
+      throw new Error(`“${ch}” is no hexadecimal digit (${place(input, i)}).`);
+    }
+    digits.push(digit);
+    last = i;
+  }
+  if (digits.length % 2) {
+    throw new Error(`The last byte has one digit only (${place(input, last)}).`);
+  }
+  return Uint8Array.from({ length: digits.length / 2 }, (_, i) => digits[2 * i] * 16 + digits[2 * i + 1]);
+}
+
+function fromBase64(input: string): Uint8Array {
+  const bad = /[^A-Za-z0-9+/_=\s-]/.exec(input);
+  if (bad) throw new Error(`“${bad[0]}” does not occur in base64 (${place(input, bad.index)}).`);
+  const text = input.replace(/\s/g, "").replace(/-/g, "+").replace(/_/g, "/");
+  try {
+    return Uint8Array.from(atob(text), (ch) => ch.charCodeAt(0));
+  } catch {
+    throw new Error(`${text.length} characters of base64 make no whole bytes: is the end missing?`);
+  }
+}
+
+/** Throws an Error that says what is wrong and where. */
+export function readInput(input: string, form = formOf(input)): Input {
+  switch (form) {
+    case "hex":
+      return { form, bytes: fromHex(input) };
+    case "base64":
+      return { form, bytes: fromBase64(input) };
+    case "json":
+      return { form, json: input };
+    default:
+      return { form, text: input };
+  }
+}
