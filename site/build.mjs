@@ -5,7 +5,7 @@
 // "make site" and the CMake target "site" call it; samples.mjs makes the samples.
 
 import { build as bundle } from "esbuild";
-import { readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { copyFileSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { dirname, join, relative, resolve } from "node:path";
 import { fileURLToPath } from "node:url";
 import { parseArgs } from "node:util";
@@ -34,6 +34,11 @@ rmSync(output, { recursive: true, force: true });
 rmSync(process.env.CMNSYS_SITE_CACHE, { recursive: true, force: true });
 const { build } = await import("astro");
 await build({ root: site, logLevel: "warn" });
+
+for (const name of readdirSync(join(process.env.CMNSYS_SITE_SOURCE, "docs"))) {
+  if (!/\.(svg|png)$/.test(name)) continue;
+  copyFileSync(join(process.env.CMNSYS_SITE_SOURCE, "docs", name), join(output, "guides", name));
+}
 
 // What the content layer leaves behind.
 for (const name of ["collections", "content-assets.mjs", "content-modules.mjs"]) {

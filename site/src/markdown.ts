@@ -33,6 +33,10 @@ export function rehypeGuideLinks() {
             if (page) child.properties!.href = page;
             else Object.assign(child, { tagName: "span", properties: {} });
           }
+        } else if (child.tagName === "img") {
+          // build.mjs puts the pictures of docs/ beside the guides.
+          const source = String(child.properties?.src ?? "");
+          if (source.startsWith(repository)) child.properties!.src = `/guides/${source.split("/").at(-1)}`;
         } else if (child.tagName === "code" && !inLink && !inPre) {
           const text = child.children?.map(({ value }) => value ?? "").join("") ?? "";
           const element = resolveCode(text);

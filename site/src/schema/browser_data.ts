@@ -54,7 +54,7 @@ const plain = (html: string) =>
 
 /** The sections of the rendered guides. */
 function guidePages(output: string): SearchPage[] {
-  return readdirSync(join(output, "guides")).map((name) => {
+  return readdirSync(join(output, "guides")).filter((name) => name.endsWith(".html")).map((name) => {
     const html = readFileSync(join(output, "guides", name), "utf8");
     const title = plain(/<h1[^>]*>(.*?)<\/h1>/s.exec(html)![1]);
     const content = /<div class="sl-markdown-content">(.*)<footer/s.exec(html)?.[1] ?? "";
