@@ -10,11 +10,11 @@
 
 namespace CmnSys::Rpc {
 
-using google::protobuf::Message;
+using google::protobuf::MessageLite;
 
 namespace {
 
-Status LacksRequiredFields(const Message& message, const char* what) {
+Status LacksRequiredFields(const MessageLite& message, const char* what) {
   return {StatusCode::kInvalidArgument,
           std::string(what) + " " + message.GetTypeName() +
               " lacks required fields: " + message.InitializationErrorString()};
@@ -46,7 +46,7 @@ const char* StatusCodeName(StatusCode code) {
   return index < kNames.size() ? kNames.at(index) : "UNKNOWN";
 }
 
-Status SerializeMessage(const Message& message, const char* what, std::size_t limit,
+Status SerializeMessage(const MessageLite& message, const char* what, std::size_t limit,
                         grpc::ByteBuffer* bytes) {
   if (!message.IsInitialized()) return LacksRequiredFields(message, what);
   const std::size_t size = message.ByteSizeLong();
@@ -62,7 +62,7 @@ Status SerializeMessage(const Message& message, const char* what, std::size_t li
   return {};
 }
 
-Status ParseMessage(grpc::ByteBuffer* bytes, const char* what, Message* message) {
+Status ParseMessage(grpc::ByteBuffer* bytes, const char* what, MessageLite* message) {
   const std::size_t size = bytes->Length();
   bool parsed = false;
   {

@@ -3,7 +3,7 @@
 #ifndef CMNSYS_RPC_SRC_PAYLOAD_H_
 #define CMNSYS_RPC_SRC_PAYLOAD_H_
 
-#include <google/protobuf/message.h>
+#include <google/protobuf/message_lite.h>
 #include <grpcpp/support/byte_buffer.h>
 #include <grpcpp/support/status.h>
 
@@ -21,11 +21,12 @@ inline constexpr const char* kSubscribedHeader = "cmnsys-subscribed";
 // Serializes a message. `what` names it in texts: "request", "response".
 // Fails with kResourceExhausted when it is longer than `limit`, with kInvalidArgument when it lacks
 // required fields.
-Status SerializeMessage(const google::protobuf::Message& message, const char* what,
+Status SerializeMessage(const google::protobuf::MessageLite& message, const char* what,
                         std::size_t limit, grpc::ByteBuffer* bytes);
 
 // Parses a message and frees the bytes. Fails with kInvalidArgument and leaves the message empty.
-Status ParseMessage(grpc::ByteBuffer* bytes, const char* what, google::protobuf::Message* message);
+Status ParseMessage(grpc::ByteBuffer* bytes, const char* what,
+                    google::protobuf::MessageLite* message);
 
 // Cuts a text to at most `limit` bytes after a whole UTF-8 character, "..." included where that has
 // room.

@@ -2,7 +2,6 @@
 
 #include <google/protobuf/descriptor.h>
 #include <grpc/grpc.h>
-#include <grpcpp/ext/proto_server_reflection_plugin.h>
 #include <grpcpp/generic/async_generic_service.h>
 #include <grpcpp/impl/server_builder_option.h>
 #include <grpcpp/server.h>
@@ -29,6 +28,7 @@
 #include "server/acceptor.h"
 #include "server/health.h"
 #include "server/publisher.h"
+#include "server/reflection.h"
 #include "server/server_call.h"
 #include "server/server_core.h"
 #include "server/subscriber_call.h"
@@ -58,8 +58,9 @@ constexpr std::chrono::seconds kSubscribersGrace{1};
 // How long calls on a connection that has reached its maximum age may still take.
 constexpr std::chrono::seconds kAgeGrace{10};
 
-// Linking the reflection library adds it to every server of the process; this takes it out again.
-class WithoutReflection final : public grpc::ServerBuilderOption {
+// A program that links gRPC's reflection library has it in every server of the process; this takes
+// it out again, because a server of this library has its own or shall have none.
+class WithoutGrpcsReflection final : public grpc::ServerBuilderOption {
  public:
   void UpdateArguments(grpc::ChannelArguments* /*arguments*/) override {}
   void UpdatePlugins(std::vector<std::unique_ptr<grpc::ServerBuilderPlugin>>* plugins) override {
@@ -168,6 +169,7 @@ class Server::Impl {
   void AddMethod(UnaryMethod method, RawService* raw_service);
   PublisherImpl* AddPublisher(PublisherOptions options, RawService* raw_service);
   void AddHealth();
+  void AddReflection();
   void Build();
   void Listen();
   void Stop();
@@ -180,6 +182,8 @@ class Server::Impl {
   std::set<std::string> registered_;  // Names of services.
   std::set<std::string> published_;   // Paths of publishers.
   Health health_;
+  std::shared_ptr<Reflection> reflection_;
+  std::vector<std::pair<RawService*, int>> reflection_methods_;  // One for each of its versions.
   std::deque<std::unique_ptr<PublisherImpl>> publishers_;
   grpc::AsyncGenericService unknown_methods_;
 
@@ -272,6 +276,19 @@ void Server::Impl::AddHealth() {
   health_.SetPublisher(publisher);
 }
 
+void Server::Impl::AddReflection() {
+  std::vector<std::string> services;
+  for (const char* name : Reflection::kServices) {
+    auto& raw_service = raw_services_[name];
+    if (raw_service != nullptr) continue;  // Since a Start() that failed, or the application's own.
+    raw_service = std::make_unique<RawService>();
+    const int index = raw_service->Add(std::string("/") + name + "/" + Reflection::kMethod);
+    reflection_methods_.emplace_back(raw_service.get(), index);
+  }
+  for (const auto& [name, raw_service] : raw_services_) services.push_back(name);
+  reflection_ = std::make_shared<Reflection>(std::move(services));
+}
+
 void Server::Impl::Start() {
   CheckNotStarted();
   const ServerOptions& options = core_->options;
@@ -290,6 +307,7 @@ void Server::Impl::Start() {
   }
   auto acceptor = std::make_unique<Acceptor>(core_.get(), to_listen);
   if (raw_services_.count(Health::kService) == 0) AddHealth();
+  if (options.reflection) AddReflection();
   const std::lock_guard lock(lifecycle_);
   Build();
   state_ = State::kStarted;
@@ -322,12 +340,7 @@ void Server::Impl::Build() {
       // Clients may ask for signs of life as often as their options allow.
       {GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, 5'000}};
   for (const auto& [name, value] : arguments) builder.AddChannelArgument(name, value);
-  if (options.reflection) {
-    // Done when the reflection library is loaded; the call makes the linker keep that library.
-    grpc::reflection::InitProtoReflectionServerBuilderPlugin();
-  } else {
-    builder.SetOption(std::make_unique<WithoutReflection>());
-  }
+  builder.SetOption(std::make_unique<WithoutGrpcsReflection>());
   for (const auto& [name, service] : raw_services_) builder.RegisterService(service.get());
   builder.RegisterAsyncGenericService(&unknown_methods_);
   connections_ = builder.experimental().AddExternalConnectionAcceptor(
@@ -354,6 +367,9 @@ void Server::Impl::Listen() {
   for (const auto& queue : queues_) {
     for (const UnaryMethod& method : core_->methods) ServerCall::Listen(core_, method, queue.get());
     for (const auto& publisher : publishers_) SubscriberCall::Listen(publisher.get(), queue.get());
+    for (const auto& [raw_service, index] : reflection_methods_) {
+      Reflection::Listen(core_, reflection_, raw_service, index, queue.get());
+    }
     UnknownCall::Listen(core_, &unknown_methods_, queue.get());
     queues.push_back(queue.get());
   }

@@ -97,14 +97,39 @@ health = unary(
 )
 assert health.value == 1, health
 
-# Reflection: list_services is field 7 of the request, file_containing_symbol field 4.
-reflect = channel.stream_stream("/grpc.reflection.v1alpha.ServerReflection/ServerReflectionInfo")
+# Reflection. Fields are written by hand: the number and wire type, the length, the text.
+def field(number, text):
+    return bytes([number << 3 | 2, len(text)]) + text
+
+
 symbol = (svc + "Query").encode()
-services, file = reflect(
-    iter([b"\x3a\x00", b"\x22" + bytes([len(symbol)]) + symbol]), timeout=30
-)
-assert symbol in services and b"Example.NotificationPush" in services, services
-assert b"ProtoBuf/CmnSys/CmnSys.SvcQuery.proto" in file, file
+path = b"ProtoBuf/CmnSys/CmnSys.SvcQuery.proto"
+extensible = b"Pb.CmnSys.Events.Event"
+number = connected.number
+varint = bytes([number & 0x7F | 0x80, number >> 7]) if number > 0x7F else bytes([number])
+assert len(varint) <= 2 and varint[-1] < 0x80, number
+questions = [
+    # file_by_filename, file_containing_symbol, file_containing_extension,
+    # all_extension_numbers_of_type, list_services
+    (field(3, path), [path, b"ProtoBuf/CmnSys/CmnSys.Query.proto"]),
+    (field(4, symbol), [path]),
+    (field(5, field(1, extensible) + b"\x10" + varint), [b"event_device_connected"]),
+    (field(6, extensible), [varint]),
+    (field(7, b""), [symbol, b"Example.NotificationPush", b"grpc.health.v1.Health"]),
+    (field(4, b"No.Such"), [b"this server knows no symbol No.Such"]),
+    (field(6, b"No.Such"), [b"this server knows no message No.Such"]),
+]
+for version in ["v1", "v1alpha"]:
+    reflect = channel.stream_stream(
+        "/grpc.reflection." + version + ".ServerReflection/ServerReflectionInfo"
+    )
+    answers = list(reflect(iter([question for question, _ in questions]), timeout=60))
+    assert len(answers) == len(questions), answers
+    for (question, expected), answer in zip(questions, answers):
+        # The answer begins with the question, as field 2.
+        assert answer.startswith(field(2, question)), answer[:100]
+        answer = answer[len(field(2, question)) :]
+        assert all(text in answer for text in expected), (version, question, answer[:1000])
 
 # Without a certificate there is no connection.
 stranger = grpc.secure_channel(

@@ -57,8 +57,8 @@ class CMNSYSRPC_EXPORT Observer {
  public:
   virtual ~Observer();
 
-  // Just before the closure of the call runs or the blocking call returns; on a server after the
-  // response was handed over to be sent.
+  // Just before the closure of the call runs or the blocking call returns; on a server when the
+  // response was sent, or cannot be any more.
   virtual void OnCallEnd(const CallEnd& end);
   virtual void OnEvent(const Event& event);
 };
