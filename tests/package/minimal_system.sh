@@ -44,7 +44,8 @@ cp -r "$consumer" "$system/consumer"
 # shellcheck disable=SC2016  # for the shell inside
 chroot "$system" env DEBIAN_FRONTEND=noninteractive LC_ALL=C PATH=/usr/sbin:/usr/bin:/sbin:/bin \
   sh -euc '
-    apt-get purge -qq -y "cmnsysprotobuf*" > /dev/null
+    dpkg-query -W -f "\${Package}\n" "cmnsysprotobuf*" 2> /dev/null |
+      xargs -r apt-get purge -qq -y > /dev/null
     apt-get update -qq
     apt-get install -qq -y --no-install-recommends /packages/*.deb protobuf-compiler > /dev/null
     ldconfig -p | grep -q libCmnSysProtoBuf
