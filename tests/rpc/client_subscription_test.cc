@@ -43,11 +43,15 @@ Notification Tick(std::uint64_t number) {
 }
 
 TEST(Subscribe, GoesOnFromWhatWasSeenAfterEveryLossUntilTheServerSaysOtherwise) {
+  std::mutex mutex;
   std::vector<int> asked;  // What the requests say was seen last, by the length of their filter.
   AskingServer server([&](Rpc::Subscriber& subscriber) -> Rpc::Status {
     const auto& request = static_cast<const EventNotificationSubscribeReq&>(subscriber.Request());
     const int seen = request.event_filter_size();
-    asked.push_back(seen);
+    {
+      const std::lock_guard lock(mutex);
+      asked.push_back(seen);
+    }
     if (subscriber.Info().metadata.count("x-site") == 0) return {StatusCode::kAborted, "no site"};
     switch (seen) {
       case 1:
@@ -89,6 +93,7 @@ TEST(Subscribe, GoesOnFromWhatWasSeenAfterEveryLossUntilTheServerSaysOtherwise) 
   const auto subscription = channel.Subscribe<Notification>(
       kTicks, EventNotificationSubscribeReq::default_instance(), handler, options);
   ASSERT_TRUE(ended.Wait());
+  const std::lock_guard lock(mutex);
   EXPECT_EQ(asked, (std::vector<int>{0, 1, 2, 3}));
   EXPECT_EQ(story, (std::vector<std::string>{"active", "1", "restarting", "resumed", "3",
                                              "restarting", "enough"}));
