@@ -45,7 +45,7 @@ TEST(Channels, TakeListsOfAddressesAndFailAtTheCallWhenAHostIsUnknown) {
   Rpc::ChannelOptions anywhere;
   anywhere.plaintext = Rpc::Plaintext::kAnywhere;
   Rpc::Channel two({"h1.invalid:1", "h2.invalid:2"}, anywhere);
-  for (Rpc::ChannelOptions options : {anywhere, Rpc::ChannelOptions()}) {
+  for (const Rpc::ChannelOptions& options : {anywhere, Rpc::ChannelOptions()}) {
     Rpc::Channel unknown("no-such-host.invalid:1", options);
     const Result result = Call(&unknown);
     EXPECT_EQ(result.code, StatusCode::kUnavailable);
