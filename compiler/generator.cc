@@ -11,6 +11,7 @@
 #include "options.h"
 #include "registration.h"
 #include "service_writer.h"
+#include "view_writer.h"
 
 namespace CmnSys::Compiler {
 
@@ -54,6 +55,11 @@ bool Generator::Generate(const FileDescriptor* file, const std::string& paramete
     WriteRegistrationDefinition(file, options, printer);
     if (services) WriteServiceDefinitions(file, printer);
   });
+
+  const std::unique_ptr<google::protobuf::io::ZeroCopyOutputStream> view_stream(
+      context->Open(ViewHeaderPath(file)));
+  Printer view_printer(view_stream.get(), '$');
+  WriteViewHeader(file, options, &view_printer);
   return true;
 }
 
