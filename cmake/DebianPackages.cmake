@@ -1,13 +1,16 @@
-# The target debian_packages packs what is built, the target "packages" included, into the Debian
-# packages that debian/control describes, with debhelper. It works in a copy of debian/ in the build
-# folder, and the packages stay beside the copy.
+# The target debian_packages builds what is installed, the target "packages" included, and packs it
+# into the Debian packages that debian/control describes, with debhelper. It works in a copy of
+# debian/ in the build folder, and the packages stay beside the copy.
 
 set(CMNSYS_DEBIAN_OPTIONS)
 set(CMNSYS_DEBIAN_SIBLINGS_DEV "cmnsysprotobuf-siblings-dev (= ${PROJECT_VERSION})")
+if(NOT CMNSYS_BUILD_SITE)
+  string(APPEND CMNSYS_DEBIAN_OPTIONS " --no-package=cmnsysprotobuf-doc")
+endif()
 if(NOT CMNSYS_BUNDLED_SIBLINGS)
   # The packages of the real siblings say themselves what they need.
-  set(CMNSYS_DEBIAN_OPTIONS
-    "--no-package=cmnsysprotobuf-siblings --no-package=cmnsysprotobuf-siblings-dev")
+  string(APPEND CMNSYS_DEBIAN_OPTIONS
+    " --no-package=cmnsysprotobuf-siblings --no-package=cmnsysprotobuf-siblings-dev")
   set(CMNSYS_DEBIAN_SIBLINGS_DEV)
 endif()
 
@@ -33,3 +36,11 @@ add_custom_target(debian_packages
   WORKING_DIRECTORY ${packaging}/source
   USES_TERMINAL
   VERBATIM)
+add_dependencies(debian_packages packages cmnsys cmnsys_manual_page protoc-gen-cmnsys
+  CmnSysDescriptorSet CmnSysPairings)
+if(CMNSYS_RPC)
+  add_dependencies(debian_packages CmnSysRpc)
+endif()
+if(CMNSYS_BUILD_SITE)
+  add_dependencies(debian_packages site)
+endif()

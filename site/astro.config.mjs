@@ -21,6 +21,9 @@ export default defineConfig({
   },
   vite: { logLevel: "warn" },
   integrations: [
+    // A site map needs the address of the site, which is wherever the files are put: this takes the
+    // place of the one that Starlight would add.
+    { name: "@astrojs/sitemap", hooks: {} },
     starlight({
       title: "CmnSysProtoBuf",
       pagefind: false,

@@ -5,7 +5,7 @@
 //
 // FOLDER/package becomes the package, FOLDER/cmnsysprotobuf-VERSION.tgz the packed one.
 
-import { execFileSync } from "node:child_process";
+import { execFileSync, spawnSync } from "node:child_process";
 import { copyFileSync, mkdirSync, readdirSync, readFileSync, rmSync, symlinkSync, writeFileSync } from "node:fs";
 import { dirname, join, resolve } from "node:path";
 import { fileURLToPath } from "node:url";
@@ -48,7 +48,7 @@ writeFileSync(
     2,
   )}\n`,
 );
-execFileSync(
+const generated = spawnSync(
   options.protoc,
   [
     `--plugin=protoc-gen-es=${join(here, "node_modules/.bin/protoc-gen-es")}`,
@@ -57,9 +57,13 @@ execFileSync(
     ...options.include.map((path) => `-I${path}`),
     ...files,
   ],
-  // protoc warns of imports that the schema keeps on purpose.
-  { stdio: ["ignore", "inherit", "ignore"] },
+  { encoding: "utf8" },
 );
+// protoc warns of imports that the schema keeps on purpose: its messages are shown if it fails.
+if (generated.status !== 0) {
+  console.error(generated.error?.message ?? generated.stderr);
+  process.exit(1);
+}
 
 const modules = readdirSync(join(folder, "ProtoBuf"), { recursive: true })
   .filter((path) => path.endsWith("_pb.js"))

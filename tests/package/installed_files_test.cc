@@ -57,6 +57,7 @@ TEST(InstalledFiles, EachKindIsWhereItBelongs) {
                 in(prefix + "share/man/") || in(prefix + "share/bash-completion/") ||
                 in(prefix + "share/zsh/") || in(prefix + "share/doc/") ||
                 name == prefix + "share/CmnSysProtoBuf/CmnSysProtoBuf.desc" ||
+                name == prefix + "share/CmnSysProtoBuf/go/protoc_options.sh" ||
                 name == prefix + "share/CmnSysProtoBuf/pairings.json")
         << "a stray file: " << name;
   }

@@ -1,6 +1,13 @@
 // Messages as JSON, extensions included, in the form that cmnsys reads and writes.
 
-import { fromJsonString, toJsonString, type DescMessage, type MessageShape } from "@bufbuild/protobuf";
+import {
+  fromJsonString,
+  getExtension,
+  toJsonString,
+  type DescMessage,
+  type Message,
+  type MessageShape,
+} from "@bufbuild/protobuf";
 import { reflect, type ReflectMessage } from "@bufbuild/protobuf/reflect";
 import { registry } from "./registry.js";
 
@@ -12,7 +19,12 @@ export class LossError extends Error {
 /** Where unknown fields are that are no extension of the registry, if there are any. */
 function loss(message: ReflectMessage, path: string): string | undefined {
   for (const { no } of message.getUnknown() ?? []) {
-    if (!registry.getExtensionFor(message.desc, no)) return `${path}: field ${no}`;
+    const extension = registry.getExtensionFor(message.desc, no);
+    if (!extension) return `${path}: field ${no}`;
+    if (!extension.message) continue;
+    const payload = getExtension(message.message, extension) as Message;
+    const found = loss(reflect(extension.message, payload), `${path}.[${extension.typeName}]`);
+    if (found) return found;
   }
   for (const field of message.fields) {
     if (!message.isSet(field) || !field.message) continue;
@@ -31,8 +43,8 @@ function loss(message: ReflectMessage, path: string): string | undefined {
 /**
  * The message as JSON, extensions as "[full.name]".
  *
- * JSON has no place for unknown fields. Throws LossError when there are any, unless `lossy` is true.
- * Unknown fields inside extensions are not looked for.
+ * JSON has no place for unknown fields. Throws LossError, which names the first one, when there are
+ * any, unless `lossy` is true.
  */
 export function toJson<S extends DescMessage>(
   schema: S,

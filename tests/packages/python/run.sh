@@ -17,6 +17,10 @@ for backend in cpp python; do
   PROTOCOL_BUFFERS_PYTHON_IMPLEMENTATION=$backend \
     env/bin/python "$tests/messages_test.py" "$backend" "$cmnsys"
 done
+echo "== the first sample of the guide"
+"$source/tests/support/guide_block.sh" "$source/docs/python.md" python > guide.py
+"$cmnsys" sample Event --count 10 --to delimited > events.delimited
+env/bin/python guide.py | grep -q '"deviceId": "gate-1"'
 echo "== calls and push"
 PATH=$work/env/bin:$PATH \
   "$source/tests/rpc/interop/run.sh" "$server" "$source/examples" "$tests/calls_test.py"

@@ -24,6 +24,7 @@ import { execFileSync } from "node:child_process";
 import { test } from "node:test";
 import { gzipSync } from "node:zlib";
 import { build } from "esbuild";
+import { chromium as browserType } from "playwright-core";
 
 const cmnsys = (args: string[], input: Uint8Array = new Uint8Array()) =>
   execFileSync(process.env.CMNSYS!, args, { input, maxBuffer: 1 << 28 });
@@ -97,22 +98,59 @@ test("JSON does not lose what it cannot hold without saying so", () => {
   gid.$unknown = [{ no: 4711, wireType: 0, data: Uint8Array.of(1) }];
   assert.throws(() => toJson(GidSchema, gid), LossError);
   assert.equal(toJson(GidSchema, gid, { lossy: true }), "{}");
+
+  const event = create(EventSchema);
+  select(EventSchema, event, EventType.EVENT_DEVICE_CONNECTED, { deviceGid: gid });
+  assert.throws(() => toJson(EventSchema, event), /event_device_connected\]\.device_gid: field 4711/);
 });
 
-test("a bundle holds only the files that it uses", async () => {
+async function bundle(contents: string): Promise<string> {
   const { outputFiles } = await build({
-    stdin: {
-      contents: `import { fromBinary, getExtension } from "@bufbuild/protobuf";
-        import { EventSchema, event_device_motion_start } from "cmnsysprotobuf/ProtoBuf/CmnSys/CmnSys.Events_pb.js";
-        globalThis.device = (bytes) =>
-          getExtension(fromBinary(EventSchema, bytes), event_device_motion_start).deviceId;`,
-      resolveDir: process.cwd(),
-    },
+    stdin: { contents, resolveDir: process.cwd() },
     bundle: true,
     minify: true,
     write: false,
     format: "iife",
   });
-  const size = gzipSync(outputFiles[0]!.contents).length;
+  return outputFiles[0]!.text;
+}
+
+const deviceOfMotion = `import { fromBinary, getExtension } from "@bufbuild/protobuf";
+  import { EventSchema, event_device_motion_start } from "cmnsysprotobuf/ProtoBuf/CmnSys/CmnSys.Events_pb.js";
+  globalThis.show = (bytes) =>
+    getExtension(fromBinary(EventSchema, Uint8Array.from(bytes)), event_device_motion_start).deviceId;`;
+
+test("a bundle holds only the files that it uses", async () => {
+  const size = gzipSync(await bundle(deviceOfMotion)).length;
   assert.ok(size <= 60_000, `${size} bytes compressed`);
+});
+
+const chromium = process.env.CMNSYS_CHROMIUM;
+
+test("bundles decode the payload of an event in a browser", { skip: !chromium && "no chromium" }, async () => {
+  const event = create(EventSchema);
+  select(EventSchema, event, EventType.EVENT_DEVICE_MOTION_START, { deviceId: "gate-1" });
+  const bytes = [...toBinary(EventSchema, event)];
+  const browser = await browserType.launch({
+    executablePath: chromium!,
+    args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-background-networking"],
+  });
+  try {
+    for (const [contents, shown] of [
+      [deviceOfMotion, "gate-1"],
+      [
+        `import { fromBinary } from "@bufbuild/protobuf";
+        import { toJson } from "cmnsysprotobuf";
+        import { EventSchema } from "cmnsysprotobuf/ProtoBuf/CmnSys/CmnSys.Events_pb.js";
+        globalThis.show = (bytes) => toJson(EventSchema, fromBinary(EventSchema, Uint8Array.from(bytes)));`,
+        toJson(EventSchema, event),
+      ],
+    ] as const) {
+      const page = await browser.newPage();
+      await page.addScriptTag({ content: await bundle(contents) });
+      assert.equal(await page.evaluate(`show([${bytes}])`), shown);
+    }
+  } finally {
+    await browser.close();
+  }
 });
