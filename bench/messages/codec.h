@@ -36,12 +36,15 @@ std::unique_ptr<Codec> MakeOursArena();
 std::unique_ptr<Codec> MakeOursArenaGrowing();
 std::unique_ptr<Codec> MakeOursHeap();
 std::unique_ptr<Codec> MakeOursJson();
+std::unique_ptr<Codec> MakeOursJsonAlone();
 std::unique_ptr<Codec> MakeCapnProto();
 std::unique_ptr<Codec> MakeFlatBuffersVerified();
 std::unique_ptr<Codec> MakeFlatBuffersOwned();
 std::unique_ptr<Codec> MakeMessagePack();
 std::unique_ptr<Codec> MakeSimdjson();
 std::unique_ptr<Codec> MakeRapidJson();
+std::unique_ptr<Codec> MakeRapidJsonMapping();
+std::unique_ptr<Codec> MakeRapidJsonMappingAlone();
 std::unique_ptr<Codec> MakePugixml();
 std::unique_ptr<Codec> MakeGsoap();
 

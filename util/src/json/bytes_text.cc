@@ -41,69 +41,95 @@ constexpr DigitTable kHexadecimalDigits = MakeHexadecimalTable();
 
 }  // namespace
 
-std::string ToBase64(std::string_view bytes) {
-  std::string text;
-  text.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const std::string_view group = bytes.substr(i, 3);
-    std::uint32_t bits = 0;
-    for (std::size_t j = 0; j < 3; ++j) {
-      bits = bits << 8 | (j < group.size() ? static_cast<unsigned char>(group[j]) : 0U);
-    }
-    for (std::size_t j = 0; j < 4; ++j) {
-      text += j <= group.size() ? kBase64[bits >> (18 - 6 * j) & 63] : '=';
-    }
+char* WriteBase64(std::string_view bytes, char* text) {
+  const char* next = bytes.data();
+  const auto take = [&next] {
+    return static_cast<std::uint32_t>(static_cast<unsigned char>(*next++));
+  };
+  const auto put = [&text](std::uint32_t bits, int shift) {
+    *text++ = kBase64[bits >> shift & 63];
+  };
+  std::size_t left = bytes.size();
+  for (; left >= 3; left -= 3) {
+    std::uint32_t bits = take() << 16;
+    bits |= take() << 8;
+    bits |= take();
+    for (const int shift : {18, 12, 6, 0}) put(bits, shift);
+  }
+  if (left == 0) return text;
+  std::uint32_t bits = take() << 16;
+  if (left == 2) bits |= take() << 8;
+  put(bits, 18);
+  put(bits, 12);
+  if (left == 2) put(bits, 6);
+  if (left == 1) *text++ = '=';
+  *text++ = '=';
+  return text;
+}
+
+char* WriteHexadecimal(std::string_view bytes, char* text) {
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    *text++ = kHexadecimal[byte >> 4];
+    *text++ = kHexadecimal[byte & 15];
   }
   return text;
 }
 
 std::string ToHexadecimal(std::string_view bytes) {
-  std::string text;
-  text.reserve(bytes.size() * 2);
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    text += kHexadecimal[byte >> 4];
-    text += kHexadecimal[byte & 15];
-  }
+  std::string text(2 * bytes.size(), '\0');
+  WriteHexadecimal(bytes, text.data());
   return text;
 }
 
-std::optional<std::string> FromBase64(std::string_view text) {
+char* ReadBase64(std::string_view text, char* bytes) {
   if (text.size() % 4 == 0) {
     for (int padding = 0; padding < 2 && !text.empty() && text.back() == '='; ++padding) {
       text.remove_suffix(1);
     }
   }
-  if (text.size() % 4 == 1) return std::nullopt;
-  std::string bytes;
-  bytes.reserve(text.size() / 4 * 3 + 2);
-  std::uint32_t bits = 0;
-  int count = 0;  // Of bits not yet written.
-  for (const char c : text) {
-    const std::uint8_t digit = kBase64Digits[static_cast<unsigned char>(c)];
-    if (digit == kNoDigit) return std::nullopt;
-    bits = bits << 6 | digit;
-    count += 6;
-    if (count >= 8) {
-      count -= 8;
-      bytes += static_cast<char>(bits >> count);
-      bits &= (1U << count) - 1;
+  if (text.size() % 4 == 1) return nullptr;
+  const auto* next = reinterpret_cast<const unsigned char*>(text.data());
+  const auto put = [&bytes](std::uint32_t byte) { *bytes++ = static_cast<char>(byte); };
+  std::size_t left = text.size();
+  std::uint32_t all = 0;  // The digits, of which kNoDigit has bits that no other has.
+  const auto take = [&next, &all] {
+    const std::uint32_t digit = kBase64Digits[*next++];
+    all |= digit;
+    return digit;
+  };
+  for (; left >= 4; left -= 4) {
+    std::uint32_t bits = take() << 18;
+    bits |= take() << 12;
+    bits |= take() << 6;
+    bits |= take();
+    put(bits >> 16);
+    put(bits >> 8);
+    put(bits);
+  }
+  std::uint32_t rest = 0;  // Bits that stand for no byte.
+  if (left > 0) {
+    std::uint32_t bits = take() << 18;
+    bits |= take() << 12;
+    put(bits >> 16);
+    rest = bits & 0xffff;
+    if (left == 3) {
+      bits |= take() << 6;
+      put(bits >> 8);
+      rest = bits & 0xff;
     }
   }
-  // Left-over bits other than 0 stand for no byte; the text was cut or is none.
-  if (bits != 0) return std::nullopt;
-  return bytes;
+  // Left-over bits other than 0: the text was cut or is none.
+  return all < 64 && rest == 0 ? bytes : nullptr;
 }
 
-std::optional<std::string> FromHexadecimal(std::string_view text) {
-  if (text.size() % 2 != 0) return std::nullopt;
-  std::string bytes;
-  bytes.reserve(text.size() / 2);
+char* ReadHexadecimal(std::string_view text, char* bytes) {
+  if (text.size() % 2 != 0) return nullptr;
   for (std::size_t i = 0; i < text.size(); i += 2) {
     const std::uint8_t high = kHexadecimalDigits[static_cast<unsigned char>(text[i])];
     const std::uint8_t low = kHexadecimalDigits[static_cast<unsigned char>(text[i + 1])];
-    if (high == kNoDigit || low == kNoDigit) return std::nullopt;
-    bytes += static_cast<char>(high << 4 | low);
+    if (high == kNoDigit || low == kNoDigit) return nullptr;
+    *bytes++ = static_cast<char>(high << 4 | low);
   }
   return bytes;
 }

@@ -5,6 +5,7 @@
 
 #include "json/bytes_text.h"
 #include "json/json_number.h"
+#include "json/plain_text.h"
 #include "text/runtime_text.h"
 
 namespace CmnSys::Util {
@@ -19,8 +20,6 @@ bool IsWordCharacter(char c) {
 bool IsNumberCharacter(char c) {
   return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
 }
-
-bool IsPlain(char c) { return static_cast<unsigned char>(c) >= 0x20 && c != '"' && c != '\\'; }
 
 void AppendUtf8(std::uint32_t code, std::string* text) {
   const auto add = [text](std::uint32_t byte) { *text += static_cast<char>(byte); };
@@ -57,7 +56,7 @@ JsonLexer::JsonLexer(google::protobuf::io::ZeroCopyInputStream* input, const Jso
       line_(start.line),
       line_start_(start.offset + 1 - start.column),
       at_start_(start.offset == 0),
-      place_(start) {}
+      place_(start.offset) {}
 
 JsonLexer::~JsonLexer() {
   if (next_ != block_end_) input_->BackUp(static_cast<int>(block_end_ - next_));
@@ -104,8 +103,6 @@ void JsonLexer::FlushCopy() {
   copy_from_ = next_;
 }
 
-void JsonLexer::Mark() { place_ = {line_, offset() - line_start_ + 1, offset()}; }
-
 void JsonLexer::SkipByteOrderMark() {
   at_start_ = false;
   constexpr std::string_view kMark = "\xef\xbb\xbf";
@@ -138,9 +135,8 @@ bool JsonLexer::AtEnd() {
 
 JsonToken JsonLexer::Next() {
   const char c = Peek();
-  text_.clear();
   if (broken_mark_) {
-    place_ = {};
+    place_ = 0;
     return Invalid("the text begins with a part of a byte order mark");
   }
   if (next_ == end_) return Ended();
@@ -171,19 +167,28 @@ JsonToken JsonLexer::Single(JsonToken token) {
 
 JsonToken JsonLexer::String() {
   ++next_;
-  unsigned char bits = 0;  // All that are set in any byte.
-  while (true) {
-    if (!Available()) return Ended();
-    const char* const run = next_;
-    while (next_ != end_ && IsPlain(*next_)) bits |= static_cast<unsigned char>(*next_++);
-    text_.append(run, next_);
-    if (next_ == end_) continue;
-    const char c = *next_++;
-    if (c == '"') break;
-    if (c != '\\') return Invalid("the string holds a control character, which must be escaped");
-    if (!Escape()) return JsonToken::kInvalid;
+  bool ascii = true;
+  // Mostly all of it stands in one block, without escapes.
+  const char* const stop = SkipPlain(next_, end_, &ascii);
+  if (stop != end_ && *stop == '"') {
+    text_ = {next_, static_cast<std::size_t>(stop - next_)};
+    next_ = stop + 1;
+  } else {
+    buffer_.clear();
+    while (true) {
+      if (!Available()) return Ended();
+      const char* const run = next_;
+      next_ = SkipPlain(next_, end_, &ascii);
+      buffer_.append(run, next_);
+      if (next_ == end_) continue;
+      const char c = *next_++;
+      if (c == '"') break;
+      if (c != '\\') return Invalid("the string holds a control character, which must be escaped");
+      if (!Escape()) return JsonToken::kInvalid;
+    }
+    text_ = buffer_;
   }
-  if (bits < 0x80) return JsonToken::kString;
+  if (ascii) return JsonToken::kString;
   const std::size_t invalid = FirstInvalidUtf8(text_);
   if (invalid == text_.size()) return JsonToken::kString;
   return Invalid("the string is not UTF-8 (byte 0x" + ToHexadecimal(text_.substr(invalid, 1)) +
@@ -197,7 +202,7 @@ bool JsonLexer::Escape() {
   constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
   const char c = *next_++;
   if (const std::size_t letter = kLetters.find(c); letter != std::string_view::npos) {
-    text_ += kMeanings[letter];
+    buffer_ += kMeanings[letter];
     return true;
   }
   if (c != 'u') return Invalid("the string holds an escape that JSON does not have"), false;
@@ -214,32 +219,50 @@ bool JsonLexer::Escape() {
     if (low < 0xdc00 || low >= 0xe000) return Invalid(kHalfSurrogate), false;
     code = 0x10000 + ((code - 0xd800) << 10) + (low - 0xdc00);
   }
-  AppendUtf8(code, &text_);
+  AppendUtf8(code, &buffer_);
   return true;
 }
 
 bool JsonLexer::HexDigits(std::uint32_t* code) {
-  std::string digits;
-  while (digits.size() < 4) {
+  char digits[4];
+  for (char& digit : digits) {
     if (!Available()) return Ended(), false;
-    digits += *next_++;
+    digit = *next_++;
   }
-  const auto bytes = FromHexadecimal(digits);
-  if (!bytes) return Invalid("\\u needs four hexadecimal digits"), false;
-  *code = static_cast<std::uint32_t>(static_cast<unsigned char>((*bytes)[0])) << 8 |
-          static_cast<unsigned char>((*bytes)[1]);
+  char bytes[sizeof digits];
+  if (ReadHexadecimal({digits, sizeof digits}, bytes) == nullptr) {
+    return Invalid("\\u needs four hexadecimal digits"), false;
+  }
+  *code = static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[0])) << 8 |
+          static_cast<unsigned char>(bytes[1]);
   return true;
 }
 
+// Takes characters as long as they are `wanted`; the token is what was taken.
+template <typename Wanted>
+void JsonLexer::TakeRun(const Wanted& wanted) {
+  const char* const run = next_;
+  while (next_ != end_ && wanted(*next_)) ++next_;
+  if (next_ != end_) {
+    text_ = {run, static_cast<std::size_t>(next_ - run)};
+    return;
+  }
+  buffer_.assign(run, next_);
+  while (Available() && wanted(*next_)) buffer_ += *next_++;
+  text_ = buffer_;
+}
+
 JsonToken JsonLexer::Number() {
-  while (Available() && IsNumberCharacter(*next_)) text_ += *next_++;
+  TakeRun(IsNumberCharacter);
   return IsJsonNumber(text_) ? JsonToken::kNumber : Invalid(Quoted(text_) + " is no number");
 }
 
 JsonToken JsonLexer::Word() {
-  do {
-    text_ += *next_++;
-  } while (IsWordCharacter(text_.back()) && Available() && IsWordCharacter(*next_));
+  if (IsWordCharacter(*next_)) {
+    TakeRun(IsWordCharacter);
+  } else {
+    text_ = {next_++, 1};
+  }
   if (text_ == "true") return JsonToken::kTrue;
   if (text_ == "false") return JsonToken::kFalse;
   if (text_ == "null") return JsonToken::kNull;
@@ -247,7 +270,8 @@ JsonToken JsonLexer::Word() {
 }
 
 JsonToken JsonLexer::Invalid(std::string reason) {
-  text_ = std::move(reason);
+  buffer_ = std::move(reason);
+  text_ = buffer_;
   return JsonToken::kInvalid;
 }
 

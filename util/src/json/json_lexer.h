@@ -4,6 +4,7 @@
 #include <google/protobuf/io/zero_copy_stream.h>
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -53,12 +54,23 @@ class JsonLexer {
   // Takes the next token, kInvalid where there is none.
   JsonToken Next();
 
+  // Takes `token`, which begins with a byte that is not blank, if exactly that stands next and has
+  // not been cut by the input; what follows a Peek only.
+  bool TakeIfNext(std::string_view token) {
+    if (static_cast<std::size_t>(end_ - next_) < token.size() ||
+        std::memcmp(next_, token.data(), token.size()) != 0) {
+      return false;
+    }
+    next_ += token.size();
+    return true;
+  }
+
   // Of the last token: the content of a string, which is UTF-8, the digits of a number, or why
-  // there is no token.
-  const std::string& text() const { return text_; }
+  // there is no token. Ends with the next call.
+  std::string_view text() const { return text_; }
 
   // Where the last token begins, or the byte that was peeked at since.
-  const JsonPlace& place() const { return place_; }
+  JsonPlace place() const { return {line_, place_ - line_start_ + 1, place_}; }
 
   // Lets at most this many further bytes be read.
   void Limit(std::uint64_t bytes);
@@ -74,7 +86,7 @@ class JsonLexer {
   std::uint64_t offset() const {
     return block_offset_ + static_cast<std::uint64_t>(next_ - block_begin_);
   }
-  void Mark();
+  void Mark() { place_ = offset(); }
   void FlushCopy();
 
   void SkipByteOrderMark();
@@ -82,6 +94,8 @@ class JsonLexer {
   JsonToken String();
   bool Escape();
   bool HexDigits(std::uint32_t* code);
+  template <typename Wanted>
+  void TakeRun(const Wanted& wanted);
   JsonToken Number();
   JsonToken Word();
   JsonToken Invalid(std::string reason);
@@ -99,8 +113,9 @@ class JsonLexer {
   std::uint64_t line_start_;  // May lie before the beginning of the text, and then wraps around.
   bool at_start_;
   bool broken_mark_ = false;
-  JsonPlace place_;
-  std::string text_;
+  std::uint64_t place_;
+  std::string_view text_;  // In what the input has handed out, or in buffer_.
+  std::string buffer_;
   std::string* copy_ = nullptr;
   const char* copy_from_ = nullptr;
 };

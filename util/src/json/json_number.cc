@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <limits>
 #include <optional>
+#include <string>
 #include <system_error>
 
 namespace CmnSys::Util {
@@ -88,12 +90,34 @@ std::optional<Decimal> ParseDecimal(std::string_view text) {
   return decimal;
 }
 
+// Whether the text is a whole number without fraction, exponent, minus sign and leading zeros, and
+// short enough for any integer type of 64 bits; its value.
+bool IsPlainInteger(std::string_view text, std::uint64_t* value) {
+  if (text.empty() || text.size() > std::numeric_limits<std::int64_t>::digits10) return false;
+  if (text.front() == '0' && text.size() > 1) return false;
+  std::uint64_t sum = 0;
+  for (const char c : text) {
+    if (!IsDigit(c)) return false;
+    sum = 10 * sum + static_cast<std::uint64_t>(c - '0');
+  }
+  *value = sum;
+  return true;
+}
+
 }  // namespace
 
 bool IsJsonNumber(std::string_view text) { return Split(text).has_value(); }
 
 template <typename Integer>
 NumberResult ParseInteger(std::string_view text, Integer* value) {
+  std::uint64_t plain = 0;
+  if (IsPlainInteger(text, &plain)) {
+    if (plain > static_cast<std::uint64_t>(std::numeric_limits<Integer>::max())) {
+      return NumberResult::kOutOfRange;
+    }
+    *value = static_cast<Integer>(plain);
+    return NumberResult::kOk;
+  }
   std::optional<Decimal> decimal = ParseDecimal(text);
   if (!decimal) return NumberResult::kNoNumber;
   if (decimal->digits.empty()) {
@@ -115,12 +139,13 @@ NumberResult ParseInteger(std::string_view text, Integer* value) {
 
 template <typename Real>
 NumberResult ParseReal(std::string_view text, Real* value) {
-  const std::optional<Decimal> decimal = ParseDecimal(text);
-  if (!decimal) return NumberResult::kNoNumber;
-  *value = decimal->negative ? -Real{0} : Real{0};
-  if (decimal->digits.empty()) return NumberResult::kOk;
+  if (!IsJsonNumber(text)) return NumberResult::kNoNumber;
   const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), *value);
   if (error != std::errc::result_out_of_range) return NumberResult::kOk;
+  // Too large or too small, which the parts of the number tell.
+  const std::optional<Decimal> decimal = ParseDecimal(text);
+  *value = decimal->negative ? -Real{0} : Real{0};
+  if (decimal->digits.empty()) return NumberResult::kOk;
   if (static_cast<std::int64_t>(decimal->digits.size()) + decimal->exponent > 0) {
     return NumberResult::kOutOfRange;
   }
@@ -128,15 +153,18 @@ NumberResult ParseReal(std::string_view text, Real* value) {
 }
 
 template <typename Real>
-std::string FormatReal(Real value) {
-  char buffer[64];
+char* WriteReal(Real value, char* text) {
+  if (value == 0) {
+    const std::string_view zero = std::signbit(value) ? "-0.0" : "0";
+    return std::copy(zero.begin(), zero.end(), text);
+  }
   // The shortest text for the largest float is a larger number, which readers that go by way of
   // double, such as Python's, take for out of range.
   const bool largest =
       value == std::numeric_limits<float>::max() || value == std::numeric_limits<float>::lowest();
-  const auto result = largest ? std::to_chars(buffer, buffer + sizeof buffer, double{value})
-                              : std::to_chars(buffer, buffer + sizeof buffer, value);
-  return {buffer, result.ptr};
+  return (largest ? std::to_chars(text, text + kLongestReal, double{value})
+                  : std::to_chars(text, text + kLongestReal, value))
+      .ptr;
 }
 
 template NumberResult ParseInteger(std::string_view text, std::int32_t* value);
@@ -145,7 +173,7 @@ template NumberResult ParseInteger(std::string_view text, std::uint32_t* value);
 template NumberResult ParseInteger(std::string_view text, std::uint64_t* value);
 template NumberResult ParseReal(std::string_view text, float* value);
 template NumberResult ParseReal(std::string_view text, double* value);
-template std::string FormatReal(float value);
-template std::string FormatReal(double value);
+template char* WriteReal(float value, char* text);
+template char* WriteReal(double value, char* text);
 
 }  // namespace CmnSys::Util

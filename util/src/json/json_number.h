@@ -1,8 +1,8 @@
 #ifndef CMNSYS_UTIL_SRC_JSON_JSON_NUMBER_H_
 #define CMNSYS_UTIL_SRC_JSON_JSON_NUMBER_H_
 
+#include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 namespace CmnSys::Util {
@@ -21,9 +21,11 @@ template <typename Real>
 NumberResult ParseReal(std::string_view text, Real* value);
 
 // The shortest number that reads back as `value`, which must be finite; of the largest float, all
-// digits.
+// digits; of minus zero "-0.0", since readers that take "-0" for a whole number lose its sign.
+// Written to `text`, which has room for kLongestReal characters; returns the end of it.
+constexpr std::size_t kLongestReal = 32;
 template <typename Real>
-std::string FormatReal(Real value);
+char* WriteReal(Real value, char* text);
 
 }  // namespace CmnSys::Util
 

@@ -1,31 +1,35 @@
 #include <google/protobuf/descriptor.h>
+#include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <set>
 #include <utility>
 #include <vector>
 
 #include "CmnSys/Util/Json.h"
-#include "CmnSys/Util/Parse.h"
 #include "json/bytes_text.h"
 #include "json/json_lexer.h"
-#include "json/json_names.h"
 #include "json/json_number.h"
 #include "json/json_path.h"
+#include "json/json_type.h"
 #include "json/well_known_types.h"
+#include "json/wire_bytes.h"
 #include "text/name_search.h"
 
 namespace CmnSys::Util {
 
 using google::protobuf::Descriptor;
 using google::protobuf::EnumDescriptor;
-using google::protobuf::EnumValueDescriptor;
 using google::protobuf::FieldDescriptor;
+using google::protobuf::FileDescriptor;
 using google::protobuf::Message;
-using google::protobuf::Reflection;
+using google::protobuf::MessageFactory;
+using google::protobuf::OneofDescriptor;
 using google::protobuf::io::ArrayInputStream;
+using google::protobuf::io::CodedInputStream;
 using google::protobuf::io::ZeroCopyInputStream;
 
 namespace {
@@ -108,7 +112,9 @@ std::string UnknownMember(const Descriptor& type, std::string_view name) {
 constexpr std::string_view kAnyType = "@type";
 constexpr std::string_view kAnyValue = "value";
 
-// Reads values of JSON into messages. The functions return false after an error.
+// Reads JSON into the wire bytes of a message, by the tables of its type, and has protobuf's parser
+// make the message of them: that is faster than to set one field after the other by reflection. The
+// functions return false after an error.
 class MessageReader {
  public:
   MessageReader(const JsonReadOptions& options, JsonLexer* lexer)
@@ -116,7 +122,16 @@ class MessageReader {
 
   bool ReadRoot(Message* message) {
     path_.Clear();
-    return ReadMessage(message, 0);
+    seen_.clear();
+    seen_extensions_.clear();
+    wire_.Clear();
+    // The descriptors of the last message may have ended, those of generated types have not.
+    types_.Forget();
+    factory_ = message->GetReflection()->GetMessageFactory();
+    wire_depth_ = deepest_ = 0;
+    lexer_->Peek();
+    const JsonPlace place = lexer_->place();
+    return ReadMessage(types_.Of(*message->GetDescriptor()), 0) && Make(place, message);
   }
 
   // Reports an error at the last token.
@@ -132,48 +147,69 @@ class MessageReader {
 
   bool Unexpected(JsonToken token, const std::string& expected) {
     return Fail(token == JsonToken::kInvalid
-                    ? lexer_->text()
+                    ? std::string(lexer_->text())
                     : Found(token) + " stands here; expected is " + expected);
   }
 
-  bool Expect(JsonToken wanted, const std::string& expected) {
+  bool Unexpected(JsonToken token, const JsonField& field) {
+    return Unexpected(token, Expected(*field.field));
+  }
+
+  bool Expect(JsonToken wanted, const char* expected) {
     const JsonToken token = lexer_->Next();
     return token == wanted || Unexpected(token, expected);
   }
 
+  // Makes the message of all bytes; they stand for what begins at `place`.
+  bool Make(const JsonPlace& place, Message* message) {
+    constexpr std::size_t kMost = std::numeric_limits<int>::max();
+    if (wire_.size() > kMost) {
+      return FailAt(place, "the message takes more than 2 GB, the most that protobuf can parse");
+    }
+    const std::string_view bytes = wire_.From(0);
+    CodedInputStream stream(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                            static_cast<int>(bytes.size()));
+    stream.SetRecursionLimit(deepest_);
+    if (message->MergePartialFromCodedStream(&stream) && stream.ConsumedEntireMessage()) {
+      return true;
+    }
+    return FailAt(place, "protobuf does not take this " + message->GetTypeName());
+  }
+
   // The value of a message, whatever its form.
-  bool ReadMessage(Message* message, int depth) {
-    const Descriptor& type = *message->GetDescriptor();
+  bool ReadMessage(const JsonType& type, int depth) {
     if (depth > options_.max_depth) {
       lexer_->Peek();
       return Fail("messages are nested more than " + std::to_string(options_.max_depth) +
                   " deep; raise max_depth if that is right");
     }
-    switch (JsonFormOf(type)) {
-      case JsonForm::kMembers:
-        return Expect(JsonToken::kObjectBegin, "an object (" + type.full_name() + ")") &&
-               ReadFields(message, depth);
+    switch (type.form) {
+      case JsonForm::kMembers: {
+        const JsonToken token = lexer_->Next();
+        if (token == JsonToken::kObjectBegin) return ReadFields(type, depth);
+        return Unexpected(token, "an object (" + type.descriptor->full_name() + ")");
+      }
       case JsonForm::kValue:
-        return ReadValue(message, type.field(0), depth);
+        return ReadValue(type.fields.front(), depth);
       case JsonForm::kOwn:
-        return ReadOwn(message);
+        return ReadOwn(type);
       case JsonForm::kAny:
-        return ReadAny(message, depth);
+        return ReadAny(type, depth);
     }
     return false;
   }
 
-  // Calls read_member() for each member of an object behind its "{", with the name as the last
-  // token; it reads the rest of the member.
+  // Calls read_member() for each member of an object behind its "{", at its name; it reads all of
+  // the member.
   template <typename ReadMember>
   bool ReadMembers(const ReadMember& read_member) {
     if (lexer_->Peek() == '}') return Expect(JsonToken::kObjectEnd, "");
     while (true) {
-      if (!Expect(JsonToken::kString, "the name of a member")) return false;
       if (!read_member()) return false;
       const JsonToken token = lexer_->Next();
       if (token == JsonToken::kObjectEnd) return true;
       if (token != JsonToken::kComma) return Unexpected(token, "\",\" or \"}\"");
+      lexer_->Peek();
     }
   }
 
@@ -189,260 +225,396 @@ class MessageReader {
     }
   }
 
+  // The name of a member becomes the last token.
+  bool ExpectName() { return Expect(JsonToken::kString, "the name of a member"); }
   bool ExpectColon() { return Expect(JsonToken::kColon, "\":\""); }
+
+  enum Seen : char { kNot, kStood, kHasValue };
 
   // The members of an object behind its "{". Those of a message that an Any holds have one more,
   // which tells its type.
-  bool ReadFields(Message* message, int depth, bool in_any = false) {
-    const Descriptor& type = *message->GetDescriptor();
-    // All messages being read share one vector, each its own part of it.
+  bool ReadFields(const JsonType& type, int depth, bool in_any = false) {
+    // All messages being read share the vectors, each its own part of them.
     const std::size_t seen = seen_.size();
-    seen_.resize(seen + static_cast<std::size_t>(type.field_count()));
-    std::vector<const FieldDescriptor*> extensions;
-    const bool clash = clashes_.In(type);
-    int likely = 0;
+    const std::size_t seen_extensions = seen_extensions_.size();
+    seen_.resize(seen + type.fields.size());
+    std::size_t likely = 0;
     const bool read = ReadMembers([&] {
-      const std::string& name = lexer_->text();
-      if (in_any && name == kAnyType) return ExpectColon() && SkipValue(depth);
-      const FieldDescriptor* const field = FindField(*message, name, likely, clash);
-      if (field == nullptr) return Fail(UnknownMember(type, name));
-      if (field->is_extension()) {
-        if (std::find(extensions.begin(), extensions.end(), field) != extensions.end()) {
-          return Fail(Quoted(name) + " stands here a second time");
-        }
-        extensions.push_back(field);
-      } else {
-        const std::size_t index = seen + static_cast<std::size_t>(field->index());
-        if (seen_[index]) return Fail(Quoted(name) + " stands here a second time");
-        seen_[index] = true;
-        // Members mostly come in the order of the fields.
-        likely = field->index() + 1;
+      const JsonField* field = TakeLikelyKey(type, seen, likely);
+      if (field == nullptr) {
+        if (!ExpectName()) return false;
+        const std::string_view name = lexer_->text();
+        if (in_any && name == kAnyType) return ExpectColon() && SkipValue(depth);
+        field = FindField(type, name);
+        if (field == nullptr) return Fail(UnknownMember(*type.descriptor, name));
+        const bool again = field->field->is_extension() ? SeenExtension(seen_extensions, field)
+                                                        : seen_[seen + Index(*field)] != kNot;
+        if (again) return Fail(Quoted(name) + " stands here a second time");
+        if (!ExpectColon()) return false;
       }
-      return ExpectColon() && ReadField(message, field, depth);
+      if (field->field->is_extension()) {
+        seen_extensions_.push_back(field);
+        return ReadField(*field, seen, depth);
+      }
+      // Members mostly come in the order of the fields.
+      likely = Index(*field) + 1;
+      seen_[seen + likely - 1] = kStood;
+      return ReadField(*field, seen, depth);
     });
     seen_.resize(seen);
+    seen_extensions_.resize(seen_extensions);
     return read;
   }
 
-  static const FieldDescriptor* FindField(const Message& message, const std::string& name,
-                                          int likely, bool clash) {
-    const Descriptor& type = *message.GetDescriptor();
-    if (name.size() > 2 && name.front() == '[' && name.back() == ']') {
-      const FieldDescriptor* const extension =
-          message.GetReflection()->FindKnownExtensionByName(name.substr(1, name.size() - 2));
-      return extension != nullptr && extension->containing_type() == &type ? extension : nullptr;
-    }
-    return FindJsonField(type, name, likely, clash);
+  static std::size_t Index(const JsonField& field) {
+    return static_cast<std::size_t>(field.field->index());
   }
 
-  bool ReadField(Message* message, const FieldDescriptor* field, int depth) {
-    const JsonPathStep step(&path_, field);
-    if (lexer_->Peek() == 'n' && !(TakesNull(*field) && !field->is_repeated())) {
+  bool SeenExtension(std::size_t seen_extensions, const JsonField* field) const {
+    const auto begin = seen_extensions_.begin() + static_cast<std::ptrdiff_t>(seen_extensions);
+    return std::find(begin, seen_extensions_.end(), field) != seen_extensions_.end();
+  }
+
+  // Takes the key of one of the next fields, if it stands there as this library writes it.
+  const JsonField* TakeLikelyKey(const JsonType& type, std::size_t seen, std::size_t likely) {
+    constexpr std::size_t kTried = 3;
+    const std::size_t end = std::min(likely + kTried, type.fields.size());
+    for (std::size_t i = likely; i < end; ++i) {
+      const JsonField& field = type.fields[i];
+      if (seen_[seen + i] == kNot && lexer_->TakeIfNext(field.json_key)) return &field;
+    }
+    return nullptr;
+  }
+
+  const JsonField* FindField(const JsonType& type, std::string_view name) {
+    if (name.size() <= 2 || name.front() != '[' || name.back() != ']') return type.FindField(name);
+    name = name.substr(1, name.size() - 2);
+    if (factory_ == MessageFactory::generated_factory()) {
+      if (const JsonField* const known = type.FindExtension(name)) return known;
+    }
+    const Message* const prototype = factory_->GetPrototype(type.descriptor);
+    const FieldDescriptor* const extension =
+        prototype->GetReflection()->FindKnownExtensionByName(std::string(name));
+    if (extension == nullptr || extension->containing_type() != type.descriptor) return nullptr;
+    return &types_.FieldOf(type, *extension);
+  }
+
+  // The value of a field or extension; `seen` is where the fields of its message stand in seen_.
+  bool ReadField(const JsonField& field, std::size_t seen, int depth) {
+    const JsonPathStep step(&path_, field.field);
+    if (lexer_->Peek() == 'n' && !(field.takes_null && !field.repeated)) {
       const JsonToken token = lexer_->Next();
-      return token == JsonToken::kNull || Unexpected(token, Expected(*field));
+      return token == JsonToken::kNull || Unexpected(token, field);
     }
-    if (field->is_map()) return ReadMap(message, field, depth);
-    if (field->is_repeated()) return ReadArray(message, field, depth);
-    if (const auto* const oneof = field->real_containing_oneof()) {
-      const Reflection* const reflection = message->GetReflection();
-      if (reflection->HasOneof(*message, oneof)) {
-        return Fail(reflection->GetOneofFieldDescriptor(*message, oneof)->name() +
-                    " stands here already, and " + oneof->full_name() + " holds one of them only");
+    if (field.map) return ReadMap(field, depth);
+    if (field.repeated) return ReadArray(field, depth);
+    if (field.in_oneof) {
+      const OneofDescriptor& oneof = *field.field->containing_oneof();
+      for (int i = 0; i < oneof.field_count(); ++i) {
+        const FieldDescriptor& other = *oneof.field(i);
+        if (seen_[seen + static_cast<std::size_t>(other.index())] == kHasValue) {
+          return Fail(other.name() + " stands here already, and " + oneof.full_name() +
+                      " holds one of them only");
+        }
       }
+      seen_[seen + Index(field)] = kHasValue;
     }
-    return ReadValue(message, field, depth);
+    return ReadValue(field, depth);
   }
 
-  bool ReadArray(Message* message, const FieldDescriptor* field, int depth) {
-    if (!Expect(JsonToken::kArrayBegin, "an array, each element " + Expected(*field))) {
-      return false;
+  bool ReadArray(const JsonField& field, int depth) {
+    const JsonToken begin = lexer_->Next();
+    if (begin != JsonToken::kArrayBegin) {
+      return Unexpected(begin, "an array, each element " + Expected(*field.field));
     }
     int index = 0;
     return ReadElements([&] {
       path_.SetIndex(index++);
-      if (lexer_->Peek() == 'n' && !TakesNull(*field)) {
+      if (lexer_->Peek() == 'n' && !field.takes_null) {
         const JsonToken token = lexer_->Next();
         return token == JsonToken::kNull ? Fail("null cannot be an element; leave the element out")
-                                         : Unexpected(token, Expected(*field));
+                                         : Unexpected(token, field);
       }
-      return ReadValue(message, field, depth);
+      return ReadValue(field, depth);
     });
   }
 
-  bool ReadMap(Message* message, const FieldDescriptor* field, int depth) {
+  bool ReadMap(const JsonField& field, int depth) {
     if (!Expect(JsonToken::kObjectBegin, "an object, whose members are the entries of the map")) {
       return false;
     }
-    const FieldDescriptor* const key = field->message_type()->map_key();
-    const FieldDescriptor* const value = field->message_type()->map_value();
-    std::set<std::string> seen;
+    const JsonType& entry = types_.MessageTypeOf(field);
+    const JsonField& key = entry.fields[0];
+    const JsonField& value = entry.fields[1];
+    std::set<std::string, std::less<>> seen;
     return ReadMembers([&] {
-      path_.SetKey(lexer_->text());
-      Message* const entry = message->GetReflection()->AddMessage(message, field);
-      if (!PutMapKey(entry, key)) return false;
-      if (!seen.insert(MapKeyText(*entry, key)).second) {
+      if (!ExpectName()) return false;
+      path_.SetKey(std::string(lexer_->text()));
+      const Part part(this, field);
+      const std::size_t begin = wire_.size();
+      if (!ReadMapKey(key)) return false;
+      if (!seen.emplace(wire_.From(begin)).second) {
         return Fail(Quoted(lexer_->text()) + " stands here a second time");
       }
       if (!ExpectColon()) return false;
-      if (lexer_->Peek() == 'n' && !TakesNull(*value)) {
+      if (lexer_->Peek() == 'n' && !value.takes_null) {
         const JsonToken token = lexer_->Next();
         return token == JsonToken::kNull ? Fail("null cannot be the value of an entry")
-                                         : Unexpected(token, Expected(*value));
+                                         : Unexpected(token, value);
       }
-      return ReadValue(entry, value, depth);
+      return ReadValue(value, depth);
     });
   }
 
-  bool PutMapKey(Message* entry, const FieldDescriptor* key) {
-    const std::string& text = lexer_->text();
-    switch (key->cpp_type()) {
+  bool ReadMapKey(const JsonField& key) {
+    const std::string_view text = lexer_->text();
+    switch (key.cpp_type) {
       case FieldDescriptor::CPPTYPE_STRING:
-        return Put(entry, key, &Reflection::SetString, &Reflection::AddString, std::string(text));
+        PutText(key, text);
+        return true;
       case FieldDescriptor::CPPTYPE_BOOL:
         if (text != "true" && text != "false") return Fail(Quoted(text) + " is no true or false");
-        return Put(entry, key, &Reflection::SetBool, &Reflection::AddBool, text == "true");
+        PutVarint(key, text == "true" ? 1 : 0);
+        return true;
       default:
-        return PutNumber(entry, key, text);
+        return PutNumber(key, text);
     }
   }
+
+  // What stands in the bytes of a sub-message, from the constructor on.
+  class Part {
+   public:
+    Part(MessageReader* reader, const JsonField& field)
+        : reader_(reader), number_(field.field->number()), kind_(KindOf(field)) {
+      WireBytes& wire = reader_->wire_;
+      reader_->deepest_ = std::max(reader_->deepest_, ++reader_->wire_depth_);
+      if (kind_ == Kind::kGroup) {
+        wire.Tag(number_, WireType::kGroupBegin);
+        return;
+      }
+      if (kind_ == Kind::kMessageSetItem) {
+        // group Item = 1 { required int32 type_id = 2; required bytes message = 3; }
+        reader_->deepest_ = std::max(reader_->deepest_, ++reader_->wire_depth_);
+        wire.Tag(1, WireType::kGroupBegin);
+        wire.Tag(2, WireType::kVarint);
+        wire.Varint(static_cast<std::uint32_t>(number_));
+        wire.Tag(3, WireType::kLength);
+      } else {
+        wire.Tag(number_, WireType::kLength);
+      }
+      begin_ = wire.BeginLength();
+    }
+
+    ~Part() {
+      WireBytes& wire = reader_->wire_;
+      --reader_->wire_depth_;
+      if (kind_ == Kind::kGroup) {
+        wire.Tag(number_, WireType::kGroupEnd);
+        return;
+      }
+      wire.EndLength(begin_);
+      if (kind_ == Kind::kMessageSetItem) {
+        --reader_->wire_depth_;
+        wire.Tag(1, WireType::kGroupEnd);
+      }
+    }
+
+    Part(const Part&) = delete;
+    Part& operator=(const Part&) = delete;
+
+   private:
+    enum class Kind { kMessage, kGroup, kMessageSetItem };
+
+    static Kind KindOf(const JsonField& field) {
+      if (field.in_message_set) return Kind::kMessageSetItem;
+      return field.type == FieldDescriptor::TYPE_GROUP ? Kind::kGroup : Kind::kMessage;
+    }
+
+    MessageReader* reader_;
+    int number_;
+    Kind kind_;
+    std::size_t begin_ = 0;
+  };
 
   // The value of a singular field, or an element of a repeated one.
-  bool ReadValue(Message* message, const FieldDescriptor* field, int depth) {
-    if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
-      const Reflection* const reflection = message->GetReflection();
-      return ReadMessage(field->is_repeated() ? reflection->AddMessage(message, field)
-                                              : reflection->MutableMessage(message, field),
-                         depth + 1);
-    }
-    return ReadScalar(message, field);
+  bool ReadValue(const JsonField& field, int depth) {
+    if (field.cpp_type != FieldDescriptor::CPPTYPE_MESSAGE) return ReadScalar(field);
+    const Part part(this, field);
+    return ReadMessage(types_.MessageTypeOf(field), depth + 1);
   }
 
-  bool ReadScalar(Message* message, const FieldDescriptor* field) {
+  bool ReadScalar(const JsonField& field) {
     const JsonToken token = lexer_->Next();
-    const std::string& text = lexer_->text();
-    switch (field->cpp_type()) {
+    const std::string_view text = lexer_->text();
+    switch (field.cpp_type) {
       case FieldDescriptor::CPPTYPE_BOOL:
         if (token != JsonToken::kTrue && token != JsonToken::kFalse) break;
-        return Put(message, field, &Reflection::SetBool, &Reflection::AddBool,
-                   token == JsonToken::kTrue);
+        PutVarint(field, token == JsonToken::kTrue ? 1 : 0);
+        return true;
       case FieldDescriptor::CPPTYPE_STRING:
         if (token != JsonToken::kString) break;
-        if (field->type() == FieldDescriptor::TYPE_BYTES) return PutBytes(message, field, text);
-        return Put(message, field, &Reflection::SetString, &Reflection::AddString,
-                   std::string(text));
+        if (field.type == FieldDescriptor::TYPE_BYTES) return PutBytes(field, text);
+        PutText(field, text);
+        return true;
       case FieldDescriptor::CPPTYPE_ENUM:
-        if (token == JsonToken::kString) return PutEnumByName(message, field, text);
-        if (token == JsonToken::kNumber) return PutEnumByNumber(message, field, text);
-        if (token == JsonToken::kNull && TakesNull(*field)) {
-          return PutEnumByNumber(message, field, "0");
-        }
+        if (token == JsonToken::kString) return PutEnumByName(field, text);
+        if (token == JsonToken::kNumber) return PutEnumByNumber(field, text);
+        if (token == JsonToken::kNull && field.takes_null) return PutEnumByNumber(field, "0");
         break;
       default:
         if (token != JsonToken::kString && token != JsonToken::kNumber) break;
-        return PutNumber(message, field, text);
+        return PutNumber(field, text);
     }
-    return Unexpected(token, Expected(*field));
+    return Unexpected(token, field);
   }
 
-  template <typename Setter, typename Adder, typename Value>
-  static bool Put(Message* message, const FieldDescriptor* field, Setter set, Adder add,
-                  Value&& value) {
-    const Reflection* const reflection = message->GetReflection();
-    if (field->is_repeated()) {
-      (reflection->*add)(message, field, std::forward<Value>(value));
-    } else {
-      (reflection->*set)(message, field, std::forward<Value>(value));
+  void PutVarint(const JsonField& field, std::uint64_t value) {
+    wire_.Tag(field.field->number(), WireType::kVarint);
+    wire_.Varint(value);
+  }
+
+  void PutFixed32(const JsonField& field, std::uint32_t value) {
+    wire_.Tag(field.field->number(), WireType::kFixed32);
+    wire_.Fixed32(value);
+  }
+
+  void PutFixed64(const JsonField& field, std::uint64_t value) {
+    wire_.Tag(field.field->number(), WireType::kFixed64);
+    wire_.Fixed64(value);
+  }
+
+  void PutText(const JsonField& field, std::string_view text) {
+    wire_.Tag(field.field->number(), WireType::kLength);
+    wire_.Varint(text.size());
+    wire_.Bytes(text);
+  }
+
+  bool PutBytes(const JsonField& field, std::string_view text) {
+    wire_.Tag(field.field->number(), WireType::kLength);
+    const std::size_t begin = wire_.BeginLength();
+    char* const place = wire_.Room(text.size() + 1);
+    const bool base64 = options_.bytes == JsonBytes::kBase64;
+    const char* const end = base64 ? ReadBase64(text, place) : ReadHexadecimal(text, place);
+    if (end == nullptr) {
+      return Fail(Quoted(text) + (base64 ? " is not base64" : " is not hexadecimal"));
+    }
+    wire_.End(end);
+    wire_.EndLength(begin);
+    return true;
+  }
+
+  bool PutNumber(const JsonField& field, std::string_view text) {
+    switch (field.cpp_type) {
+      case FieldDescriptor::CPPTYPE_INT32:
+        return PutInteger<std::int32_t>(field, text);
+      case FieldDescriptor::CPPTYPE_INT64:
+        return PutInteger<std::int64_t>(field, text);
+      case FieldDescriptor::CPPTYPE_UINT32:
+        return PutInteger<std::uint32_t>(field, text);
+      case FieldDescriptor::CPPTYPE_UINT64:
+        return PutInteger<std::uint64_t>(field, text);
+      case FieldDescriptor::CPPTYPE_FLOAT: {
+        float value = 0;
+        if (!ParseReal(field, text, &value)) return false;
+        std::uint32_t bits = 0;
+        std::memcpy(&bits, &value, sizeof bits);
+        PutFixed32(field, bits);
+        return true;
+      }
+      default: {
+        double value = 0;
+        if (!ParseReal(field, text, &value)) return false;
+        std::uint64_t bits = 0;
+        std::memcpy(&bits, &value, sizeof bits);
+        PutFixed64(field, bits);
+        return true;
+      }
+    }
+  }
+
+  template <typename Integer>
+  bool PutInteger(const JsonField& field, std::string_view text) {
+    Integer value = 0;
+    const NumberResult result = ParseInteger(text, &value);
+    if (result != NumberResult::kOk) return FailNumber(field, result, text);
+    // Negative numbers of 32 bits have their sign in 64, unless they are zigzag.
+    const auto bits = static_cast<std::uint64_t>(value);
+    switch (field.type) {
+      case FieldDescriptor::TYPE_SINT32:
+      case FieldDescriptor::TYPE_SINT64:
+        PutVarint(field, bits << 1 ^ (value < 0 ? UINT64_MAX : 0));
+        break;
+      case FieldDescriptor::TYPE_FIXED32:
+      case FieldDescriptor::TYPE_SFIXED32:
+        PutFixed32(field, static_cast<std::uint32_t>(bits));
+        break;
+      case FieldDescriptor::TYPE_FIXED64:
+      case FieldDescriptor::TYPE_SFIXED64:
+        PutFixed64(field, bits);
+        break;
+      default:
+        PutVarint(field, bits);
+        break;
     }
     return true;
   }
 
-  bool PutNumber(Message* message, const FieldDescriptor* field, std::string_view text) {
-    switch (field->cpp_type()) {
-      case FieldDescriptor::CPPTYPE_INT32:
-        return PutInteger<std::int32_t>(message, field, text, &Reflection::SetInt32,
-                                        &Reflection::AddInt32);
-      case FieldDescriptor::CPPTYPE_INT64:
-        return PutInteger<std::int64_t>(message, field, text, &Reflection::SetInt64,
-                                        &Reflection::AddInt64);
-      case FieldDescriptor::CPPTYPE_UINT32:
-        return PutInteger<std::uint32_t>(message, field, text, &Reflection::SetUInt32,
-                                         &Reflection::AddUInt32);
-      case FieldDescriptor::CPPTYPE_UINT64:
-        return PutInteger<std::uint64_t>(message, field, text, &Reflection::SetUInt64,
-                                         &Reflection::AddUInt64);
-      case FieldDescriptor::CPPTYPE_FLOAT:
-        return PutReal<float>(message, field, text, &Reflection::SetFloat, &Reflection::AddFloat);
-      default:
-        return PutReal<double>(message, field, text, &Reflection::SetDouble,
-                               &Reflection::AddDouble);
-    }
-  }
-
-  template <typename Integer, typename Setter, typename Adder>
-  bool PutInteger(Message* message, const FieldDescriptor* field, std::string_view text, Setter set,
-                  Adder add) {
-    Integer value = 0;
-    return CheckNumber(*field, ParseInteger(text, &value), text) &&
-           Put(message, field, set, add, value);
-  }
-
-  template <typename Real, typename Setter, typename Adder>
-  bool PutReal(Message* message, const FieldDescriptor* field, std::string_view text, Setter set,
-               Adder add) {
+  template <typename Real>
+  bool ParseReal(const JsonField& field, std::string_view text, Real* value) {
     using Limits = std::numeric_limits<Real>;
-    if (text == "NaN") return Put(message, field, set, add, Limits::quiet_NaN());
-    if (text == "Infinity") return Put(message, field, set, add, Limits::infinity());
-    if (text == "-Infinity") return Put(message, field, set, add, -Limits::infinity());
-    Real value = 0;
-    return CheckNumber(*field, ParseReal(text, &value), text) &&
-           Put(message, field, set, add, value);
+    if (text == "NaN") {
+      *value = Limits::quiet_NaN();
+    } else if (text == "Infinity") {
+      *value = Limits::infinity();
+    } else if (text == "-Infinity") {
+      *value = -Limits::infinity();
+    } else if (const NumberResult result = Util::ParseReal(text, value);
+               result != NumberResult::kOk) {
+      return FailNumber(field, result, text);
+    }
+    return true;
   }
 
-  bool PutEnumByNumber(Message* message, const FieldDescriptor* field, std::string_view text) {
+  bool PutEnumByNumber(const JsonField& field, std::string_view text) {
     std::int32_t number = 0;
-    if (!CheckNumber(*field, ParseInteger(text, &number), text)) return false;
-    const EnumDescriptor& type = *field->enum_type();
-    // Open enums take every number.
-    if (type.FindValueByNumber(number) == nullptr &&
-        !message->GetReflection()->SupportsUnknownEnumValues()) {
-      return Fail(std::to_string(number) + " is no value of " + type.full_name());
+    const NumberResult result = ParseInteger(text, &number);
+    if (result != NumberResult::kOk) return FailNumber(field, result, text);
+    if (types_.EnumTypeOf(field).NameOf(number) == nullptr && !IsOpen(*field.field)) {
+      return Fail(std::to_string(number) + " is no value of " +
+                  field.field->enum_type()->full_name());
     }
-    return Put(message, field, &Reflection::SetEnumValue, &Reflection::AddEnumValue, number);
+    PutVarint(field, static_cast<std::uint64_t>(number));
+    return true;
   }
 
-  bool PutEnumByName(Message* message, const FieldDescriptor* field, const std::string& name) {
-    const EnumDescriptor& type = *field->enum_type();
-    if (const EnumValueDescriptor* value = type.FindValueByName(name)) {
-      return Put(message, field, &Reflection::SetEnumValue, &Reflection::AddEnumValue,
-                 value->number());
+  bool PutEnumByName(const JsonField& field, std::string_view name) {
+    const JsonEnum& known = types_.EnumTypeOf(field);
+    const EnumDescriptor& type = *known.descriptor;
+    const int index = known.by_name.Find(name);
+    if (index >= 0) {
+      PutVarint(field, static_cast<std::uint64_t>(type.value(index)->number()));
+      return true;
     }
-    std::vector<std::string> known;
-    for (int i = 0; i < type.value_count(); ++i) known.push_back(type.value(i)->name());
-    return Fail(Quoted(name) + " is no value of " + type.full_name() + Nearest(known, name));
+    std::vector<std::string> names;
+    for (int i = 0; i < type.value_count(); ++i) names.push_back(type.value(i)->name());
+    return Fail(Quoted(name) + " is no value of " + type.full_name() + Nearest(names, name));
   }
 
-  bool PutBytes(Message* message, const FieldDescriptor* field, std::string_view text) {
-    const bool base64 = options_.bytes == JsonBytes::kBase64;
-    std::optional<std::string> bytes = base64 ? FromBase64(text) : FromHexadecimal(text);
-    if (!bytes) {
-      return Fail(Quoted(text) + (base64 ? " is not base64" : " is not hexadecimal"));
-    }
-    return Put(message, field, &Reflection::SetString, &Reflection::AddString, std::move(*bytes));
+  // Whether the enum of the field takes every number, which the type that holds the field decides.
+  static bool IsOpen(const FieldDescriptor& field) {
+    return field.containing_type()->file()->syntax() == FileDescriptor::SYNTAX_PROTO3;
   }
 
-  bool CheckNumber(const FieldDescriptor& field, NumberResult result, std::string_view text) {
-    const char* const type = field.type_name();
+  bool FailNumber(const JsonField& field, NumberResult result, std::string_view text) {
+    const char* const type = field.field->type_name();
     switch (result) {
-      case NumberResult::kOk:
-        return true;
-      case NumberResult::kNoNumber:
-        return Fail(Quoted(text) + " is no number");
       case NumberResult::kNotWhole:
         return Fail(Shortened(text) + " is no whole number, which " + type + " needs");
       case NumberResult::kOutOfRange:
         return Fail(Shortened(text) + " is out of range for " + type);
+      default:
+        return Fail(Quoted(text) + " is no number");
     }
-    return false;
   }
 
   // Reads a value of any kind without looking at what it means.
@@ -456,7 +628,8 @@ class MessageReader {
       case JsonToken::kObjectBegin: {
         std::set<std::string> seen;
         return ReadMembers([&] {
-          if (!seen.insert(lexer_->text()).second) {
+          if (!ExpectName()) return false;
+          if (!seen.emplace(lexer_->text()).second) {
             return Fail(Quoted(lexer_->text()) + " stands here a second time");
           }
           return ExpectColon() && SkipValue(depth + 1);
@@ -485,28 +658,33 @@ class MessageReader {
     return read;
   }
 
-  bool ReadOwn(Message* message) {
+  bool ReadOwn(const JsonType& type) {
     JsonPlace place;
     std::string text;
     if (!ReadText(0, &place, &text)) return false;
-    const std::optional<std::string> error = ReadOwnForm(text, message);
-    return !error || FailAt(place, *error);
+    const std::unique_ptr<Message> message(factory_->GetPrototype(type.descriptor)->New());
+    if (const std::optional<std::string> error = ReadOwnForm(text, message.get())) {
+      return FailAt(place, *error);
+    }
+    wire_.Bytes(message->SerializeAsString());
+    return true;
   }
 
   // The type of what an Any holds may stand behind it, so that the text is read twice.
-  bool ReadAny(Message* message, int depth) {
+  bool ReadAny(const JsonType& type, int depth) {
     JsonPlace place;
     std::string text;
     if (!ReadText(depth, &place, &text)) return false;
     ArrayInputStream input(text.data(), static_cast<int>(text.size()));
     JsonLexer lexer(&input, place);
     JsonLexer* const outer = std::exchange(lexer_, &lexer);
-    const bool read = ReadAnyObject(text, place, message, depth);
+    const bool read = ReadAnyObject(text, place, type, depth);
     lexer_ = outer;
     return read;
   }
 
-  bool ReadAnyObject(const std::string& text, const JsonPlace& place, Message* message, int depth) {
+  bool ReadAnyObject(const std::string& text, const JsonPlace& place, const JsonType& type,
+                     int depth) {
     std::string url;
     if (!FindAnyType(text, place, depth, &url)) return false;
     if (!Expect(JsonToken::kObjectBegin, "an object (google.protobuf.Any)")) return false;
@@ -514,26 +692,42 @@ class MessageReader {
       if (lexer_->Peek() != '}') return FailAt(place, "the object has no member \"@type\"");
       return true;
     }
-    const std::unique_ptr<Message> held = NewMessageOfUrl(url, *message);
+    const std::unique_ptr<Message> held =
+        NewMessageOfUrl(url, *type.descriptor->file()->pool(), factory_);
     if (held == nullptr) return FailAt(place, UnknownUrl(url));
-    if (JsonFormOf(*held->GetDescriptor()) == JsonForm::kMembers) {
-      if (!ReadFields(held.get(), depth, true)) return false;
-    } else if (!ReadMembers([&] {
-                 const std::string& name = lexer_->text();
-                 if (name == kAnyType) return ExpectColon() && SkipValue(depth);
-                 if (name != kAnyValue) return Fail("only \"@type\" and \"value\" may stand here");
-                 return ExpectColon() && ReadMessage(held.get(), depth + 1);
-               })) {
-      return false;
-    }
+    if (!ReadHeld(place, held.get(), depth)) return false;
     if (!held->IsInitialized()) {
       return FailAt(place, "required fields are missing: " + held->InitializationErrorString());
     }
-    const Descriptor& type = *message->GetDescriptor();
-    const Reflection* const reflection = message->GetReflection();
-    reflection->SetString(message, type.FindFieldByNumber(1), url);
-    reflection->SetString(message, type.FindFieldByNumber(2), held->SerializeAsString());
+    PutText(type.fields[0], url);
+    PutText(type.fields[1], held->SerializeAsString());
     return true;
+  }
+
+  // The members of an Any behind its "{", into the message that it holds.
+  bool ReadHeld(const JsonPlace& place, Message* held, int depth) {
+    // The message has wire bytes of its own.
+    WireBytes outer_wire = std::exchange(wire_, WireBytes());
+    const int outer_depth = std::exchange(wire_depth_, 0);
+    const int outer_deepest = std::exchange(deepest_, 0);
+    const JsonType& type = types_.Of(*held->GetDescriptor());
+    const bool read = (type.form == JsonForm::kMembers ? ReadFields(type, depth, true)
+                                                       : ReadHeldValue(type, depth)) &&
+                      Make(place, held);
+    wire_ = std::move(outer_wire);
+    wire_depth_ = outer_depth;
+    deepest_ = outer_deepest;
+    return read;
+  }
+
+  bool ReadHeldValue(const JsonType& type, int depth) {
+    return ReadMembers([&] {
+      if (!ExpectName()) return false;
+      const std::string_view name = lexer_->text();
+      if (name == kAnyType) return ExpectColon() && SkipValue(depth);
+      if (name != kAnyValue) return Fail("only \"@type\" and \"value\" may stand here");
+      return ExpectColon() && ReadMessage(type, depth + 1);
+    });
   }
 
   // Looks for the member that tells the type. The text is known to be well formed.
@@ -544,6 +738,7 @@ class MessageReader {
     bool read = true;
     if (lexer.Next() == JsonToken::kObjectBegin) {
       read = ReadMembers([&] {
+        if (!ExpectName()) return false;
         if (lexer_->text() != kAnyType) return ExpectColon() && SkipValue(depth);
         if (!ExpectColon() || !Expect(JsonToken::kString, "a type URL")) return false;
         *url = lexer_->text();
@@ -556,9 +751,15 @@ class MessageReader {
 
   const JsonReadOptions& options_;
   JsonLexer* lexer_;
-  JsonNameClashes clashes_;
+  JsonTypes types_;
+  MessageFactory* factory_ = nullptr;  // Of the message that is read.
+  WireBytes wire_;
+  int wire_depth_ = 0;  // Messages and groups that are open in the bytes,
+  int deepest_ = 0;     // and the most that have been.
   JsonPath path_;
-  std::vector<bool> seen_;  // Fields that have stood, of all messages being read, by index.
+  // Of all messages being read, which fields have stood, by index, and which extensions.
+  std::vector<char> seen_;
+  std::vector<const JsonField*> seen_extensions_;
   JsonError error_;
 };
 

@@ -1,8 +1,6 @@
 #include <google/protobuf/descriptor.h>
-#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+#include <google/protobuf/io/zero_copy_stream.h>
 #include <google/protobuf/unknown_field_set.h>
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/writer.h>
 
 #include <algorithm>
 #include <cmath>
@@ -14,9 +12,12 @@
 #include "CmnSys/Util/Json.h"
 #include "CmnSys/Util/Parse.h"
 #include "json/bytes_text.h"
-#include "json/json_names.h"
 #include "json/json_number.h"
+#include "json/json_output.h"
 #include "json/json_path.h"
+#include "json/json_type.h"
+#include "json/map_key.h"
+#include "json/plain_text.h"
 #include "json/well_known_types.h"
 #include "text/field_path.h"
 #include "text/runtime_text.h"
@@ -24,7 +25,6 @@
 namespace CmnSys::Util {
 
 using google::protobuf::Descriptor;
-using google::protobuf::EnumValueDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
@@ -33,42 +33,6 @@ using google::protobuf::UnknownFieldSet;
 using google::protobuf::io::ZeroCopyOutputStream;
 
 namespace {
-
-// RapidJSON's output stream on protobuf's. Once the output fails it takes no more.
-class JsonOutput {
- public:
-  using Ch = char;
-
-  explicit JsonOutput(ZeroCopyOutputStream* output) : output_(output) {}
-
-  void Put(char c) {
-    if (next_ == end_ && !Refill()) return;
-    *next_++ = c;
-  }
-
-  void Flush() {
-    if (next_ != end_) output_->BackUp(static_cast<int>(end_ - next_));
-    next_ = end_ = nullptr;
-  }
-
-  bool failed() const { return failed_; }
-
- private:
-  bool Refill() {
-    void* data = nullptr;
-    int size = 0;
-    while (!failed_ && size == 0) failed_ = !output_->Next(&data, &size);
-    if (failed_) return false;
-    next_ = static_cast<char*>(data);
-    end_ = next_ + size;
-    return true;
-  }
-
-  ZeroCopyOutputStream* output_;
-  char* next_ = nullptr;
-  char* end_ = nullptr;
-  bool failed_ = false;
-};
 
 std::string Describe(const UnknownField& unknown, const Descriptor& type) {
   static const char* const kWireTypes[] = {"varint", "fixed32", "fixed64", "length-delimited",
@@ -91,28 +55,63 @@ std::string Describe(const UnknownField& unknown, const Descriptor& type) {
          " does not fit its type";
 }
 
-// `Writer` is RapidJSON's Writer or PrettyWriter.
-template <typename Writer>
+// Appends to a string by way of a block, since a string that grows fills what it grows by.
+class StringOutput : public ZeroCopyOutputStream {
+ public:
+  explicit StringOutput(std::string* text) : text_(text) {}
+
+  bool Next(void** data, int* size) override {
+    Append();
+    *data = block_;
+    used_ = *size = static_cast<int>(sizeof block_);
+    return true;
+  }
+  void BackUp(int count) override { used_ -= count; }
+  std::int64_t ByteCount() const override {
+    return static_cast<std::int64_t>(text_->size()) + used_;
+  }
+
+  void Append() {
+    text_->append(block_, static_cast<std::size_t>(used_));
+    used_ = 0;
+  }
+
+ private:
+  std::string* text_;
+  int used_ = 0;
+  char block_[8192];
+};
+
 class MessageWriter {
  public:
-  MessageWriter(const JsonWriteOptions& options, JsonOutput* output, Writer* writer)
-      : options_(options), output_(output), writer_(writer) {}
+  MessageWriter(const JsonWriteOptions& options, JsonOutput* output)
+      : options_(options), output_(*output) {}
+
+  bool WriteRoot(const Message& message) {
+    return WriteMessage(message, types_.Of(*message.GetDescriptor()), 0) && CheckOutput();
+  }
+
+  JsonError TakeError() { return std::move(error_); }
+
+ private:
+  using Fields = std::vector<const FieldDescriptor*>;
 
   // The functions below return false after an error.
 
   // The message in the form that its type has in JSON.
-  bool WriteMessage(const Message& message, int depth) {
+  bool WriteMessage(const Message& message, const JsonType& type, int depth) {
     if (depth > options_.max_depth) {
       return Fail("messages are nested more than " + std::to_string(options_.max_depth) +
                   " deep; raise max_depth if that is right");
     }
-    switch (JsonFormOf(*message.GetDescriptor())) {
+    switch (type.form) {
       case JsonForm::kMembers:
-        writer_->StartObject();
-        return WriteFields(message, depth) && EndObject();
+        output_.Begin('{');
+        return WriteFields(message, type, depth) && EndObject();
       case JsonForm::kValue:
-        return WriteValue(message, message.GetDescriptor()->field(0), depth) &&
-               ReportUnknownFields(message);
+        return WriteValue(message, *message.GetReflection(), type.fields.front(), kSingular,
+                          depth) &&
+               ReportUnknownFields(message, *message.GetReflection());
       case JsonForm::kOwn:
         return WriteOwn(message);
       case JsonForm::kAny:
@@ -121,199 +120,210 @@ class MessageWriter {
     return false;
   }
 
-  JsonError TakeError() { return std::move(error_); }
-
- private:
   bool EndObject() {
-    writer_->EndObject();
-    return !output_->failed() || Fail("the output cannot be written");
+    output_.End('}');
+    return CheckOutput();
   }
 
-  bool WriteFields(const Message& message, int depth) {
-    const bool clash = clashes_.In(*message.GetDescriptor());
-    for (const FieldDescriptor* field : FieldsToWrite(message)) {
-      WriteKey(*field, clash);
-      const JsonPathStep step(&path_, field);
-      if (!WriteField(message, field, depth)) return false;
+  bool CheckOutput() { return !output_.failed() || Fail("the output cannot be written"); }
+
+  bool WriteFields(const Message& message, const JsonType& type, int depth) {
+    const Reflection& reflection = *message.GetReflection();
+    Fields fields = TakeSpare();
+    reflection.ListFields(message, &fields);
+    if (options_.unset_fields) AddUnsetFields(*type.descriptor, &fields);
+    for (const FieldDescriptor* descriptor : fields) {
+      const JsonField& field = types_.FieldOf(type, *descriptor);
+      output_.Key(options_.schema_names ? field.schema_key : field.json_key);
+      const JsonPathStep step(&path_, descriptor);
+      if (!WriteField(message, reflection, field, depth)) return false;
     }
-    return ReportUnknownFields(message);
+    spare_.push_back(std::move(fields));
+    return ReportUnknownFields(message, reflection);
+  }
+
+  // Lists of fields are used again, so that few are allocated.
+  Fields TakeSpare() {
+    if (spare_.empty()) return {};
+    Fields fields = std::move(spare_.back());
+    spare_.pop_back();
+    fields.clear();
+    return fields;
+  }
+
+  static void AddUnsetFields(const Descriptor& type, Fields* fields) {
+    const Fields set = std::move(*fields);
+    fields->clear();
+    for (int i = 0; i < type.field_count(); ++i) {
+      const FieldDescriptor* field = type.field(i);
+      // To write an unset member of a oneof would take the place of the one that is set.
+      const bool has_default =
+          field->is_repeated() || (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE &&
+                                   field->real_containing_oneof() == nullptr);
+      if (has_default || std::find(set.begin(), set.end(), field) != set.end()) {
+        fields->push_back(field);
+      }
+    }
+    std::copy_if(set.begin(), set.end(), std::back_inserter(*fields),
+                 [](const FieldDescriptor* field) { return field->is_extension(); });
   }
 
   bool WriteOwn(const Message& message) {
     std::string json;
     if (const auto error = WriteOwnForm(message, &json)) return Fail(*error);
-    return writer_->RawValue(json.data(), json.size(), rapidjson::kObjectType);
+    output_.Raw(json);
+    return true;
   }
 
   bool WriteAny(const Message& any, int depth) {
     const Descriptor& type = *any.GetDescriptor();
-    const std::string url = any.GetReflection()->GetString(any, type.FindFieldByNumber(1));
-    const std::string bytes = any.GetReflection()->GetString(any, type.FindFieldByNumber(2));
-    writer_->StartObject();
+    const Reflection& reflection = *any.GetReflection();
+    const std::string url = reflection.GetString(any, type.FindFieldByNumber(1));
+    const std::string bytes = reflection.GetString(any, type.FindFieldByNumber(2));
+    output_.Begin('{');
     if (!url.empty() || !bytes.empty()) {
-      const std::unique_ptr<Message> held = NewMessageOfUrl(url, any);
+      const std::unique_ptr<Message> held =
+          NewMessageOfUrl(url, *type.file()->pool(), reflection.GetMessageFactory());
       if (held == nullptr) return Fail(UnknownUrl(url));
       ParseLimits limits;
       limits.max_depth = options_.max_depth;
       if (const auto fault = Parse(bytes, limits, held.get())) {
         return Fail("the value is no " + held->GetTypeName() + ": " + ToString(*fault));
       }
-      WriteKey("@type");
-      WriteText(url);
-      if (JsonFormOf(*held->GetDescriptor()) == JsonForm::kMembers) {
-        if (!WriteFields(*held, depth)) return false;
+      output_.Key("\"@type\":");
+      output_.Text(url);
+      const JsonType& held_type = types_.Of(*held->GetDescriptor());
+      if (held_type.form == JsonForm::kMembers) {
+        if (!WriteFields(*held, held_type, depth)) return false;
       } else {
-        WriteKey("value");
-        if (!WriteMessage(*held, depth + 1)) return false;
+        output_.Key("\"value\":");
+        if (!WriteMessage(*held, held_type, depth + 1)) return false;
       }
     }
-    return ReportUnknownFields(any) && EndObject();
+    return ReportUnknownFields(any, reflection) && EndObject();
   }
 
-  std::vector<const FieldDescriptor*> FieldsToWrite(const Message& message) const {
-    std::vector<const FieldDescriptor*> set;
-    message.GetReflection()->ListFields(message, &set);
-    if (!options_.unset_fields) return set;
-
-    std::vector<const FieldDescriptor*> fields;
-    const Descriptor* type = message.GetDescriptor();
-    for (int i = 0; i < type->field_count(); ++i) {
-      const FieldDescriptor* field = type->field(i);
-      // To write an unset member of a oneof would take the place of the one that is set.
-      const bool has_default =
-          field->is_repeated() || (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE &&
-                                   field->real_containing_oneof() == nullptr);
-      if (has_default || std::find(set.begin(), set.end(), field) != set.end()) {
-        fields.push_back(field);
-      }
-    }
-    std::copy_if(set.begin(), set.end(), std::back_inserter(fields),
-                 [](const FieldDescriptor* field) { return field->is_extension(); });
-    return fields;
-  }
-
-  void WriteKey(const FieldDescriptor& field, bool clash) {
-    if (field.is_extension()) {
-      WriteKey(FieldName(field));
-    } else {
-      WriteKey(options_.schema_names ? field.name() : JsonNameOf(field, clash));
-    }
-  }
-
-  void WriteKey(const std::string& name) {
-    writer_->Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
-  }
-
-  bool WriteField(const Message& message, const FieldDescriptor* field, int depth) {
-    if (field->is_map()) return WriteMap(message, field, depth);
-    if (!field->is_repeated()) return WriteValue(message, field, depth);
-    writer_->StartArray();
-    const int size = message.GetReflection()->FieldSize(message, field);
+  bool WriteField(const Message& message, const Reflection& reflection, const JsonField& field,
+                  int depth) {
+    if (!field.repeated) return WriteValue(message, reflection, field, kSingular, depth);
+    if (field.map) return WriteMap(message, reflection, field, depth);
+    output_.Begin('[');
+    const int size = reflection.FieldSize(message, field.field);
     for (int i = 0; i < size; ++i) {
       path_.SetIndex(i);
-      if (!WriteValue(message, field, depth)) return false;
+      output_.Element();
+      if (!WriteValue(message, reflection, field, i, depth)) return false;
     }
-    writer_->EndArray();
+    output_.End(']');
     return true;
   }
 
   // Entries sorted by their names, since maps have no order.
-  bool WriteMap(const Message& message, const FieldDescriptor* field, int depth) {
-    const FieldDescriptor* const key = field->message_type()->map_key();
-    const FieldDescriptor* const value = field->message_type()->map_value();
+  bool WriteMap(const Message& message, const Reflection& reflection, const JsonField& field,
+                int depth) {
+    const JsonType& type = types_.MessageTypeOf(field);
+    const JsonField& value = type.fields[1];
     std::map<std::string, const Message*> entries;
-    const int size = message.GetReflection()->FieldSize(message, field);
+    const int size = reflection.FieldSize(message, field.field);
     for (int i = 0; i < size; ++i) {
-      const Message& entry = message.GetReflection()->GetRepeatedMessage(message, field, i);
+      const Message& entry = reflection.GetRepeatedMessage(message, field.field, i);
       // Dynamic messages keep all entries that were read with one key; the last one counts.
-      entries[MapKeyText(entry, key)] = &entry;
+      entries[MapKeyText(entry, type.fields[0].field)] = &entry;
     }
-    writer_->StartObject();
+    output_.Begin('{');
     for (const auto& [name, entry] : entries) {
       path_.SetKey(name);
       std::string utf8;
       if (!MakeUtf8(name, &utf8)) return false;
-      WriteKey(utf8);
-      if (!WriteValue(*entry, value, depth)) return false;
+      output_.Key(JsonQuoted(utf8) + ":");
+      if (!WriteValue(*entry, *entry->GetReflection(), value, kSingular, depth)) return false;
     }
-    writer_->EndObject();
+    output_.End('}');
     return true;
   }
 
-  // The value of a singular field, or the element of a repeated one at the path's last index.
-  template <typename Value>
-  Value Get(const Message& message, const FieldDescriptor* field,
-            Value (Reflection::*singular)(const Message&, const FieldDescriptor*) const,
-            Value (Reflection::*repeated)(const Message&, const FieldDescriptor*, int)
-                const) const {
-    const Reflection* reflection = message.GetReflection();
-    return field->is_repeated() ? (reflection->*repeated)(message, field, path_.index())
-                                : (reflection->*singular)(message, field);
-  }
+  // Stands for the value of a field that is not repeated.
+  static constexpr int kSingular = -1;
 
-  bool WriteValue(const Message& message, const FieldDescriptor* field, int depth) {
-    switch (field->cpp_type()) {
+  // The value of a singular field, or the element of a repeated one at the index.
+  bool WriteValue(const Message& message, const Reflection& reflection, const JsonField& field,
+                  int index, int depth) {
+    const auto get = [&](auto singular, auto repeated) {
+      return index == kSingular ? (reflection.*singular)(message, field.field)
+                                : (reflection.*repeated)(message, field.field, index);
+    };
+    switch (field.cpp_type) {
       case FieldDescriptor::CPPTYPE_INT32:
-        return writer_->Int(
-            Get(message, field, &Reflection::GetInt32, &Reflection::GetRepeatedInt32));
+        output_.Number(get(&Reflection::GetInt32, &Reflection::GetRepeatedInt32));
+        return true;
       case FieldDescriptor::CPPTYPE_UINT32:
-        return writer_->Uint(
-            Get(message, field, &Reflection::GetUInt32, &Reflection::GetRepeatedUInt32));
+        output_.Number(get(&Reflection::GetUInt32, &Reflection::GetRepeatedUInt32));
+        return true;
       case FieldDescriptor::CPPTYPE_INT64:
-        return WriteText(std::to_string(
-            Get(message, field, &Reflection::GetInt64, &Reflection::GetRepeatedInt64)));
+        output_.NumberAsText(get(&Reflection::GetInt64, &Reflection::GetRepeatedInt64));
+        return true;
       case FieldDescriptor::CPPTYPE_UINT64:
-        return WriteText(std::to_string(
-            Get(message, field, &Reflection::GetUInt64, &Reflection::GetRepeatedUInt64)));
+        output_.NumberAsText(get(&Reflection::GetUInt64, &Reflection::GetRepeatedUInt64));
+        return true;
       case FieldDescriptor::CPPTYPE_FLOAT:
-        return WriteReal(Get(message, field, &Reflection::GetFloat, &Reflection::GetRepeatedFloat));
+        WriteReal(get(&Reflection::GetFloat, &Reflection::GetRepeatedFloat));
+        return true;
       case FieldDescriptor::CPPTYPE_DOUBLE:
-        return WriteReal(
-            Get(message, field, &Reflection::GetDouble, &Reflection::GetRepeatedDouble));
+        WriteReal(get(&Reflection::GetDouble, &Reflection::GetRepeatedDouble));
+        return true;
       case FieldDescriptor::CPPTYPE_BOOL:
-        return writer_->Bool(
-            Get(message, field, &Reflection::GetBool, &Reflection::GetRepeatedBool));
+        output_.Raw(get(&Reflection::GetBool, &Reflection::GetRepeatedBool) ? "true" : "false");
+        return true;
       case FieldDescriptor::CPPTYPE_ENUM:
-        return WriteEnum(*field, Get(message, field, &Reflection::GetEnumValue,
-                                     &Reflection::GetRepeatedEnumValue));
-      case FieldDescriptor::CPPTYPE_STRING:
-        return WriteStringOrBytes(message, field);
+        WriteEnum(field, get(&Reflection::GetEnumValue, &Reflection::GetRepeatedEnumValue));
+        return true;
+      case FieldDescriptor::CPPTYPE_STRING: {
+        std::string copy;
+        return WriteStringOrBytes(
+            field, index == kSingular
+                       ? reflection.GetStringReference(message, field.field, &copy)
+                       : reflection.GetRepeatedStringReference(message, field.field, index, &copy));
+      }
       case FieldDescriptor::CPPTYPE_MESSAGE:
-        return WriteSubMessage(message, field, depth);
+        return WriteMessage(index == kSingular
+                                ? reflection.GetMessage(message, field.field)
+                                : reflection.GetRepeatedMessage(message, field.field, index),
+                            types_.MessageTypeOf(field), depth + 1);
     }
     return Fail("the field has a type that this library does not know");
   }
 
-  bool WriteEnum(const FieldDescriptor& field, int number) {
-    if (TakesNull(field)) return writer_->Null();
-    const EnumValueDescriptor* const value = field.enum_type()->FindValueByNumber(number);
+  void WriteEnum(const JsonField& field, int number) {
+    if (field.takes_null) return output_.Raw("null");
     // Open enums hold numbers without a name too.
-    return options_.enums_as_numbers || value == nullptr ? writer_->Int(number)
-                                                         : WriteText(value->name());
-  }
-
-  bool WriteSubMessage(const Message& message, const FieldDescriptor* field, int depth) {
-    const Reflection* reflection = message.GetReflection();
-    return WriteMessage(field->is_repeated()
-                            ? reflection->GetRepeatedMessage(message, field, path_.index())
-                            : reflection->GetMessage(message, field),
-                        depth + 1);
-  }
-
-  bool WriteStringOrBytes(const Message& message, const FieldDescriptor* field) {
-    const Reflection* reflection = message.GetReflection();
-    std::string copy;
-    const std::string& value =
-        field->is_repeated()
-            ? reflection->GetRepeatedStringReference(message, field, path_.index(), &copy)
-            : reflection->GetStringReference(message, field, &copy);
-    if (field->type() == FieldDescriptor::TYPE_BYTES) {
-      return WriteText(options_.bytes == JsonBytes::kBase64 ? ToBase64(value)
-                                                            : ToHexadecimal(value));
+    const std::string* const name =
+        options_.enums_as_numbers ? nullptr : types_.EnumTypeOf(field).NameOf(number);
+    if (name == nullptr) {
+      output_.Number(number);
+    } else {
+      output_.Raw(*name);
     }
-    if (FirstInvalidUtf8(value) == value.size()) return WriteText(value);
+  }
+
+  bool WriteStringOrBytes(const JsonField& field, const std::string& value) {
+    if (field.type == FieldDescriptor::TYPE_BYTES) {
+      if (options_.bytes == JsonBytes::kBase64) {
+        output_.Base64(value);
+      } else {
+        output_.Hexadecimal(value);
+      }
+      return true;
+    }
+    bool ascii = true;
+    const char* const end = value.data() + value.size();
+    if (SkipPlain(value.data(), end, &ascii) == end && ascii) {
+      output_.PlainText(value);
+      return true;
+    }
     std::string utf8;
-    return MakeUtf8(value, &utf8) && WriteText(utf8);
+    if (!MakeUtf8(value, &utf8)) return false;
+    output_.Text(utf8);
+    return true;
   }
 
   // The text with all that is not UTF-8 replaced, which is a loss.
@@ -328,23 +338,16 @@ class MessageWriter {
                 ToHexadecimal(std::string_view(text).substr(invalid, 1)) + ")");
   }
 
-  // A string that is known to be UTF-8.
-  bool WriteText(std::string_view text) {
-    return writer_->String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
-  }
-
   template <typename Real>
-  bool WriteReal(Real value) {
-    if (std::isnan(value)) return WriteText("NaN");
-    if (std::isinf(value)) return WriteText(value < 0 ? "-Infinity" : "Infinity");
-    std::string text = FormatReal(value);
-    // Readers that take "-0" for a whole number lose its sign.
-    if (text == "-0") text = "-0.0";
-    return writer_->RawValue(text.data(), text.size(), rapidjson::kNumberType);
+  void WriteReal(Real value) {
+    if (std::isnan(value)) return output_.PlainText("NaN");
+    if (std::isinf(value)) return output_.PlainText(value < 0 ? "-Infinity" : "Infinity");
+    char text[kLongestReal];
+    output_.Raw({text, static_cast<std::size_t>(Util::WriteReal(value, text) - text)});
   }
 
-  bool ReportUnknownFields(const Message& message) {
-    const UnknownFieldSet& unknown = message.GetReflection()->GetUnknownFields(message);
+  bool ReportUnknownFields(const Message& message, const Reflection& reflection) {
+    const UnknownFieldSet& unknown = reflection.GetUnknownFields(message);
     for (int i = 0; i < unknown.field_count(); ++i) {
       if (!Lose(Describe(unknown.field(i), *message.GetDescriptor()))) return false;
     }
@@ -364,42 +367,32 @@ class MessageWriter {
   }
 
   const JsonWriteOptions& options_;
-  JsonOutput* output_;
-  Writer* writer_;
-  JsonNameClashes clashes_;
+  JsonOutput& output_;
+  JsonTypes types_;
   JsonPath path_;
+  std::vector<Fields> spare_;
   JsonError error_;
 };
-
-template <typename Writer>
-std::optional<JsonError> Write(const Message& message, const JsonWriteOptions& options,
-                               JsonOutput* output, Writer* writer) {
-  MessageWriter<Writer> message_writer(options, output, writer);
-  const bool written = message_writer.WriteMessage(message, 0);
-  output->Flush();
-  if (written) return std::nullopt;
-  return message_writer.TakeError();
-}
 
 }  // namespace
 
 std::optional<JsonError> WriteJson(const Message& message, const JsonWriteOptions& options,
                                    ZeroCopyOutputStream* output) {
-  JsonOutput json(output);
-  if (options.indent <= 0) {
-    rapidjson::Writer<JsonOutput> writer(json);
-    return Write(message, options, &json, &writer);
-  }
-  rapidjson::PrettyWriter<JsonOutput> writer(json);
-  writer.SetIndent(' ', static_cast<unsigned>(std::min(options.indent, 16)));
-  return Write(message, options, &json, &writer);
+  JsonOutput json(output, static_cast<std::size_t>(std::clamp(options.indent, 0, 16)));
+  MessageWriter writer(options, &json);
+  const bool written = writer.WriteRoot(message);
+  json.Flush();
+  if (written) return std::nullopt;
+  return writer.TakeError();
 }
 
 std::optional<JsonError> WriteJson(const Message& message, const JsonWriteOptions& options,
                                    std::string* json) {
   json->clear();
-  google::protobuf::io::StringOutputStream output(json);
-  return WriteJson(message, options, &output);
+  StringOutput output(json);
+  std::optional<JsonError> error = WriteJson(message, options, &output);
+  output.Append();
+  return error;
 }
 
 }  // namespace CmnSys::Util

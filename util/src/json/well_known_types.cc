@@ -57,14 +57,14 @@ std::optional<std::string> ReadOwnForm(const std::string& json, Message* message
   return std::nullopt;
 }
 
-std::unique_ptr<Message> NewMessageOfUrl(const std::string& url, const Message& any) {
+std::unique_ptr<Message> NewMessageOfUrl(const std::string& url,
+                                         const google::protobuf::DescriptorPool& pool,
+                                         google::protobuf::MessageFactory* factory) {
   const std::size_t slash = url.rfind('/');
   if (slash == std::string::npos) return nullptr;
-  const Descriptor* const type =
-      any.GetDescriptor()->file()->pool()->FindMessageTypeByName(url.substr(slash + 1));
+  const Descriptor* const type = pool.FindMessageTypeByName(url.substr(slash + 1));
   if (type == nullptr) return nullptr;
-  return std::unique_ptr<Message>(
-      any.GetReflection()->GetMessageFactory()->GetPrototype(type)->New());
+  return std::unique_ptr<Message>(factory->GetPrototype(type)->New());
 }
 
 std::string UnknownUrl(const std::string& url) {

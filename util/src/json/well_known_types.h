@@ -30,9 +30,10 @@ std::optional<std::string> WriteOwnForm(const google::protobuf::Message& message
 std::optional<std::string> ReadOwnForm(const std::string& json, google::protobuf::Message* message);
 
 // A new message of the type that the URL of an Any names ("type.googleapis.com/Pb.CmnSys.Gid"), or
-// nullptr when the Any's descriptor pool does not have it.
-std::unique_ptr<google::protobuf::Message> NewMessageOfUrl(const std::string& url,
-                                                           const google::protobuf::Message& any);
+// nullptr when the Any's descriptor pool does not have it. `factory` is that of the Any.
+std::unique_ptr<google::protobuf::Message> NewMessageOfUrl(
+    const std::string& url, const google::protobuf::DescriptorPool& pool,
+    google::protobuf::MessageFactory* factory);
 
 // What to say when NewMessageOfUrl does not know the type.
 std::string UnknownUrl(const std::string& url);

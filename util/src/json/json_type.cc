@@ -1,0 +1,144 @@
+#include "json/json_type.h"
+
+#include <google/protobuf/descriptor.pb.h>
+
+#include "json/json_output.h"
+#include "text/field_path.h"
+
+namespace CmnSys::Util {
+
+using google::protobuf::Descriptor;
+using google::protobuf::DescriptorPool;
+using google::protobuf::EnumDescriptor;
+using google::protobuf::FieldDescriptor;
+
+namespace {
+
+std::vector<NumberIndex::Entry> NumbersOf(const EnumDescriptor& type) {
+  std::vector<NumberIndex::Entry> numbers;
+  for (int i = 0; i < type.value_count(); ++i) numbers.push_back({type.value(i)->number(), i});
+  return numbers;
+}
+
+std::vector<NameIndex::Entry> NamesOf(const EnumDescriptor& type) {
+  std::vector<NameIndex::Entry> names;
+  for (int i = 0; i < type.value_count(); ++i) names.push_back({type.value(i)->name(), i});
+  return names;
+}
+
+// The fields whose JSON name is also a name of another field, by index.
+std::vector<bool> SharedNames(const Descriptor& type) {
+  std::unordered_map<std::string_view, int> owners;
+  for (int i = 0; i < type.field_count(); ++i) {
+    const FieldDescriptor& field = *type.field(i);
+    ++owners[field.name()];
+    if (field.name() != field.json_name()) ++owners[field.json_name()];
+  }
+  std::vector<bool> shared;
+  for (int i = 0; i < type.field_count(); ++i) {
+    shared.push_back(owners[type.field(i)->json_name()] > 1);
+  }
+  return shared;
+}
+
+std::vector<NameIndex::Entry> NamesOf(const Descriptor& type) {
+  const std::vector<bool> shared = SharedNames(type);
+  std::vector<NameIndex::Entry> names;
+  for (int i = 0; i < type.field_count(); ++i) {
+    names.push_back({type.field(i)->name(), i});
+    if (!shared[static_cast<std::size_t>(i)]) names.push_back({type.field(i)->json_name(), i});
+  }
+  return names;
+}
+
+// Those of generated types. Tables of other types are made too often for this.
+std::vector<const FieldDescriptor*> ExtensionsOf(const Descriptor& type) {
+  std::vector<const FieldDescriptor*> extensions;
+  const DescriptorPool* const pool = DescriptorPool::generated_pool();
+  if (type.extension_range_count() > 0 && type.file()->pool() == pool) {
+    pool->FindAllExtensions(&type, &extensions);
+  }
+  return extensions;
+}
+
+std::vector<JsonField> Described(const std::vector<const FieldDescriptor*>& descriptors) {
+  std::vector<JsonField> fields(descriptors.size());
+  for (std::size_t i = 0; i < fields.size(); ++i) fields[i].Describe(*descriptors[i], false);
+  return fields;
+}
+
+std::vector<JsonField> FieldsOf(const Descriptor& type) {
+  const std::vector<bool> shared = SharedNames(type);
+  std::vector<JsonField> fields(shared.size());
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    fields[i].Describe(*type.field(static_cast<int>(i)), shared[i]);
+  }
+  return fields;
+}
+
+std::vector<NumberIndex::Entry> NumbersOf(const std::vector<JsonField>& fields) {
+  std::vector<NumberIndex::Entry> numbers;
+  for (const JsonField& field : fields) {
+    numbers.push_back({field.field->number(), static_cast<int>(numbers.size())});
+  }
+  return numbers;
+}
+
+std::vector<NameIndex::Entry> ExtensionNamesOf(const std::vector<JsonField>& fields) {
+  std::vector<NameIndex::Entry> names;
+  for (const JsonField& field : fields) {
+    names.push_back({field.field->full_name(), static_cast<int>(names.size())});
+  }
+  return names;
+}
+
+}  // namespace
+
+JsonEnum::JsonEnum(const EnumDescriptor& type)
+    : descriptor(&type), by_number(NumbersOf(type)), by_name(NamesOf(type)) {
+  for (int i = 0; i < type.value_count(); ++i) names.push_back(JsonQuoted(type.value(i)->name()));
+}
+
+void JsonField::Describe(const FieldDescriptor& described, bool shares_name) {
+  field = &described;
+  const std::string schema_name = FieldName(described);
+  const bool own_name = described.is_extension() || shares_name;
+  json_key = JsonQuoted(own_name ? schema_name : described.json_name()) + ":";
+  schema_key = JsonQuoted(schema_name) + ":";
+  type = described.type();
+  cpp_type = described.cpp_type();
+  repeated = described.is_repeated();
+  map = described.is_map();
+  takes_null = TakesNull(described);
+  in_oneof = described.real_containing_oneof() != nullptr;
+  in_message_set = described.containing_type()->options().message_set_wire_format();
+}
+
+JsonType::JsonType(const Descriptor& type)
+    : descriptor(&type),
+      form(JsonFormOf(type)),
+      fields(FieldsOf(type)),
+      extensions(Described(ExtensionsOf(type))),
+      names(NamesOf(type)),
+      extensions_by_number(NumbersOf(extensions)),
+      extensions_by_name(ExtensionNamesOf(extensions)) {}
+
+const JsonField* JsonType::FindExtension(const FieldDescriptor& extension) const {
+  const int index = extensions_by_number.Find(extension.number());
+  if (index < 0) return nullptr;
+  const JsonField& field = extensions[static_cast<std::size_t>(index)];
+  return field.field == &extension ? &field : nullptr;
+}
+
+const JsonField* JsonType::FindExtension(std::string_view name) const {
+  const int index = extensions_by_name.Find(name);
+  return index < 0 ? nullptr : &extensions[static_cast<std::size_t>(index)];
+}
+
+const JsonField& JsonTypes::FieldOf(const JsonType& type, const FieldDescriptor& field) {
+  if (!field.is_extension()) return type.fields[static_cast<std::size_t>(field.index())];
+  if (const JsonField* const known = type.FindExtension(field)) return *known;
+  return late_extensions_.try_emplace(&field, field).first->second;
+}
+
+}  // namespace CmnSys::Util

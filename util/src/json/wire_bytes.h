@@ -1,0 +1,95 @@
+#ifndef CMNSYS_UTIL_SRC_JSON_WIRE_BYTES_H_
+#define CMNSYS_UTIL_SRC_JSON_WIRE_BYTES_H_
+
+#include <google/protobuf/io/coded_stream.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+namespace CmnSys::Util {
+
+enum class WireType : std::uint32_t {
+  kVarint = 0,
+  kFixed64 = 1,
+  kLength = 2,
+  kGroupBegin = 3,
+  kGroupEnd = 4,
+  kFixed32 = 5,
+};
+
+// A message on the wire, written from front to back into memory that is used again.
+class WireBytes {
+ public:
+  void Clear() { next_ = 0; }
+  std::size_t size() const { return next_; }
+  std::string_view From(std::size_t start) const { return {bytes_.data() + start, next_ - start}; }
+
+  void Tag(int field_number, WireType type) {
+    Varint(static_cast<std::uint32_t>(field_number) << 3 | static_cast<std::uint32_t>(type));
+  }
+
+  void Varint(std::uint64_t value) {
+    constexpr std::size_t kLongest = 10;
+    char* place = Room(kLongest);
+    while (value >= 0x80) {
+      *place++ = static_cast<char>(value | 0x80);
+      value >>= 7;
+    }
+    *place++ = static_cast<char>(value);
+    End(place);
+  }
+
+  void Fixed32(std::uint32_t value) {
+    auto* const place = reinterpret_cast<std::uint8_t*>(Room(sizeof value));
+    End(google::protobuf::io::CodedOutputStream::WriteLittleEndian32ToArray(value, place));
+  }
+
+  void Fixed64(std::uint64_t value) {
+    auto* const place = reinterpret_cast<std::uint8_t*>(Room(sizeof value));
+    End(google::protobuf::io::CodedOutputStream::WriteLittleEndian64ToArray(value, place));
+  }
+
+  void Bytes(std::string_view bytes) {
+    std::memcpy(Room(bytes.size() + 1), bytes.data(), bytes.size());
+    next_ += bytes.size();
+  }
+
+  // Where `count` bytes may be written; End tells up to where they were.
+  char* Room(std::size_t count) {
+    if (bytes_.size() - next_ < count) bytes_.resize(2 * bytes_.size() + count + kFirst);
+    return bytes_.data() + next_;
+  }
+  void End(const void* end) {
+    next_ = static_cast<std::size_t>(static_cast<const char*>(end) - bytes_.data());
+  }
+
+  // Room for the length of what follows, up to the call of EndLength with the result. Lengths
+  // always take five bytes, which the wire format allows and saves moving what they stand before.
+  std::size_t BeginLength() {
+    End(Room(kLength) + kLength);
+    return next_;
+  }
+  void EndLength(std::size_t begin) {
+    std::size_t length = next_ - begin;
+    char* const place = bytes_.data() + begin - kLength;
+    for (std::size_t i = 0; i + 1 < kLength; ++i) {
+      place[i] = static_cast<char>(length | 0x80);
+      length >>= 7;
+    }
+    place[kLength - 1] = static_cast<char>(length);
+  }
+
+ private:
+  static constexpr std::size_t kFirst = 512;
+  static constexpr std::size_t kLength = 5;
+
+  std::vector<char> bytes_;
+  std::size_t next_ = 0;
+};
+
+}  // namespace CmnSys::Util
+
+#endif  // CMNSYS_UTIL_SRC_JSON_WIRE_BYTES_H_
