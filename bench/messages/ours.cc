@@ -279,7 +279,8 @@ class Json : public Codec {
   std::string json_;
 };
 
-// The utilities' part of it: writes a message that is built already, reads no field of what it read.
+// The utilities' part of it: writes a message that is built already, reads no field of what it
+// read.
 class JsonAlone : public Codec {
  public:
   std::string_view Encode(const QueryResultValues& values) override {

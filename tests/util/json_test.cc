@@ -12,6 +12,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "CmnSys/Util/RandomMessage.h"
@@ -343,6 +344,25 @@ TEST(Json, TakesCareOfOneofsAndOfFieldsWithOneName) {
     ASSERT_TRUE(error) << text;
     EXPECT_NE(ToString(*error).find(expected), std::string::npos) << ToString(*error);
   }
+}
+
+// The tables of a type are made when it is first met, which may be on several threads at once.
+TEST(Json, MeetsTypesOnSeveralThreadsAtOnce) {
+  std::vector<std::thread> threads;
+  for (std::uint64_t seed = 0; seed < 4; ++seed) {
+    threads.emplace_back([seed] {
+      for (const Message* type : AllMessages()) {
+        const std::unique_ptr<Message> message(type->New());
+        Util::RandomMessageOptions options;
+        options.max_bytes = 300;
+        Util::FillRandom(seed, options, message.get());
+        const std::unique_ptr<Message> again(type->New());
+        EXPECT_FALSE(Util::ReadJson(ToJson(*message), {}, again.get()));
+        EXPECT_EQ(again->SerializeAsString(), message->SerializeAsString());
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
 }
 
 std::string NestedIota(int depth) {

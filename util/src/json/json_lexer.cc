@@ -114,7 +114,7 @@ void JsonLexer::SkipByteOrderMark() {
   }
 }
 
-char JsonLexer::Peek() {
+char JsonLexer::PeekBehindBlanks() {
   if (at_start_) SkipByteOrderMark();
   while (Available() && IsBlank(*next_)) {
     const bool new_line = *next_ == '\n';

@@ -46,7 +46,11 @@ class JsonLexer {
 
   // Skips white space, and a byte order mark at the beginning of the text. Returns the byte that
   // follows, '\0' when there is none.
-  char Peek();
+  char Peek() {
+    if (next_ == end_ || static_cast<unsigned char>(*next_) <= ' ') return PeekBehindBlanks();
+    place_ = offset();
+    return *next_;
+  }
 
   // Whether nothing but white space follows.
   bool AtEnd();
@@ -54,10 +58,11 @@ class JsonLexer {
   // Takes the next token, kInvalid where there is none.
   JsonToken Next();
 
-  // Takes `token`, which begins with a byte that is not blank, if exactly that stands next and has
-  // not been cut by the input; what follows a Peek only.
+  // Behind a Peek, takes `token`, which has at least two bytes, if exactly that stands next and is
+  // not cut by the input.
   bool TakeIfNext(std::string_view token) {
-    if (static_cast<std::size_t>(end_ - next_) < token.size() ||
+    // Mostly the first byte behind the quote tells already.
+    if (static_cast<std::size_t>(end_ - next_) < token.size() || next_[1] != token[1] ||
         std::memcmp(next_, token.data(), token.size()) != 0) {
       return false;
     }
@@ -89,6 +94,7 @@ class JsonLexer {
   void Mark() { place_ = offset(); }
   void FlushCopy();
 
+  char PeekBehindBlanks();
   void SkipByteOrderMark();
   JsonToken Single(JsonToken token);
   JsonToken String();

@@ -128,7 +128,6 @@ class MessageReader {
     // The descriptors of the last message may have ended, those of generated types have not.
     types_.Forget();
     factory_ = message->GetReflection()->GetMessageFactory();
-    wire_depth_ = deepest_ = 0;
     lexer_->Peek();
     const JsonPlace place = lexer_->place();
     return ReadMessage(types_.Of(*message->GetDescriptor()), 0) && Make(place, message);
@@ -169,7 +168,8 @@ class MessageReader {
     const std::string_view bytes = wire_.From(0);
     CodedInputStream stream(reinterpret_cast<const std::uint8_t*>(bytes.data()),
                             static_cast<int>(bytes.size()));
-    stream.SetRecursionLimit(deepest_);
+    // The depth of the JSON was limited.
+    stream.SetRecursionLimit(std::numeric_limits<int>::max());
     if (message->MergePartialFromCodedStream(&stream) && stream.ConsumedEntireMessage()) {
       return true;
     }
@@ -387,14 +387,12 @@ class MessageReader {
     Part(MessageReader* reader, const JsonField& field)
         : reader_(reader), number_(field.field->number()), kind_(KindOf(field)) {
       WireBytes& wire = reader_->wire_;
-      reader_->deepest_ = std::max(reader_->deepest_, ++reader_->wire_depth_);
       if (kind_ == Kind::kGroup) {
         wire.Tag(number_, WireType::kGroupBegin);
         return;
       }
       if (kind_ == Kind::kMessageSetItem) {
         // group Item = 1 { required int32 type_id = 2; required bytes message = 3; }
-        reader_->deepest_ = std::max(reader_->deepest_, ++reader_->wire_depth_);
         wire.Tag(1, WireType::kGroupBegin);
         wire.Tag(2, WireType::kVarint);
         wire.Varint(static_cast<std::uint32_t>(number_));
@@ -407,16 +405,12 @@ class MessageReader {
 
     ~Part() {
       WireBytes& wire = reader_->wire_;
-      --reader_->wire_depth_;
       if (kind_ == Kind::kGroup) {
         wire.Tag(number_, WireType::kGroupEnd);
         return;
       }
       wire.EndLength(begin_);
-      if (kind_ == Kind::kMessageSetItem) {
-        --reader_->wire_depth_;
-        wire.Tag(1, WireType::kGroupEnd);
-      }
+      if (kind_ == Kind::kMessageSetItem) wire.Tag(1, WireType::kGroupEnd);
     }
 
     Part(const Part&) = delete;
@@ -491,15 +485,18 @@ class MessageReader {
 
   bool PutBytes(const JsonField& field, std::string_view text) {
     wire_.Tag(field.field->number(), WireType::kLength);
-    const std::size_t begin = wire_.BeginLength();
-    char* const place = wire_.Room(text.size() + 1);
+    // The text is longer than its bytes, so that a short one needs one byte for their number.
+    const bool is_short = text.size() < 0x80;
+    const std::size_t begin = is_short ? 0 : wire_.BeginLength();
+    char* const place = wire_.Room(text.size() + 1) + (is_short ? 1 : 0);
     const bool base64 = options_.bytes == JsonBytes::kBase64;
-    const char* const end = base64 ? ReadBase64(text, place) : ReadHexadecimal(text, place);
+    char* const end = base64 ? ReadBase64(text, place) : ReadHexadecimal(text, place);
     if (end == nullptr) {
       return Fail(Quoted(text) + (base64 ? " is not base64" : " is not hexadecimal"));
     }
+    if (is_short) place[-1] = static_cast<char>(end - place);
     wire_.End(end);
-    wire_.EndLength(begin);
+    if (!is_short) wire_.EndLength(begin);
     return true;
   }
 
@@ -708,15 +705,11 @@ class MessageReader {
   bool ReadHeld(const JsonPlace& place, Message* held, int depth) {
     // The message has wire bytes of its own.
     WireBytes outer_wire = std::exchange(wire_, WireBytes());
-    const int outer_depth = std::exchange(wire_depth_, 0);
-    const int outer_deepest = std::exchange(deepest_, 0);
     const JsonType& type = types_.Of(*held->GetDescriptor());
     const bool read = (type.form == JsonForm::kMembers ? ReadFields(type, depth, true)
                                                        : ReadHeldValue(type, depth)) &&
                       Make(place, held);
     wire_ = std::move(outer_wire);
-    wire_depth_ = outer_depth;
-    deepest_ = outer_deepest;
     return read;
   }
 
@@ -754,8 +747,6 @@ class MessageReader {
   JsonTypes types_;
   MessageFactory* factory_ = nullptr;  // Of the message that is read.
   WireBytes wire_;
-  int wire_depth_ = 0;  // Messages and groups that are open in the bytes,
-  int deepest_ = 0;     // and the most that have been.
   JsonPath path_;
   // Of all messages being read, which fields have stood, by index, and which extensions.
   std::vector<char> seen_;

@@ -135,10 +135,9 @@ const JsonField* JsonType::FindExtension(std::string_view name) const {
   return index < 0 ? nullptr : &extensions[static_cast<std::size_t>(index)];
 }
 
-const JsonField& JsonTypes::FieldOf(const JsonType& type, const FieldDescriptor& field) {
-  if (!field.is_extension()) return type.fields[static_cast<std::size_t>(field.index())];
-  if (const JsonField* const known = type.FindExtension(field)) return *known;
-  return late_extensions_.try_emplace(&field, field).first->second;
+const JsonField& JsonTypes::ExtensionOf(const JsonType& type, const FieldDescriptor& extension) {
+  if (const JsonField* const known = type.FindExtension(extension)) return *known;
+  return late_extensions_.try_emplace(&extension, extension).first->second;
 }
 
 }  // namespace CmnSys::Util

@@ -118,9 +118,15 @@ class JsonTypes {
   }
 
   // A field or extension of the type.
-  const JsonField& FieldOf(const JsonType& type, const google::protobuf::FieldDescriptor& field);
+  const JsonField& FieldOf(const JsonType& type, const google::protobuf::FieldDescriptor& field) {
+    return field.is_extension() ? ExtensionOf(type, field)
+                                : type.fields[static_cast<std::size_t>(field.index())];
+  }
 
  private:
+  const JsonField& ExtensionOf(const JsonType& type,
+                               const google::protobuf::FieldDescriptor& extension);
+
   TypeTables<google::protobuf::Descriptor, JsonType> types_;
   TypeTables<google::protobuf::EnumDescriptor, JsonEnum> enums_;
   // Those that came after their type's table.

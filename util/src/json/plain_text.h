@@ -14,8 +14,8 @@ inline bool IsPlain(char c) {
 // Where the first byte stands that is not plain, or `end`. Sets `*ascii` to false when one of the
 // bytes before it is no ASCII, and leaves it as it is otherwise.
 inline const char* SkipPlain(const char* text, const char* end, bool* ascii) {
-  // Eight bytes at a time. Subtraction sets the highest bit of bytes that are too small, and may
-  // set it in those above such a byte, which only costs the second look.
+  // Eight bytes at a time. The highest bit of a byte is set where it is too small or one of the two
+  // marks, and perhaps in bytes that follow such a one.
   constexpr std::uint64_t kEach = 0x0101010101010101;
   constexpr std::uint64_t kHigh = 0x80 * kEach;
   while (end - text >= 8) {
@@ -23,9 +23,18 @@ inline const char* SkipPlain(const char* text, const char* end, bool* ascii) {
     std::memcpy(&word, text, sizeof word);
     const std::uint64_t quote = word ^ ('"' * kEach);
     const std::uint64_t backslash = word ^ ('\\' * kEach);
-    const std::uint64_t other = ((word - 0x20 * kEach) & ~word) | ((quote - kEach) & ~quote) |
-                                ((backslash - kEach) & ~backslash);
-    if ((other & kHigh) != 0) break;
+    const std::uint64_t other = (((word - 0x20 * kEach) & ~word) | ((quote - kEach) & ~quote) |
+                                 ((backslash - kEach) & ~backslash)) &
+                                kHigh;
+    if (other != 0) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+      const std::uint64_t before = (other & (~other + 1)) - 1;
+      if ((word & before & kHigh) != 0) *ascii = false;
+      return text + __builtin_ctzll(other) / 8;
+#else
+      break;
+#endif
+    }
     if ((word & kHigh) != 0) *ascii = false;
     text += 8;
   }

@@ -6,8 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 namespace CmnSys::Util {
 
@@ -25,7 +26,7 @@ class WireBytes {
  public:
   void Clear() { next_ = 0; }
   std::size_t size() const { return next_; }
-  std::string_view From(std::size_t start) const { return {bytes_.data() + start, next_ - start}; }
+  std::string_view From(std::size_t start) const { return {bytes_.get() + start, next_ - start}; }
 
   void Tag(int field_number, WireType type) {
     Varint(static_cast<std::uint32_t>(field_number) << 3 | static_cast<std::uint32_t>(type));
@@ -59,11 +60,11 @@ class WireBytes {
 
   // Where `count` bytes may be written; End tells up to where they were.
   char* Room(std::size_t count) {
-    if (bytes_.size() - next_ < count) bytes_.resize(2 * bytes_.size() + count + kFirst);
-    return bytes_.data() + next_;
+    if (capacity_ - next_ < count) Grow(count);
+    return bytes_.get() + next_;
   }
   void End(const void* end) {
-    next_ = static_cast<std::size_t>(static_cast<const char*>(end) - bytes_.data());
+    next_ = static_cast<std::size_t>(static_cast<const char*>(end) - bytes_.get());
   }
 
   // Room for the length of what follows, up to the call of EndLength with the result. Lengths
@@ -74,7 +75,7 @@ class WireBytes {
   }
   void EndLength(std::size_t begin) {
     std::size_t length = next_ - begin;
-    char* const place = bytes_.data() + begin - kLength;
+    char* const place = bytes_.get() + begin - kLength;
     for (std::size_t i = 0; i + 1 < kLength; ++i) {
       place[i] = static_cast<char>(length | 0x80);
       length >>= 7;
@@ -86,7 +87,17 @@ class WireBytes {
   static constexpr std::size_t kFirst = 512;
   static constexpr std::size_t kLength = 5;
 
-  std::vector<char> bytes_;
+  void Grow(std::size_t count) {
+    const std::size_t capacity = 2 * capacity_ + count + kFirst;
+    // Not filled with anything.
+    std::unique_ptr<char[]> bytes(new char[capacity]);
+    if (next_ > 0) std::memcpy(bytes.get(), bytes_.get(), next_);
+    bytes_ = std::move(bytes);
+    capacity_ = capacity;
+  }
+
+  std::unique_ptr<char[]> bytes_;
+  std::size_t capacity_ = 0;
   std::size_t next_ = 0;
 };
 

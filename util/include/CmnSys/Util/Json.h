@@ -2,9 +2,11 @@
 //
 // The form is protobuf's own JSON mapping, https://protobuf.dev/programming-guides/json/; the JSON
 // itself is that of RFC 8259, in UTF-8. Extensions are members named "[full.extension.name]", as
-// other protobuf implementations write them. Both directions work by reflection on any message
-// type, and neither keeps a tree of the JSON: the writer walks the message, the reader fills it
-// while it reads.
+// other protobuf implementations write them. Both directions work on any message type, and neither
+// keeps a tree of the JSON: the writer walks the message by reflection, the reader turns the JSON
+// into the wire bytes of the message while it reads and has protobuf parse those. What both need to
+// know of a type they work out when they first meet it; for types of generated classes that serves
+// all threads from then on.
 //
 // Nothing is lost without a word. What JSON cannot hold is an error, or is told to the caller:
 // unknown fields, values of an enum that this release does not know (protobuf keeps them as unknown
@@ -80,7 +82,7 @@ struct JsonWriteOptions {
   // Called for each unknown field, which is then left out, and for each string that is not UTF-8,
   // in which U+FFFD then stands for every offending byte. Without it both are errors.
   std::function<void(const JsonLoss&)> on_loss;
-  // Messages nested below the outermost one. Each takes some 900 bytes of the stack.
+  // Messages nested below the outermost one. Each takes some 1,100 bytes of the stack.
   int max_depth = 100;
 };
 
@@ -99,7 +101,7 @@ struct JsonWriteOptions {
 
 struct JsonReadOptions {
   JsonBytes bytes = JsonBytes::kBase64;
-  // Messages nested below the outermost one. Each takes some 1,200 bytes of the stack.
+  // Messages nested below the outermost one. Each takes some 1,700 bytes of the stack.
   int max_depth = 100;
   // Length of one message's JSON. At most 2^31 - 1.
   std::uint64_t max_bytes = std::uint64_t{256} << 20;
@@ -116,13 +118,15 @@ struct JsonReadOptions {
 // twice (in either spelling), two members of one oneof, values of the wrong kind or out of range,
 // names and numbers that the enum does not declare, null in an array, strings that are not UTF-8,
 // also by an escaped lone surrogate, missing required fields, and the limits of the options.
-// Thread-safe for distinct messages; O(length of the JSON) apart from the lookup of names.
+// Thread-safe for distinct messages; O(length of the JSON), and takes memory for the message and
+// its wire bytes.
 [[nodiscard]] CMNSYSUTIL_EXPORT std::optional<JsonError> ReadJson(
     std::string_view json, const JsonReadOptions& options, google::protobuf::Message* message);
 
 // Reads a stream of messages: JSON values one after the other, apart or not by white space, as in
 // JSON Lines (https://jsonlines.org). Reads no further than the end of a value before it returns
-// it, apart from what the input hands out at once. Not thread-safe.
+// it, apart from what the input hands out at once. Keeps the memory that the longest message took.
+// Not thread-safe.
 class CMNSYSUTIL_EXPORT JsonReader {
  public:
   enum class Status {
