@@ -77,6 +77,40 @@ TEST(Channels, ReachLocalhostOnEitherFamilyAndVerifyItsName) {
   }
 }
 
+TEST(Channels, ReachServersOnUnixDomainSockets) {
+  const Certificates certificates;
+  const TemporaryFolder folder;
+  const std::string address = "unix:" + folder.PathOf("socket");
+  for (const bool tls : {false, true}) {
+    Rpc::ServerOptions server_options;
+    Rpc::ChannelOptions options;
+    server_options.addresses = {address};
+    if (tls) {
+      server_options.tls = certificates.Server();
+      options.tls = certificates.Client();
+      options.server_name = "localhost";
+    }
+    Rpc::Channel channel(address, options);
+    const Result nobody = Call(&channel);
+    EXPECT_EQ(nobody.code, StatusCode::kUnavailable);
+    EXPECT_EQ(nobody.text.rfind("cannot reach " + address + ": ", 0), 0U) << nobody.text;
+    for (int start = 0; start < 2; ++start) {
+      LoopbackServer server(Echo(), server_options);
+      Rpc::ClientController controller;
+      controller.SetWaitForReady(true);
+      const Result result = Call(&channel, {}, &controller);
+      EXPECT_EQ(result.code, StatusCode::kOk) << result.text;
+      EXPECT_EQ(controller.Address(), address);
+      EXPECT_EQ(controller.Peer(), address);
+    }
+    Rpc::Channel two({"unix:" + folder.PathOf("none"), address}, options);
+    LoopbackServer server(Echo(), server_options);
+    Rpc::ClientController controller;
+    EXPECT_EQ(Call(&two, {}, &controller).code, StatusCode::kOk);
+    EXPECT_EQ(controller.Address(), address);
+  }
+}
+
 // What is sent arrives; what gRPC would lose, or die of, is refused.
 TEST(Metadata, IsEitherCarriedOrRefused) {
   SeenInfo seen;

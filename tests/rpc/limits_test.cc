@@ -62,6 +62,54 @@ class RawClient {
   std::unique_ptr<grpc::GenericStub> stub_;
 };
 
+// A call of reflection that asks for the services and then nothing more.
+class OpenReflection {
+ public:
+  explicit OpenReflection(grpc::GenericStub* stub)
+      : call_(stub->PrepareCall(
+            &context_, "/grpc.reflection.v1.ServerReflection/ServerReflectionInfo", &queue_)) {
+    call_->StartCall(nullptr);
+    Wait();
+    const grpc::Slice list_services(std::string("\x3a\x00", 2));
+    call_->Write(grpc::ByteBuffer(&list_services, 1), nullptr);
+    Wait();
+    grpc::ByteBuffer answer;
+    call_->Read(&answer, nullptr);
+    answered_ = Wait();
+  }
+  ~OpenReflection() {
+    context_.TryCancel();
+    End();
+  }
+  OpenReflection(const OpenReflection&) = delete;
+  OpenReflection& operator=(const OpenReflection&) = delete;
+
+  bool answered() const { return answered_; }
+  // How it ends by itself.
+  grpc::Status End() {
+    if (ended_) return {};
+    ended_ = true;
+    grpc::Status status;
+    call_->Finish(&status, nullptr);
+    Wait();
+    return status;
+  }
+
+ private:
+  bool Wait() {
+    void* tag = nullptr;
+    bool ok = false;
+    queue_.Next(&tag, &ok);
+    return ok;
+  }
+
+  grpc::ClientContext context_;
+  grpc::CompletionQueue queue_;
+  std::unique_ptr<grpc::GenericClientAsyncReaderWriter> call_;
+  bool answered_ = false;
+  bool ended_ = false;
+};
+
 // The process's memory in use, in MiB.
 double MemoryInUse() {
   std::ifstream file("/proc/self/statm");
@@ -154,6 +202,25 @@ TEST(Limits, OversizedAndCompressedRequestsDoNotFillTheMemory) {
   EXPECT_EQ(status.error_code(), grpc::StatusCode::UNIMPLEMENTED) << status.error_message();
   EXPECT_LT(MemoryInUse() - before, 50) << "MiB";
   EXPECT_TRUE(raw.Send("").ok());
+}
+
+TEST(Limits, CallsOfReflectionAreLimitedAndMakeRoomAgain) {
+  Rpc::ServerOptions options;
+  options.reflection = true;
+  LoopbackServer server(Echo(), options);
+  grpc::GenericStub stub(grpc::CreateChannel(server.address(), grpc::InsecureChannelCredentials()));
+  std::vector<std::unique_ptr<OpenReflection>> open;
+  for (int i = 0; i < 64; ++i) {
+    open.push_back(std::make_unique<OpenReflection>(&stub));
+    ASSERT_TRUE(open.back()->answered()) << i;
+  }
+  OpenReflection refused(&stub);
+  EXPECT_FALSE(refused.answered());
+  EXPECT_EQ(refused.End().error_code(), grpc::StatusCode::RESOURCE_EXHAUSTED);
+  Rpc::Channel channel(server.address());
+  EXPECT_EQ(Call(&channel).code, StatusCode::kOk);
+  open.pop_back();
+  EXPECT_TRUE(Eventually([&] { return OpenReflection(&stub).answered(); }));
 }
 
 TEST(Limits, RunningOutOfFileDescriptorsIsSurvived) {

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "accept_fault.h"
 #include "fixture.h"
 
 namespace CmnSys::Test {
@@ -149,6 +150,27 @@ TEST(ServerLimits, ConnectionsAreLimitedInAllAndPerClientAndComeBack) {
     first.reset();
     Rpc::Channel channel(server.address());
     EXPECT_TRUE(Eventually([&] { return Call(&channel).code == StatusCode::kOk; }));
+  }
+}
+
+TEST(ServerLimits, WhateverKeepsConnectionsFromBeingAcceptedIsSurvived) {
+  AcceptFault& fault = TheAcceptFault();
+  // Nothing left, not known, and what otherwise befalls single connections.
+  for (const int error : {EMFILE, ENFILE, ENOMEM, EIO, EPERM, ECONNABORTED}) {
+    LoopbackServer server(Echo());
+    auto stopped = std::make_unique<LoopbackServer>(Echo());
+    const BareClient waiting(stopped->address());
+    fault.failures = 0;
+    fault.error = error;
+    Rpc::Channel channel(server.address());
+    EXPECT_NE(CallWithTimeout(&channel, milliseconds(300)).code, StatusCode::kOk);
+    EXPECT_TRUE(Eventually([&] { return fault.failures > 0; }));
+    EXPECT_LT(fault.failures, 10'000) << "of error " << error << ", without a pause";
+    stopped.reset();
+    fault.error = 0;
+    Rpc::ClientController patient;
+    patient.SetWaitForReady(true);
+    EXPECT_EQ(Call(&channel, {}, &patient).code, StatusCode::kOk) << error;
   }
 }
 

@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "common/grpc_log.h"
 #include "common/tls.h"
 
 namespace CmnSys::Rpc {
@@ -47,6 +48,7 @@ Connections::Connections(const std::vector<std::string>& addresses, const Channe
   if (!options.tls && !options.server_name.empty()) {
     throw std::invalid_argument("ChannelOptions::server_name needs TLS files");
   }
+  SendGrpcLogTo(observer_);
   TlsFileSet::Tell tell;
   if (observer_ != nullptr) {
     tell = [observer = observer_](Event::Kind kind, const std::string& text) {
@@ -56,7 +58,7 @@ Connections::Connections(const std::vector<std::string>& addresses, const Channe
       observer->OnEvent(event);
     };
   }
-  const auto credentials = options.tls ? ClientCredentials(*options.tls, tell) : nullptr;
+  if (options.tls) credentials_ = ClientCredentials(*options.tls, tell);
   for (const std::string& text : addresses) {
     const Address address = ParseAddress(text);
     if (!options.tls && options.plaintext != Plaintext::kAnywhere &&
@@ -65,7 +67,7 @@ Connections::Connections(const std::vector<std::string>& addresses, const Channe
     }
     for (const Address& real : Expand(address)) {
       endpoints_.push_back(std::make_unique<Watched>(
-          this, std::make_unique<Endpoint>(text, real, options, credentials)));
+          this, std::make_unique<Endpoint>(text, real, options, credentials_)));
     }
   }
   operations_ = static_cast<int>(endpoints_.size());

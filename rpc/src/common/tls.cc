@@ -28,16 +28,18 @@ constexpr unsigned kTakeUpSeconds = 1;
 // A file in memory whose content changes in one step: readers who open its path get the old content
 // or the new one.
 //
-// gRPC goes on reading it for a while after its owner is gone, as long as parts of a channel are
-// left, and must not find another file behind the descriptor then: a pipe would hang it, an empty
-// file end the process. So descriptors are not closed but used again for the next file.
+// gRPC goes on reading it for a moment after its owner is gone, until the last part of a channel is
+// gone as well, and must not find any other file behind the descriptor then: a pipe would hang it,
+// an empty file end the process. So descriptors are not closed but used again for the next file.
 class MemoryFile {
  public:
-  explicit MemoryFile(const std::string& content) : fd_(TakeUnused(content)) {}
-  ~MemoryFile() {
-    const std::lock_guard lock(unused_mutex());
-    unused().push_back(fd_);
+  explicit MemoryFile(const std::string& content) : fd_(TakeUnused(content)) {
+    if (access(path().c_str(), R_OK) == 0) return;
+    const int error = errno;
+    PutBack();
+    throw std::system_error(error, std::generic_category(), "TLS needs " + path());
   }
+  ~MemoryFile() { PutBack(); }
   MemoryFile(const MemoryFile&) = delete;
   MemoryFile& operator=(const MemoryFile&) = delete;
 
@@ -55,6 +57,11 @@ class MemoryFile {
     return *descriptors;
   }
 
+  void PutBack() const {
+    const std::lock_guard lock(unused_mutex());
+    unused().push_back(fd_);
+  }
+
   static int TakeUnused(const std::string& content) {
     const std::lock_guard lock(unused_mutex());
     if (unused().empty()) return Create(content);
@@ -66,8 +73,10 @@ class MemoryFile {
 
   static void Replace(int old, const std::string& content) {
     const int fd = Create(content);
-    dup3(fd, old, O_CLOEXEC);
+    const int replaced = dup3(fd, old, O_CLOEXEC);
+    const int error = errno;
     close(fd);
+    if (replaced < 0) throw Failure(error);
   }
 
   static int Create(const std::string& content) {
@@ -81,9 +90,13 @@ class MemoryFile {
     if (fd < 0 || done < content.size()) {
       const int error = errno;
       if (fd >= 0) close(fd);
-      throw std::system_error(error, std::generic_category(), "cannot keep TLS files in memory");
+      throw Failure(error);
     }
     return fd;
+  }
+
+  static std::system_error Failure(int error) {
+    return {error, std::generic_category(), "cannot keep TLS files in memory"};
   }
 
   const int fd_;
@@ -196,7 +209,13 @@ std::shared_ptr<grpc::ChannelCredentials> ClientCredentials(const TlsFiles& file
   options.set_certificate_provider(provider);
   options.watch_root_certs();
   if (provider->HasIdentity()) options.watch_identity_key_cert_pairs();
-  return tls::TlsCredentials(options);
+  struct Credentials {
+    std::shared_ptr<CheckedProvider> provider;
+    std::shared_ptr<grpc::ChannelCredentials> credentials;
+  };
+  const auto both =
+      std::make_shared<Credentials>(Credentials{std::move(provider), tls::TlsCredentials(options)});
+  return {both, both->credentials.get()};
 }
 
 std::shared_ptr<grpc::ServerCredentials> MutualTlsServerCredentials(

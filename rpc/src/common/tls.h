@@ -73,8 +73,9 @@ class TlsFileSet {
   mutable std::unordered_map<std::string, bool> revoked_;  // Certificates asked about so far.
 };
 
-// Clients' credentials from files, which a thread of their own looks at. Throws
-// std::invalid_argument.
+// Clients' credentials from files, which a thread of their own looks at. They must be kept as long
+// as channels that were created with them: gRPC does not. Throws std::invalid_argument, and
+// std::system_error when there is no memory or descriptor for them, or no /proc.
 std::shared_ptr<grpc::ChannelCredentials> ClientCredentials(const TlsFiles& files,
                                                             TlsFileSet::Tell tell = {});
 

@@ -26,6 +26,8 @@ constexpr int kPauseMilliseconds = 50;
 constexpr int kForgetMilliseconds = 1000;
 // An address family that has no free port where the first one has is tried again so often.
 constexpr int kPortAttempts = 20;
+// So many failures in a row to accept a connection are not those of single connections.
+constexpr int kFailuresInARow = 16;
 
 std::runtime_error CannotListen(const Address& address, int error) {
   return std::runtime_error("cannot listen on " + address.Text() + ": " +
@@ -237,22 +239,24 @@ void Acceptor::Run() {
       continue;
     }
     if (fds.front().revents != 0 && !Wake()) return;
-    bool exhausted = false;
+    bool pause = false;
     for (std::size_t i = 1; i < fds.size(); ++i) {
-      if (fds[i].revents != 0) exhausted = AcceptAll(fds[i].fd) || exhausted;
+      if (fds[i].revents != 0) pause = AcceptAll(fds[i].fd) || pause;
     }
-    if (exhausted) poll(fds.data(), 1, kPauseMilliseconds);
+    if (pause) poll(fds.data(), 1, kPauseMilliseconds);
   }
 }
 
 bool Acceptor::AcceptAll(int listener) {
-  while (true) {
+  int failures = 0;
+  while (failures < kFailuresInARow) {
     sockaddr_storage from{};
     socklen_t length = sizeof from;
     const int connection = accept4(listener, reinterpret_cast<sockaddr*>(&from), &length,
                                    SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (connection >= 0) {
       Admit(listener, connection, from);
+      failures = 0;
       continue;
     }
     switch (errno) {
@@ -270,12 +274,14 @@ bool Acceptor::AcceptAll(int listener) {
       case EHOSTUNREACH:
       case EOPNOTSUPP:
       case ENETUNREACH:
+        ++failures;
         continue;
       // No descriptors or no memory; and what is not known may last as well.
       default:
         return true;
     }
   }
+  return true;
 }
 
 void Acceptor::Admit(int listener, int fd, const sockaddr_storage& from) {

@@ -76,7 +76,7 @@ class Acceptor {
   static bool IsOpen(const Connection& connection);
   void Listen(const Address& address);
   void Run();
-  // Whether the process has run out of something, so that a pause is needed.
+  // Whether something lasting is in the way, so that a pause is needed.
   bool AcceptAll(int listener);
   void Admit(int listener, int fd, const sockaddr_storage& from);
   // Whether to go on.

@@ -102,6 +102,7 @@ class CMNSYSRPC_EXPORT Channel final : public google::protobuf::RpcChannel {
   // used: a TLS file that cannot be read or does not fit the others, or plaintext to an IP address
   // of another machine without Plaintext::kAnywhere. Without that, a name that leads to another
   // machine is found out when the channel connects, and calls fail with kUnavailable.
+  // Throws std::system_error when the system has no thread, memory or file descriptor left for TLS.
   explicit Channel(const std::string& address, ChannelOptions options = {});
   explicit Channel(const std::vector<std::string>& addresses, ChannelOptions options = {});
   explicit Channel(std::initializer_list<const char*> addresses, ChannelOptions options = {});

@@ -1,5 +1,7 @@
 // TLS files that change for the worse, run out, or are revoked.
 
+#include <grpc/support/log.h>
+
 #include <filesystem>
 #include <fstream>
 #include <mutex>
@@ -44,11 +46,19 @@ std::string Contents(const std::string& path) {
 
 void Write(const std::string& path, const std::string& text) { std::ofstream(path) << text; }
 
-TEST(ServerTls, KeepsTheLastGoodFilesWhenTheNewOnesCannotBeUsedAndSaysSo) {
+// The files that change are the server's or, with true, the client's.
+class ChangedTlsFiles : public testing::TestWithParam<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(, ChangedTlsFiles, testing::Bool(),
+                         [](const auto& test) { return test.param ? "OfClient" : "OfServer"; });
+
+TEST_P(ChangedTlsFiles, AreUsedWhenTheyAreGoodAndToldWhenTheyAreNot) {
+  const bool of_client = GetParam();
+  gpr_set_log_verbosity(GPR_LOG_SEVERITY_ERROR);  // Whatever the environment says.
   const Certificates good;
   const Certificates other;
   const TemporaryFolder folder;
-  Rpc::TlsFiles files = good.Server();
+  Rpc::TlsFiles files = of_client ? good.Client() : good.Server();
   for (std::string* file : {&files.ca_file, &files.certificate_file, &files.key_file}) {
     const std::string copy = folder.PathOf(fs::path(*file).filename());
     fs::copy_file(*file, copy);
@@ -56,18 +66,37 @@ TEST(ServerTls, KeepsTheLastGoodFilesWhenTheNewOnesCannotBeUsedAndSaysSo) {
   }
   const auto log = std::make_shared<EventLog>();
   Rpc::ServerOptions options;
-  options.tls = files;
-  options.observer = log;
-  LoopbackServer server(Echo(), options);
+  options.tls = of_client ? good.Server() : files;
+  if (!of_client) options.observer = log;
+  auto server = std::make_unique<LoopbackServer>(Echo(), options);
+  const std::string address = server->address();
+  Rpc::ChannelOptions lasting_options;
+  lasting_options.tls = of_client ? files : good.Client();
+  if (of_client) lasting_options.observer = log;
+  Rpc::Channel lasting(address, lasting_options);
+  lasting_options.tls = other.Client();
+  const Rpc::Channel of_others(address, lasting_options);
+  // Over a new connection to a peer with these certificates.
+  const auto works = [&](const Certificates& certificates) {
+    if (of_client) {
+      server.reset();
+      options.addresses = {address};
+      options.tls = certificates.Server();
+      server = std::make_unique<LoopbackServer>(Echo(), options);
+      Rpc::ClientController patient;
+      patient.SetWaitForReady(true);
+      patient.SetTimeout(std::chrono::seconds(2));
+      return Call(&lasting, {}, &patient).code == StatusCode::kOk;
+    }
+    Rpc::ChannelOptions channel_options;
+    channel_options.tls = certificates.Client();
+    Rpc::Channel channel(address, channel_options);
+    return Call(&channel).code == StatusCode::kOk;
+  };
+  EXPECT_TRUE(Eventually([&] { return works(good); }));
   // They are valid for two days.
   EXPECT_NE(log->Last(Kind::kCertificateExpires).find("expires soon"), std::string::npos)
       << log->Last(Kind::kCertificateExpires);
-  const auto works = [&](const Certificates& certificates) {
-    Rpc::ChannelOptions channel_options;
-    channel_options.tls = certificates.Client();
-    Rpc::Channel channel(server.address(), channel_options);
-    return Call(&channel).code == StatusCode::kOk;
-  };
   const std::string certificate = Contents(files.certificate_file);
   const struct {
     std::string file;
@@ -89,7 +118,7 @@ TEST(ServerTls, KeepsTheLastGoodFilesWhenTheNewOnesCannotBeUsedAndSaysSo) {
              log->Last(Kind::kTlsFilesNotUsable).find(test.file) != std::string::npos;
     })) << test.fault
         << log->Last(Kind::kTlsFilesNotUsable);
-    EXPECT_TRUE(works(good)) << test.fault;
+    EXPECT_TRUE(Eventually([&] { return works(good); })) << test.fault;
     Write(test.file, before);
   }
   EXPECT_EQ(log->Last(Kind::kTlsFilesReloaded), "");
@@ -97,14 +126,15 @@ TEST(ServerTls, KeepsTheLastGoodFilesWhenTheNewOnesCannotBeUsedAndSaysSo) {
   EXPECT_FALSE(works(other));
   EXPECT_TRUE(Eventually(
       [&] { return log->Last(Kind::kLog).find("Handshake failed") != std::string::npos; }));
-  Write(files.certificate_file, Contents(other.Server().certificate_file));
-  Write(files.key_file, Contents(other.Server().key_file));
-  Write(files.ca_file, Contents(other.Server().ca_file));
+  const Rpc::TlsFiles others = of_client ? other.Client() : other.Server();
+  Write(files.certificate_file, Contents(others.certificate_file));
+  Write(files.key_file, Contents(others.key_file));
+  Write(files.ca_file, Contents(others.ca_file));
   EXPECT_TRUE(Eventually([&] { return works(other); }));
   EXPECT_NE(log->Last(Kind::kTlsFilesReloaded), "");
 }
 
-TEST(ServerTls, RefusesRevokedClientsAlsoOnConnectionsThatExist) {
+TEST(RevokedClients, AreRefusedAlsoOnConnectionsThatExist) {
   const TemporaryFolder folder;
   const ProcessResult made = CmnSys::Test::Run({"sh", "-ec", R"(
 cd "$1"
