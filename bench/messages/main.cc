@@ -35,6 +35,7 @@ constexpr Variant kVariants[] = {
     {"ours, arena", CmnSys::Bench::MakeOursArena, true},
     {"ours, growing arena", CmnSys::Bench::MakeOursArenaGrowing, true},
     {"ours, heap", CmnSys::Bench::MakeOursHeap, true},
+    {"ours, check alone", CmnSys::Bench::MakeOursCheckAlone, false, false},
     {"ours, JSON", CmnSys::Bench::MakeOursJson},
     {"ours, JSON alone", CmnSys::Bench::MakeOursJsonAlone},
     {"Cap'n Proto", CmnSys::Bench::MakeCapnProto, true},

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "CmnSys/Util/Check.h"
 #include "CmnSys/Util/Json.h"
 #include "ProtoBuf/CmnSys/CmnSys.QueryResult.pb.h"
 #include "messages/codec.h"
@@ -211,6 +212,23 @@ class BytesAlone : public Codec {
   std::string bytes_;
 };
 
+// Checks a message that has been parsed already, instead of reading it.
+class CheckAlone : public BytesAlone {
+ public:
+  std::uint64_t Decode(std::string_view bytes) override {
+    if (sum_ == 0) {
+      Parse(bytes, &checked_);
+      sum_ = SumOf(checked_);
+    }
+    Require(Util::Check(checked_).empty(), "ours: the checker refuses the message");
+    return sum_;
+  }
+
+ private:
+  std::uint64_t sum_ = 0;
+  QueryResult checked_;
+};
+
 class Heap : public Codec {
  public:
   std::string_view Encode(const QueryResultValues& values) override {
@@ -316,6 +334,7 @@ std::unique_ptr<Codec> MakeOursBytesAlone() { return std::make_unique<BytesAlone
 std::unique_ptr<Codec> MakeOursHeap() { return std::make_unique<Heap>(); }
 std::unique_ptr<Codec> MakeOursArena() { return std::make_unique<OnArena>(std::size_t{4} << 20); }
 std::unique_ptr<Codec> MakeOursArenaGrowing() { return std::make_unique<OnArena>(0); }
+std::unique_ptr<Codec> MakeOursCheckAlone() { return std::make_unique<CheckAlone>(); }
 std::unique_ptr<Codec> MakeOursJson() { return std::make_unique<Json>(); }
 std::unique_ptr<Codec> MakeOursJsonAlone() { return std::make_unique<JsonAlone>(); }
 

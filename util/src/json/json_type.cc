@@ -8,7 +8,6 @@
 namespace CmnSys::Util {
 
 using google::protobuf::Descriptor;
-using google::protobuf::DescriptorPool;
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
 
@@ -51,16 +50,6 @@ std::vector<NameIndex::Entry> NamesOf(const Descriptor& type) {
   return names;
 }
 
-// Those of generated types. Tables of other types are made too often for this.
-std::vector<const FieldDescriptor*> ExtensionsOf(const Descriptor& type) {
-  std::vector<const FieldDescriptor*> extensions;
-  const DescriptorPool* const pool = DescriptorPool::generated_pool();
-  if (type.extension_range_count() > 0 && type.file()->pool() == pool) {
-    pool->FindAllExtensions(&type, &extensions);
-  }
-  return extensions;
-}
-
 std::vector<JsonField> Described(const std::vector<const FieldDescriptor*>& descriptors) {
   std::vector<JsonField> fields(descriptors.size());
   for (std::size_t i = 0; i < fields.size(); ++i) fields[i].Describe(*descriptors[i], false);
@@ -76,18 +65,11 @@ std::vector<JsonField> FieldsOf(const Descriptor& type) {
   return fields;
 }
 
-std::vector<NumberIndex::Entry> NumbersOf(const std::vector<JsonField>& fields) {
-  std::vector<NumberIndex::Entry> numbers;
-  for (const JsonField& field : fields) {
-    numbers.push_back({field.field->number(), static_cast<int>(numbers.size())});
-  }
-  return numbers;
-}
-
-std::vector<NameIndex::Entry> ExtensionNamesOf(const std::vector<JsonField>& fields) {
+std::vector<NameIndex::Entry> ExtensionNamesOf(
+    const std::vector<const FieldDescriptor*>& extensions) {
   std::vector<NameIndex::Entry> names;
-  for (const JsonField& field : fields) {
-    names.push_back({field.field->full_name(), static_cast<int>(names.size())});
+  for (const FieldDescriptor* extension : extensions) {
+    names.push_back({extension->full_name(), static_cast<int>(names.size())});
   }
   return names;
 }
@@ -118,21 +100,19 @@ JsonType::JsonType(const Descriptor& type)
     : descriptor(&type),
       form(JsonFormOf(type)),
       fields(FieldsOf(type)),
-      extensions(Described(ExtensionsOf(type))),
       names(NamesOf(type)),
-      extensions_by_number(NumbersOf(extensions)),
-      extensions_by_name(ExtensionNamesOf(extensions)) {}
+      extensions(type),
+      extension_fields(Described(extensions.all())),
+      extension_names(ExtensionNamesOf(extensions.all())) {}
 
 const JsonField* JsonType::FindExtension(const FieldDescriptor& extension) const {
-  const int index = extensions_by_number.Find(extension.number());
-  if (index < 0) return nullptr;
-  const JsonField& field = extensions[static_cast<std::size_t>(index)];
-  return field.field == &extension ? &field : nullptr;
+  const int index = extensions.IndexOf(extension);
+  return index < 0 ? nullptr : &extension_fields[static_cast<std::size_t>(index)];
 }
 
 const JsonField* JsonType::FindExtension(std::string_view name) const {
-  const int index = extensions_by_name.Find(name);
-  return index < 0 ? nullptr : &extensions[static_cast<std::size_t>(index)];
+  const int index = extension_names.Find(name);
+  return index < 0 ? nullptr : &extension_fields[static_cast<std::size_t>(index)];
 }
 
 const JsonField& JsonTypes::ExtensionOf(const JsonType& type, const FieldDescriptor& extension) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "json/well_known_types.h"
+#include "tables/extensions.h"
 #include "tables/indexes.h"
 #include "tables/type_tables.h"
 
@@ -81,10 +82,10 @@ struct JsonType {
   const google::protobuf::Descriptor* descriptor;
   JsonForm form;
   std::vector<JsonField> fields;  // By index.
-  std::vector<JsonField> extensions;
   NameIndex names;
-  NumberIndex extensions_by_number;
-  NameIndex extensions_by_name;
+  Extensions extensions;
+  std::vector<JsonField> extension_fields;  // As in `extensions`.
+  NameIndex extension_names;
 };
 
 // The tables, as TypeTables keeps them.

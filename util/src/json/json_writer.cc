@@ -19,6 +19,7 @@
 #include "json/map_key.h"
 #include "json/plain_text.h"
 #include "json/well_known_types.h"
+#include "tables/field_lists.h"
 #include "text/field_path.h"
 #include "text/runtime_text.h"
 
@@ -94,8 +95,6 @@ class MessageWriter {
   JsonError TakeError() { return std::move(error_); }
 
  private:
-  using Fields = std::vector<const FieldDescriptor*>;
-
   // The functions below return false after an error.
 
   // The message in the form that its type has in JSON.
@@ -129,30 +128,19 @@ class MessageWriter {
 
   bool WriteFields(const Message& message, const JsonType& type, int depth) {
     const Reflection& reflection = *message.GetReflection();
-    Fields fields = TakeSpare();
-    reflection.ListFields(message, &fields);
-    if (options_.unset_fields) AddUnsetFields(*type.descriptor, &fields);
-    for (const FieldDescriptor* descriptor : fields) {
+    FieldLists::Set fields(&lists_, message, reflection);
+    if (options_.unset_fields) AddUnsetFields(*type.descriptor, &*fields);
+    for (const FieldDescriptor* descriptor : *fields) {
       const JsonField& field = types_.FieldOf(type, *descriptor);
       output_.Key(options_.schema_names ? field.schema_key : field.json_key);
       const JsonPathStep step(&path_, descriptor);
       if (!WriteField(message, reflection, field, depth)) return false;
     }
-    spare_.push_back(std::move(fields));
     return ReportUnknownFields(message, reflection);
   }
 
-  // Lists of fields are used again, so that few are allocated.
-  Fields TakeSpare() {
-    if (spare_.empty()) return {};
-    Fields fields = std::move(spare_.back());
-    spare_.pop_back();
-    fields.clear();
-    return fields;
-  }
-
-  static void AddUnsetFields(const Descriptor& type, Fields* fields) {
-    const Fields set = std::move(*fields);
+  static void AddUnsetFields(const Descriptor& type, FieldLists::Fields* fields) {
+    const FieldLists::Fields set = std::move(*fields);
     fields->clear();
     for (int i = 0; i < type.field_count(); ++i) {
       const FieldDescriptor* field = type.field(i);
@@ -370,7 +358,7 @@ class MessageWriter {
   JsonOutput& output_;
   JsonTypes types_;
   JsonPath path_;
-  std::vector<Fields> spare_;
+  FieldLists lists_;
   JsonError error_;
 };
 

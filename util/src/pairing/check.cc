@@ -1,13 +1,18 @@
 #include "CmnSys/Util/Check.h"
 
+#include <unordered_map>
 #include <utility>
 
 #include "CmnSys/Util/Pairing.h"
+#include "pairing/check_type.h"
 #include "pairing/pairings.h"
+#include "tables/field_lists.h"
+#include "tables/type_tables.h"
 #include "text/field_path.h"
 
 namespace CmnSys::Util {
 
+using google::protobuf::Descriptor;
 using google::protobuf::EnumValueDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
@@ -36,33 +41,40 @@ struct SetPayloads {
   std::vector<PayloadPath> others;  // All others.
 };
 
-using Fields = std::vector<const FieldDescriptor*>;
+using Fields = FieldLists::Fields;
 
-Fields SetFields(const Message& message) {
-  Fields fields;
-  message.GetReflection()->ListFields(message, &fields);
-  return fields;
-}
+void FindPayloadsBelow(const Message& message, const PayloadNode& node, const PayloadPath& wanted,
+                       std::size_t depth, SetPayloads* found);
 
-// Looks for payloads among the set fields of the message, and below the wanted one. `nodes` are the
-// payloads that the message may have, `depth` is the number of fields of the wanted path that lead
-// to it.
-void FindPayloads(const Message& message, const Fields& set, const std::vector<PayloadNode>& nodes,
+// Looks for payloads among the set fields of the message, and below the wanted one. node_of(field)
+// is the payload that a field is, or nullptr; `depth` is the number of fields of the wanted path
+// that lead to the message.
+template <typename NodeOf>
+void FindPayloads(const Message& message, const Fields& set, const NodeOf& node_of,
                   const PayloadPath& wanted, std::size_t depth, SetPayloads* found) {
   for (const FieldDescriptor* field : set) {
-    const PayloadNode* const node = FindNode(nodes, field);
+    const PayloadNode* const node = node_of(*field);
     if (node == nullptr) continue;
     if (depth < wanted.size() && wanted[depth] == field) {
       if (depth + 1 == wanted.size()) found->wanted = true;
-      if (node->below.empty()) continue;
-      const Message& below = message.GetReflection()->GetMessage(message, field);
-      FindPayloads(below, SetFields(below), node->below, wanted, depth + 1, found);
+      if (!node->below.empty()) FindPayloadsBelow(message, *node, wanted, depth, found);
     } else {
       PayloadPath path(wanted.begin(), wanted.begin() + static_cast<std::ptrdiff_t>(depth));
       path.push_back(field);
       found->others.push_back(std::move(path));
     }
   }
+}
+
+// The same in the message that is the payload at a node, or leads to it.
+void FindPayloadsBelow(const Message& message, const PayloadNode& node, const PayloadPath& wanted,
+                       std::size_t depth, SetPayloads* found) {
+  const Message& below = message.GetReflection()->GetMessage(message, node.field);
+  Fields set;
+  below.GetReflection()->ListFields(below, &set);
+  FindPayloads(
+      below, set, [&node](const FieldDescriptor& field) { return FindNode(node.below, &field); },
+      wanted, depth + 1, found);
 }
 
 bool HasUnknownField(const Message& message, int number) {
@@ -88,7 +100,14 @@ class Checker {
  public:
   explicit Checker(const CheckOptions& options) : options_(options) {}
 
-  void CheckMessage(const Message& message, const Step* step, int depth) {
+  void CheckRoot(const Message& message) {
+    CheckMessage(message, types_.Of(*message.GetDescriptor()), nullptr, 0);
+  }
+
+  std::vector<Violation> TakeViolations() { return std::move(violations_); }
+
+ private:
+  void CheckMessage(const Message& message, const CheckType& type, const Step* step, int depth) {
     if (Full()) return;
     if (depth > options_.max_depth) {
       Report(step, {}, CheckRule::kDepthLimit,
@@ -96,52 +115,95 @@ class Checker {
                  " deep are not checked; raise the depth limit to check them");
       return;
     }
-    const Fields set = SetFields(message);
-    if (const Pairing* pairing = FindPairing(message.GetDescriptor())) {
-      if (pairing->described.selector != nullptr) {
-        CheckSelected(message, set, *pairing, step);
+    if (type.height_without_rules && *type.height_without_rules <= options_.max_depth - depth) {
+      return;
+    }
+    const Reflection& reflection = *message.GetReflection();
+    if (!type.needs_list) {
+      for (const CheckedField* field : type.messages) {
+        if (field->is_repeated || reflection.HasField(message, field->field)) {
+          CheckBelow(message, reflection, *field, step, depth);
+        }
+      }
+      return;
+    }
+    const FieldLists::Set set(&lists_, message, reflection);
+    if (type.record) {
+      if (type.record->pairing.described.selector != nullptr) {
+        CheckSelected(message, *set, type, step);
       } else {
-        CheckAlternatives(message, set, *pairing, step);
+        CheckAlternatives(message, *set, type, step);
       }
     }
-    CheckSubMessages(message, set, step, depth);
-  }
-
-  std::vector<Violation> TakeViolations() { return std::move(violations_); }
-
- private:
-  void CheckSubMessages(const Message& message, const Fields& set, const Step* step, int depth) {
-    const Reflection* const reflection = message.GetReflection();
-    for (const FieldDescriptor* field : set) {
-      if (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE) continue;
-      if (!field->is_repeated()) {
-        const Step below = {step, field, -1};
-        CheckMessage(reflection->GetMessage(message, field), &below, depth + 1);
-        continue;
-      }
-      const int count = reflection->FieldSize(message, field);
-      for (int i = 0; i < count && !Full(); ++i) {
-        const Step below = {step, field, i};
-        CheckMessage(reflection->GetRepeatedMessage(message, field, i), &below, depth + 1);
-      }
+    for (const FieldDescriptor* descriptor : *set) {
+      const CheckedField& field = FieldOf(type, *descriptor);
+      if (field.is_message) CheckBelow(message, reflection, field, step, depth);
     }
   }
 
-  void CheckSelected(const Message& message, const Fields& set, const Pairing& pairing,
+  // What a field of the message holds.
+  void CheckBelow(const Message& message, const Reflection& reflection, const CheckedField& field,
+                  const Step* step, int depth) {
+    const CheckType& type = TypeOf(field);
+    if (!field.is_repeated) {
+      const Step below = {step, field.field, -1};
+      CheckMessage(reflection.GetMessage(message, field.field), type, &below, depth + 1);
+      return;
+    }
+    const int count = reflection.FieldSize(message, field.field);
+    for (int i = 0; i < count && !Full(); ++i) {
+      const Step below = {step, field.field, i};
+      CheckMessage(reflection.GetRepeatedMessage(message, field.field, i), type, &below, depth + 1);
+    }
+  }
+
+  const CheckType& TypeOf(const CheckedField& field) {
+    const CheckType* type = field.type.load(std::memory_order_acquire);
+    if (type == nullptr) {
+      type = &types_.Of(*field.field->message_type());
+      field.type.store(type, std::memory_order_release);
+    }
+    return *type;
+  }
+
+  const CheckedField& FieldOf(const CheckType& type, const FieldDescriptor& field) {
+    if (!field.is_extension()) return type.fields[static_cast<std::size_t>(field.index())];
+    const int index = type.extensions.IndexOf(field);
+    if (index >= 0) return type.checked_extensions[static_cast<std::size_t>(index)];
+    return late_extensions_.try_emplace(&field, field, PairingOf(type)).first->second;
+  }
+
+  static const Pairing* PairingOf(const CheckType& type) {
+    return type.record ? &type.record->pairing : nullptr;
+  }
+
+  SetPayloads FindPayloadsOf(const CheckType& type, const Message& message, const Fields& set,
+                             const PayloadPath& wanted) {
+    SetPayloads found;
+    FindPayloads(
+        message, set, [&](const FieldDescriptor& field) { return FieldOf(type, field).payload; },
+        wanted, 0, &found);
+    return found;
+  }
+
+  void CheckSelected(const Message& message, const Fields& set, const CheckType& type,
                      const Step* step) {
+    const CheckedRecord& record = *type.record;
+    const Pairing& pairing = record.pairing;
     const FieldDescriptor* const selector = pairing.described.selector;
     const Reflection* const reflection = message.GetReflection();
     const bool is_set = reflection->HasField(message, selector);
     if (!is_set && HasUnknownField(message, selector->number())) return;
-    const EnumValueDescriptor* const kind =
-        is_set ? reflection->GetEnum(message, selector) : selector->default_value_enum();
-    const auto path = pairing.path_of_value.find(kind->number());
-    if (path == pairing.path_of_value.end()) return;
+    // An unset selector reads as its default.
+    const int number = reflection->GetEnumValue(message, selector);
+    const int path = record.path_of_value.Find(number);
+    if (path < 0) return;
 
-    const PayloadPath& wanted = path->second;
-    SetPayloads found;
-    FindPayloads(message, set, pairing.payloads, wanted, 0, &found);
-    if (kind == UnknownKind(pairing) && found.others.empty()) {
+    const PayloadPath& wanted = *record.paths[static_cast<std::size_t>(path)];
+    const SetPayloads found = FindPayloadsOf(type, message, set, wanted);
+    if (found.wanted && found.others.empty()) return;
+    const EnumValueDescriptor* const kind = selector->enum_type()->FindValueByNumber(number);
+    if (number == record.unknown_kind && found.others.empty()) {
       // Readers cannot tell an unset selector from one that is set to what it reads as then.
       Report(step, {selector}, CheckRule::kSelectorUnset,
              selector->name() + (is_set ? " is " + kind->name() : " is not set") +
@@ -184,10 +246,10 @@ class Checker {
     }
   }
 
-  void CheckAlternatives(const Message& message, const Fields& set, const Pairing& pairing,
+  void CheckAlternatives(const Message& message, const Fields& set, const CheckType& type,
                          const Step* step) {
-    SetPayloads found;
-    FindPayloads(message, set, pairing.payloads, {}, 0, &found);
+    const Pairing& pairing = type.record->pairing;
+    const SetPayloads found = FindPayloadsOf(type, message, set, {});
     if (found.others.empty()) {
       const bool may_be_unknown = !message.GetReflection()->GetUnknownFields(message).empty();
       if (!pairing.described.may_be_none && !may_be_unknown) {
@@ -217,6 +279,10 @@ class Checker {
   bool Full() const { return violations_.size() >= options_.max_violations; }
 
   const CheckOptions& options_;
+  TypeTables<Descriptor, CheckType> types_;
+  // Those that came after their type's table.
+  std::unordered_map<const FieldDescriptor*, CheckedField> late_extensions_;
+  FieldLists lists_;
   std::vector<Violation> violations_;
 };
 
@@ -248,7 +314,7 @@ std::string_view RuleName(CheckRule rule) {
 
 std::vector<Violation> Check(const Message& message, const CheckOptions& options) {
   Checker checker(options);
-  checker.CheckMessage(message, nullptr, 0);
+  checker.CheckRoot(message);
   return checker.TakeViolations();
 }
 

@@ -1,0 +1,46 @@
+#ifndef CMNSYS_UTIL_SRC_TABLES_FIELD_LISTS_H_
+#define CMNSYS_UTIL_SRC_TABLES_FIELD_LISTS_H_
+
+#include <google/protobuf/message.h>
+
+#include <utility>
+#include <vector>
+
+namespace CmnSys::Util {
+
+// Lists of fields, whose memory serves one message after the other.
+class FieldLists {
+ public:
+  using Fields = std::vector<const google::protobuf::FieldDescriptor*>;
+
+  // The fields that are set in a message, by number, for as long as it lives.
+  class Set {
+   public:
+    Set(FieldLists* lists, const google::protobuf::Message& message,
+        const google::protobuf::Reflection& reflection)
+        : lists_(lists) {
+      if (!lists_->spare_.empty()) {
+        fields_ = std::move(lists_->spare_.back());
+        lists_->spare_.pop_back();
+      }
+      reflection.ListFields(message, &fields_);
+    }
+    ~Set() { lists_->spare_.push_back(std::move(fields_)); }
+    Set(const Set&) = delete;
+    Set& operator=(const Set&) = delete;
+
+    Fields& operator*() { return fields_; }
+    const Fields& operator*() const { return fields_; }
+
+   private:
+    FieldLists* lists_;
+    Fields fields_;
+  };
+
+ private:
+  std::vector<Fields> spare_;
+};
+
+}  // namespace CmnSys::Util
+
+#endif  // CMNSYS_UTIL_SRC_TABLES_FIELD_LISTS_H_
