@@ -115,9 +115,6 @@ class Checker {
                  " deep are not checked; raise the depth limit to check them");
       return;
     }
-    if (type.height_without_rules && *type.height_without_rules <= options_.max_depth - depth) {
-      return;
-    }
     const Reflection& reflection = *message.GetReflection();
     if (!type.needs_list) {
       for (const CheckedField* field : type.messages) {
@@ -145,6 +142,9 @@ class Checker {
   void CheckBelow(const Message& message, const Reflection& reflection, const CheckedField& field,
                   const Step* step, int depth) {
     const CheckType& type = TypeOf(field);
+    if (type.height_without_rules && *type.height_without_rules < options_.max_depth - depth) {
+      return;
+    }
     if (!field.is_repeated) {
       const Step below = {step, field.field, -1};
       CheckMessage(reflection.GetMessage(message, field.field), type, &below, depth + 1);
