@@ -11,6 +11,7 @@
 #include "options.h"
 #include "registration.h"
 #include "service_writer.h"
+#include "validation_writer.h"
 #include "view_writer.h"
 
 namespace CmnSys::Compiler {
@@ -60,6 +61,22 @@ bool Generator::Generate(const FileDescriptor* file, const std::string& paramete
       context->Open(ViewHeaderPath(file)));
   Printer view_printer(view_stream.get(), '$');
   WriteViewHeader(file, options, &view_printer);
+  return true;
+}
+
+bool Generator::GenerateAll(const std::vector<const FileDescriptor*>& files,
+                            const std::string& parameter,
+                            google::protobuf::compiler::GeneratorContext* context,
+                            std::string* error) const {
+  Options options;
+  if (!ParseOptions(parameter, &options, error)) return false;
+  if (options.validation_header.empty()) {
+    return CodeGenerator::GenerateAll(files, parameter, context, error);
+  }
+  const std::unique_ptr<google::protobuf::io::ZeroCopyOutputStream> stream(
+      context->Open(options.validation_header));
+  Printer printer(stream.get(), '$');
+  WriteValidationHeader(files, options.validation_header, options, &printer);
   return true;
 }
 

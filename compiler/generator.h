@@ -8,6 +8,7 @@
 #include <google/protobuf/compiler/code_generator.h>
 
 #include <string>
+#include <vector>
 
 namespace CmnSys::Compiler {
 
@@ -16,6 +17,11 @@ class Generator : public google::protobuf::compiler::CodeGenerator {
   bool Generate(const google::protobuf::FileDescriptor* file, const std::string& parameter,
                 google::protobuf::compiler::GeneratorContext* context,
                 std::string* error) const override;
+
+  bool GenerateAll(const std::vector<const google::protobuf::FileDescriptor*>& files,
+                   const std::string& parameter,
+                   google::protobuf::compiler::GeneratorContext* context,
+                   std::string* error) const override;
 
   uint64_t GetSupportedFeatures() const override { return FEATURE_PROTO3_OPTIONAL; }
 };

@@ -44,4 +44,8 @@ std::string RegistrationRoutine(const google::protobuf::FileDescriptor* file) {
   return "protobuf_AddDesc_" + MangledPath(file->name());
 }
 
+bool BelongsToRuntime(const google::protobuf::FileDescriptor* file) {
+  return file->name().rfind("google/protobuf/", 0) == 0;
+}
+
 }  // namespace CmnSys::Compiler

@@ -23,6 +23,9 @@ std::string QualifiedNamespace(const google::protobuf::FileDescriptor* file);
 // The unqualified name of a file's registration routine.
 std::string RegistrationRoutine(const google::protobuf::FileDescriptor* file);
 
+// Whether the file is one of the protobuf runtime's own, which come from protoc's generator alone.
+bool BelongsToRuntime(const google::protobuf::FileDescriptor* file);
+
 }  // namespace CmnSys::Compiler
 
 #endif  // CMNSYS_COMPILER_NAMES_H_

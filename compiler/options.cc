@@ -2,6 +2,7 @@
 
 #include <google/protobuf/compiler/code_generator.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace CmnSys::Compiler {
@@ -15,11 +16,14 @@ bool ParseOptions(const std::string& parameter, Options* options, std::string* e
       target = &options->export_macro;
     } else if (key == "export_header") {
       target = &options->export_header;
+    } else if (key == "validation_header") {
+      target = &options->validation_header;
     } else if (key == "stock_import") {
       target = &options->stock_imports.emplace_back();
     } else {
       *error = "unknown parameter \"" + key +
-               "\"; known are dllexport_decl=MACRO, export_header=PATH and stock_import=PREFIX";
+               "\"; known are dllexport_decl=MACRO, export_header=PATH, stock_import=PREFIX and "
+               "validation_header=PATH";
       return false;
     }
     if (value.empty()) {
@@ -29,6 +33,12 @@ bool ParseOptions(const std::string& parameter, Options* options, std::string* e
     *target = std::move(value);
   }
   return true;
+}
+
+bool IsStockImport(const google::protobuf::FileDescriptor* file, const Options& options) {
+  return std::any_of(
+      options.stock_imports.begin(), options.stock_imports.end(),
+      [file](const std::string& prefix) { return file->name().rfind(prefix, 0) == 0; });
 }
 
 }  // namespace CmnSys::Compiler

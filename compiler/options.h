@@ -4,6 +4,8 @@
 #ifndef CMNSYS_COMPILER_OPTIONS_H_
 #define CMNSYS_COMPILER_OPTIONS_H_
 
+#include <google/protobuf/descriptor.h>
+
 #include <string>
 #include <vector>
 
@@ -17,11 +19,18 @@ struct Options {
   // Header that defines export_macro (export_header=PATH), included by every generated header.
   std::string export_header;
 
+  // Header to write for all files of the call together, instead of all else
+  // (validation_header=PATH): what CmnSys::View::Validate needs to know of them.
+  std::string validation_header;
+
   // Path prefixes of imports that may have been generated without this plugin
   // (stock_import=PREFIX, may be repeated). Their registration routines are called only where the
   // linked program has them.
   std::vector<std::string> stock_imports;
 };
+
+// Whether the file is below one of the stock imports' prefixes.
+bool IsStockImport(const google::protobuf::FileDescriptor* file, const Options& options);
 
 // Reads a plugin parameter ("key=value,key=value") into *options. Returns false and sets *error to
 // a sentence that names the offending key when a key is unknown or a value is missing.

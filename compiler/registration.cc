@@ -20,18 +20,6 @@ using google::protobuf::io::Printer;
 
 namespace {
 
-// The runtime's own files come from protoc's generator and have no routine; the runtime registers
-// them before anything that imports them.
-bool BelongsToRuntime(const FileDescriptor* file) {
-  return file->name().rfind("google/protobuf/", 0) == 0;
-}
-
-bool MayLackRoutine(const FileDescriptor* file, const Options& options) {
-  return std::any_of(
-      options.stock_imports.begin(), options.stock_imports.end(),
-      [file](const std::string& prefix) { return file->name().rfind(prefix, 0) == 0; });
-}
-
 // A path as the content of a string literal.
 std::string Literal(const std::string& path) { return google::protobuf::CEscape(path); }
 
@@ -63,7 +51,7 @@ void WriteRegistrationPrologue(const FileDescriptor* file, const Options& option
       "#endif\n");
   for (int i = 0; i < file->dependency_count(); ++i) {
     const FileDescriptor* import = file->dependency(i);
-    if (!MayLackRoutine(import, options)) continue;
+    if (!IsStockImport(import, options)) continue;
     for (const std::string& part : PackageParts(import)) {
       printer->Print("namespace $part$ { ", "part", part);
     }
@@ -98,7 +86,7 @@ void WriteRegistrationDefinition(const FileDescriptor* file, const Options& opti
     if (BelongsToRuntime(import)) continue;
     const std::string routine = QualifiedNamespace(import) + "::" + RegistrationRoutine(import);
     printer->Print(
-        MayLackRoutine(import, options) ? "  if ($import$) $import$();\n" : "  $import$();\n",
+        IsStockImport(import, options) ? "  if ($import$) $import$();\n" : "  $import$();\n",
         "import", routine);
   }
   // The runtime's own initializer of the file runs at priority 102; at 101 the version check and

@@ -13,6 +13,11 @@
 
 namespace CmnSys::Compiler {
 
+// Whether a message has a view. It has none when its file is one of the runtime's or may come from
+// protoc's generator alone, and where views do not do what the parser does: in proto3, with oneofs,
+// maps, groups, required fields and enums of files without views.
+bool HasView(const google::protobuf::Descriptor* message, const Options& options);
+
 // The path of the header, for example "ProtoBuf/CmnSys/CmnSys.Gid.view.h".
 std::string ViewHeaderPath(const google::protobuf::FileDescriptor* file);
 

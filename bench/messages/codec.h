@@ -38,6 +38,8 @@ std::unique_ptr<Codec> MakeOursHeap();
 std::unique_ptr<Codec> MakeOursCheckAlone();
 std::unique_ptr<Codec> MakeOursJson();
 std::unique_ptr<Codec> MakeOursJsonAlone();
+std::unique_ptr<Codec> MakeViews();
+std::unique_ptr<Codec> MakeValidatedViews();
 std::unique_ptr<Codec> MakeCapnProto();
 std::unique_ptr<Codec> MakeFlatBuffersVerified();
 std::unique_ptr<Codec> MakeFlatBuffersOwned();

@@ -38,6 +38,8 @@ constexpr Variant kVariants[] = {
     {"ours, check alone", CmnSys::Bench::MakeOursCheckAlone, false, false},
     {"ours, JSON", CmnSys::Bench::MakeOursJson},
     {"ours, JSON alone", CmnSys::Bench::MakeOursJsonAlone},
+    {"ours, views", CmnSys::Bench::MakeViews, true, false},
+    {"ours, views, validated", CmnSys::Bench::MakeValidatedViews, true, false},
     {"Cap'n Proto", CmnSys::Bench::MakeCapnProto, true},
     {"FlatBuffers, verified", CmnSys::Bench::MakeFlatBuffersVerified, true},
     {"FlatBuffers, objects", CmnSys::Bench::MakeFlatBuffersOwned, true},

@@ -38,7 +38,7 @@ TEST_P(Examples, BuildAndRun) {
 }
 
 INSTANTIATE_TEST_SUITE_P(OnTheInstalledPackage, Examples,
-                         ::testing::Values("messages", "query", "service"),
+                         ::testing::Values("messages", "query", "router", "service"),
                          [](const auto& name) { return std::string(name.param); });
 
 TEST(RpcExample, BuildsOnTheInstalledPackageAndTheClientIsServed) {
@@ -95,7 +95,7 @@ TEST(Guides, EverySampleStandsInAProgramThatIsBuilt) {
       if (entry.is_regular_file()) programs += TrimmedLines(ReadFile(entry.path()));
     }
   }
-  for (const char* guide : {"cpp.md", "rpc.md", "services.md"}) {
+  for (const char* guide : {"cpp.md", "rpc.md", "services.md", "views.md"}) {
     const std::vector<std::string> samples =
         Samples(ReadFile(CMNSYS_SOURCE "/docs/" + std::string(guide)));
     EXPECT_GT(samples.size(), 3U) << guide;

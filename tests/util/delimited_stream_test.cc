@@ -5,6 +5,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #include "CmnSys/Util/DelimitedStream.h"
 #include "CmnSys/Util/RandomMessage.h"
@@ -72,6 +73,20 @@ TEST(DelimitedStream, IsProtobufsOwnForm) {
     EXPECT_EQ(reader.Read(&event), DelimitedStatus::kEnd);
     EXPECT_EQ(reader.records(), 50U);
     EXPECT_EQ(reader.position(), ours.size());
+
+    // As bytes, passed on without parsing.
+    ArrayInputStream again(ours.data(), static_cast<int>(ours.size()), block);
+    DelimitedReader bytes_reader(&again);
+    std::string copy;
+    {
+      StringOutputStream output(&copy);
+      std::string_view bytes;
+      while (bytes_reader.Read(&bytes) == DelimitedStatus::kRecord) {
+        ASSERT_FALSE(Util::WriteDelimited(bytes, &output));
+      }
+    }
+    EXPECT_EQ(copy, ours);
+    EXPECT_EQ(bytes_reader.records(), 50U);
   }
 }
 

@@ -1,3 +1,4 @@
+#include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/util/delimited_message_util.h>
 
 #include <algorithm>
@@ -28,6 +29,13 @@ bool TakeByte(ZeroCopyInputStream* input, std::uint8_t* byte) {
   return true;
 }
 
+std::optional<std::string> TooLong(std::uint64_t size, std::uint64_t max_record_bytes) {
+  const std::uint64_t limit = std::min(max_record_bytes, kMostBytes);
+  if (size <= limit) return std::nullopt;
+  return "the record is " + std::to_string(size) + " bytes long but at most " +
+         std::to_string(limit) + " are allowed; raise the limit if that is right";
+}
+
 }  // namespace
 
 std::string ToString(const DelimitedError& error) {
@@ -42,14 +50,9 @@ DelimitedReader::DelimitedReader(ZeroCopyInputStream* input, const DelimitedRead
 
 DelimitedStatus DelimitedReader::Read(Message* message) {
   message->Clear();
-  if (final_) return *final_;
   std::uint64_t length = 0;
-  DelimitedStatus status = ReadLength(&length);
-  if (status == DelimitedStatus::kRecord) status = ReadBytes(length);
-  if (status != DelimitedStatus::kRecord) {
-    if (status != DelimitedStatus::kEnd) final_ = status;
-    return status;
-  }
+  DelimitedStatus status = ReadRecord(&length);
+  if (status != DelimitedStatus::kRecord) return status;
 
   const std::uint64_t start = position_ - length;
   if (const auto fault = Parse(bytes_, {kMostBytes, options_.max_depth}, message)) {
@@ -57,6 +60,24 @@ DelimitedStatus DelimitedReader::Read(Message* message) {
                   (fault->path.empty() ? "" : "in " + fault->path + ", ") + fault->reason);
   }
   ++records_;
+  return status;
+}
+
+DelimitedStatus DelimitedReader::Read(std::string_view* bytes) {
+  *bytes = {};
+  std::uint64_t length = 0;
+  const DelimitedStatus status = ReadRecord(&length);
+  if (status != DelimitedStatus::kRecord) return status;
+  *bytes = bytes_;
+  ++records_;
+  return status;
+}
+
+DelimitedStatus DelimitedReader::ReadRecord(std::uint64_t* length) {
+  if (final_) return *final_;
+  DelimitedStatus status = ReadLength(length);
+  if (status == DelimitedStatus::kRecord) status = ReadBytes(*length);
+  if (status != DelimitedStatus::kRecord && status != DelimitedStatus::kEnd) final_ = status;
   return status;
 }
 
@@ -112,15 +133,21 @@ DelimitedStatus DelimitedReader::Fail(DelimitedStatus status, std::uint64_t offs
 
 std::optional<std::string> WriteDelimited(const Message& message, ZeroCopyOutputStream* output,
                                           std::uint64_t max_record_bytes) {
-  const std::uint64_t size = message.ByteSizeLong();
-  const std::uint64_t limit = std::min(max_record_bytes, kMostBytes);
-  if (size > limit) {
-    return "the record is " + std::to_string(size) + " bytes long but at most " +
-           std::to_string(limit) + " are allowed; raise the limit if that is right";
-  }
+  if (auto why = TooLong(message.ByteSizeLong(), max_record_bytes)) return why;
   if (!google::protobuf::util::SerializeDelimitedToZeroCopyStream(message, output)) {
     return "the output cannot be written";
   }
+  return std::nullopt;
+}
+
+std::optional<std::string> WriteDelimited(std::string_view bytes, ZeroCopyOutputStream* output,
+                                          std::uint64_t max_record_bytes) {
+  if (auto why = TooLong(bytes.size(), max_record_bytes)) return why;
+  google::protobuf::io::CodedOutputStream coded(output);
+  coded.WriteVarint32(static_cast<std::uint32_t>(bytes.size()));
+  coded.WriteRaw(bytes.data(), static_cast<int>(bytes.size()));
+  coded.Trim();
+  if (coded.HadError()) return "the output cannot be written";
   return std::nullopt;
 }
 

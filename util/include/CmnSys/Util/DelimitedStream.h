@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "CmnSys/Util/Export.h"
 
@@ -74,6 +75,10 @@ class CMNSYSUTIL_EXPORT DelimitedReader {
   // google::protobuf::io::FileInputStream::GetErrno.
   [[nodiscard]] DelimitedStatus Read(google::protobuf::Message* message);
 
+  // The same without parsing: gives the record's bytes, which need not be a message, for views and
+  // for passing on. They stay until the next call.
+  [[nodiscard]] DelimitedStatus Read(std::string_view* bytes);
+
   // What was wrong when Read last returned neither kRecord nor kEnd.
   const DelimitedError& error() const { return error_; }
 
@@ -83,6 +88,7 @@ class CMNSYSUTIL_EXPORT DelimitedReader {
   std::uint64_t records() const { return records_; }
 
  private:
+  DelimitedStatus ReadRecord(std::uint64_t* length);
   DelimitedStatus ReadLength(std::uint64_t* length);
   DelimitedStatus ReadBytes(std::uint64_t length);
   DelimitedStatus Fail(DelimitedStatus status, std::uint64_t offset, std::string reason);
@@ -101,6 +107,12 @@ class CMNSYSUTIL_EXPORT DelimitedReader {
 // been written; or the output fails. Thread-safe for distinct outputs.
 [[nodiscard]] CMNSYSUTIL_EXPORT std::optional<std::string> WriteDelimited(
     const google::protobuf::Message& message, google::protobuf::io::ZeroCopyOutputStream* output,
+    std::uint64_t max_record_bytes = kDefaultMaxRecordBytes);
+
+// The same for bytes, such as those that a DelimitedReader gave; that they are a message is not
+// checked.
+[[nodiscard]] CMNSYSUTIL_EXPORT std::optional<std::string> WriteDelimited(
+    std::string_view bytes, google::protobuf::io::ZeroCopyOutputStream* output,
     std::uint64_t max_record_bytes = kDefaultMaxRecordBytes);
 
 }  // namespace CmnSys::Util

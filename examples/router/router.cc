@@ -1,0 +1,24 @@
+#include "router.h"
+
+#include <utility>
+
+#include "ProtoBuf/CmnSys/CmnSys.Events.view.h"
+#include "ProtoBuf/CmnSys/CmnSys.validate.h"
+
+using Pb::CmnSys::Events::EventView;
+
+void Router::Add(Subscription subscription) { subscriptions_.push_back(std::move(subscription)); }
+
+bool Router::Route(std::string_view event) const {
+  // What is passed on has to parse at its receivers.
+  if (!CmnSys::View::Validate<EventView>(event)) return false;
+  const EventView view(event);
+  const std::string_view server_id = view.originating_server_gid().id();
+  for (const Subscription& wanted : subscriptions_) {
+    if (view.event_type() == wanted.type && view.timestamp() >= wanted.not_before &&
+        (wanted.server_id.empty() || wanted.server_id == server_id)) {
+      wanted.receive(event);
+    }
+  }
+  return true;
+}

@@ -1,0 +1,204 @@
+// What generated views are made of. Programs include the view header of a schema file, for example
+// "ProtoBuf/CmnSys/CmnSys.Events.view.h", and need nothing of this directly but ViewOf.
+
+#ifndef CMNSYS_VIEW_VIEW_H_
+#define CMNSYS_VIEW_VIEW_H_
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "CmnSys/View/Range.h"
+#include "CmnSys/View/Source.h"
+#include "CmnSys/View/Wire.h"
+
+namespace CmnSys::View {
+
+// ViewOf<Message>::type is the view of a generated message class. The view header of its schema
+// file must be included.
+template <typename Message>
+struct ViewOf;
+
+// A field that the view's type does not know, or a number that a closed enum does not have.
+struct UnknownField {
+  std::uint32_t number;
+  WireType wire_type;
+  // Its bytes behind the tag: those behind the length if it has one, with the end of a group.
+  std::string_view value;
+};
+
+namespace internal {
+
+// Bytes of a field that is set; not initialized for others.
+struct Piece {
+  const char* data;
+  std::uint32_t size;
+  operator std::string_view() const { return {data, size}; }  // NOLINT: is one.
+};
+
+// The extensions that one pass over a message found: the first ones and whether there is more.
+class FoundExtensions {
+ public:
+  void Add(std::uint32_t tag, std::string_view value) {
+    if (count_ == kKept || (count_ > 0 && tags_[0] == tag)) {
+      more_ = true;
+      return;
+    }
+    for (int i = 1; i < count_; ++i) {
+      if (tags_[i] == tag) {
+        more_ = true;
+        return;
+      }
+    }
+    tags_[count_] = tag;
+    values_[count_++] = value;
+  }
+
+  void Clear() {
+    count_ = 0;
+    more_ = false;
+  }
+
+  bool Has(const Source& source, std::uint32_t tag) const {
+    for (int i = 0; i < count_; ++i) {
+      if (tags_[i] == tag) return true;
+    }
+    return more_ && Occurrences(source, source.begin, Occurrences::kUnknownCount, tag, tag).Next();
+  }
+
+  Source Get(const Source& source, std::uint32_t tag) const {
+    if (!more_) {
+      for (int i = 0; i < count_; ++i) {
+        if (tags_[i] == tag) return source.Child(values_[i]);
+      }
+      return Source();
+    }
+    return Search(source, tag);
+  }
+
+ private:
+  static constexpr int kKept = 2;
+
+  [[gnu::noinline]] static Source Search(const Source& source, std::uint32_t tag) {
+    Occurrences walk(source, source.begin, Occurrences::kUnknownCount, tag, tag);
+    if (!walk.Next()) return Source();
+    const std::string_view value = walk.value();
+    return walk.Next() ? source.SplitChild(tag) : source.Child(value);
+  }
+
+  int count_ = 0;
+  bool more_ = false;
+  std::uint32_t tags_[kKept];
+  std::string_view values_[kKept];
+};
+
+template <typename Identifier>
+using PayloadOf =
+    std::remove_cv_t<std::remove_reference_t<typename Identifier::TypeTraits::ConstType>>;
+
+// Calls visit(piece) for the pieces of the source until it returns false. Returns whether all were
+// visited.
+template <typename Visit>
+bool ForEachPiece(const Source& source, Visit visit) {
+  if (source.bad) return false;
+  if (source.path_size == 0) return visit(source.begin, source.end);
+  Occurrences pieces(source);
+  while (pieces.Next()) {
+    const std::string_view piece = pieces.value();
+    if (!visit(piece.data(), piece.data() + piece.size())) return false;
+  }
+  return !pieces.failed();
+}
+
+// Whether the fields of the message can be told apart, without looking into them.
+inline bool IsFramed(const Source& source) {
+  return ForEachPiece(source, [&source](const char* p, const char* e) {
+    while (p != e) {
+      std::uint32_t tag = 0;
+      p = ReadTag(p, e, &tag);
+      if (p != nullptr) p = SkipValue(p, e, tag, source.depth_left());
+      if (p == nullptr) return false;
+    }
+    return true;
+  });
+}
+
+// Replaces the content of the message by that of the source.
+template <typename Message>
+bool CopyTo(const Source& source, Message* message) {
+  if (source.path_size == 0 && !source.bad) {
+    return message->ParseFromArray(source.begin, static_cast<int>(source.end - source.begin));
+  }
+  std::string bytes;
+  const bool good = ForEachPiece(source, [&bytes](const char* p, const char* e) {
+    bytes.append(p, e);
+    return true;
+  });
+  message->Clear();
+  return good && message->ParseFromString(bytes);
+}
+
+// What a view's type makes of a tag.
+enum class Known { kNo, kYes, kEnum };
+
+// Calls visit(UnknownField) for each unknown field; Type::Knows(tag) tells what is known, and
+// Type::HasNumber(field, number) which numbers the enum of a field has.
+template <typename Type, typename Visit>
+bool ForEachUnknownField(const Source& source, Visit& visit) {
+  return ForEachPiece(source, [&](const char* p, const char* e) {
+    while (p != e) {
+      std::uint32_t tag = 0;
+      p = ReadTag(p, e, &tag);
+      if (p == nullptr) return false;
+      const char* const behind = SkipValue(p, e, tag, source.depth_left());
+      if (behind == nullptr) return false;
+      UnknownField field{FieldOf(tag), WireTypeOf(tag), {p, static_cast<std::size_t>(behind - p)}};
+      std::uint32_t length = 0;
+      if (field.wire_type == kLengthDelimited) {
+        p = ReadLength(p, e, &length);
+        field.value = {p, length};
+      }
+      const Known known = Type::Knows(tag);
+      if (known == Known::kNo) {
+        visit(field);
+      } else if (known == Known::kEnum) {
+        const char* const end = field.value.data() + field.value.size();
+        for (const char* number = field.value.data(); number != end;) {
+          std::uint64_t value = 0;
+          const char* const next = ReadVarint(number, end, &value);
+          if (next == nullptr) return false;
+          if (!Type::HasNumber(field.number, static_cast<std::int32_t>(value))) {
+            visit(UnknownField{
+                field.number, kVarint, {number, static_cast<std::size_t>(next - number)}});
+          }
+          number = next;
+        }
+      }
+      p = behind;
+    }
+    return true;
+  });
+}
+
+// Whether the bytes at p begin with the bytes of a tag of one or two bytes.
+template <std::uint32_t tag>
+bool StartsWithTag(const char* p, const char* e) {
+  if constexpr (tag < 0x80) {
+    return p != e && *p == static_cast<char>(tag);
+  } else {
+    static_assert(tag < 0x4000);
+    constexpr std::uint16_t kExpected =
+        static_cast<std::uint16_t>((tag & 0x7f) | 0x80 | (tag >> 7 << 8));
+    std::uint16_t found = 0;
+    if (e - p < 2) return false;
+    std::memcpy(&found, p, 2);
+    return found == kExpected;
+  }
+}
+
+}  // namespace internal
+}  // namespace CmnSys::View
+
+#endif  // CMNSYS_VIEW_VIEW_H_
