@@ -1,11 +1,15 @@
-// cmnsys call: what it says when a call cannot be made.
+// cmnsys call: what it says when a call cannot be made, and that no answer is lost.
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <vector>
 
+#include "CmnSys/Rpc/Server.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcQuery.pb.h"
 #include "cmnsys_tool.h"
+#include "support/files.h"
 
 namespace CmnSys::Test {
 namespace {
@@ -42,6 +46,61 @@ TEST(Call, SaysWhyACallCannotBeMade) {
     const ProcessResult result = Cmnsys(arguments);
     EXPECT_TRUE(RefusedWith(result, test.text, test.status));
   }
+}
+
+// Answers with a field that the type of the answer does not know.
+class Service final : public Pb::Rpc::SvcQuery::Query {
+ public:
+  void Initiate(google::protobuf::RpcController* /*controller*/,
+                const Pb::Rpc::SvcQuery::InitiateReq* request,
+                Pb::Rpc::SvcQuery::InitiateRsp* response,
+                google::protobuf::Closure* done) override {
+    ++calls;
+    Pb::CmnSys::Gid* gid = response->mutable_query_result()->mutable_gid();
+    gid->CopyFrom(request->query().gid());
+    gid->GetReflection()->MutableUnknownFields(gid)->AddVarint(999, 7);
+    done->Run();
+  }
+
+  std::atomic<int> calls{0};
+};
+
+TEST(Call, ShowsWhatTheServerSentOrDoesNotAskForIt) {
+  Service service;
+  Rpc::ServerOptions options;
+  options.addresses = {"127.0.0.1:0"};
+  Rpc::Server server(options);
+  server.Register(&service);
+  server.Start();
+  const TemporaryFolder folder;
+  const std::string request = folder.Write("request.txt", "query { gid { id: 'seven' } }");
+  const std::vector<std::string> call = {
+      "call", "Query/Initiate", "--target", server.Addresses().front(), "--plaintext", request};
+  const auto with = [&call](const std::vector<std::string>& more) {
+    std::vector<std::string> arguments = call;
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+  };
+
+  EXPECT_TRUE(RefusedWith(Cmnsys(with({"-o", folder.PathOf("none/out")})), "cannot write"));
+  std::string at_a_terminal = CMNSYS_TOOL;
+  for (const std::string& argument : with({"--to", "binary"})) at_a_terminal += " " + argument;
+  const ProcessResult refused =
+      CmnSys::Test::Run({"env", "TERM=xterm", "script", "-qec", at_a_terminal, "/dev/null"});
+  EXPECT_EQ(refused.status, 2) << refused.output;
+  EXPECT_NE(refused.output.find("terminal"), std::string::npos) << refused.output;
+  EXPECT_EQ(service.calls, 0);
+
+  const ProcessResult as_json = Cmnsys(call);
+  EXPECT_EQ(as_json.status, 0);
+  EXPECT_NE(as_json.output.find("\"gid\""), std::string::npos) << as_json.output;
+  EXPECT_NE(as_json.errors.find("warning: the message, in query_result.gid: "), std::string::npos)
+      << as_json.errors;
+  const ProcessResult as_text = Cmnsys(with({"--to", "text"}));
+  EXPECT_EQ(as_text.status, 0);
+  EXPECT_NE(as_text.output.find("id: \"seven\""), std::string::npos) << as_text.output;
+  EXPECT_NE(as_text.output.find("999: 7"), std::string::npos) << as_text.output;
+  EXPECT_EQ(service.calls, 2);
 }
 
 }  // namespace

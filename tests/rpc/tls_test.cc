@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "fixture.h"
+#include "support/process.h"
 
 namespace CmnSys::Test {
 namespace {
@@ -86,6 +87,31 @@ TEST(Tls, StrangersFailWithATextThatSaysWhy) {
   }
   Rpc::Channel good(tls.address(), ChannelWith(ours.Client()));
   EXPECT_EQ(Call(&good).code, StatusCode::kOk);
+}
+
+TEST(Tls, TheGuidesCommandsMakeCertificatesThatWork) {
+  const std::string guide = ReadFile(CMNSYS_GUIDES "/rpc.md");
+  const std::string begin = "```sh\n";
+  const std::size_t at = guide.find(begin + "# Once, on a machine that you trust");
+  ASSERT_NE(at, std::string::npos);
+  const std::size_t commands = at + begin.size();
+  const TemporaryFolder folder;
+  const ProcessResult made =
+      CmnSys::Test::Run({"env", "-C", folder.path(), "sh", "-eu", "-c",
+                         guide.substr(commands, guide.find("```", commands) - commands)});
+  ASSERT_EQ(made.status, 0) << made.errors;
+  const auto files = [&folder](const std::string& name) {
+    return Rpc::TlsFiles{folder.PathOf("ca.pem"), folder.PathOf(name + ".pem"),
+                         folder.PathOf(name + ".key")};
+  };
+  SeenInfo seen;
+  LoopbackServer server(seen.Method(), ServerWith(files("server")));
+  Rpc::ChannelOptions options = ChannelWith(files("client"));
+  options.server_name = "server.example";
+  Rpc::Channel channel(server.address(), options);
+  const Result result = Call(&channel);
+  EXPECT_EQ(result.code, StatusCode::kOk) << result.text;
+  EXPECT_EQ(seen.Get().identity.common_name, "client");
 }
 
 TEST(Tls, PlaintextBeyondLoopbackMustBeAskedFor) {

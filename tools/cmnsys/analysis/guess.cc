@@ -1,6 +1,5 @@
 #include "analysis/guess.h"
 
-#include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/unknown_field_set.h>
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include <utility>
 
 #include "CmnSys/Util/Check.h"
+#include "CmnSys/Util/Parse.h"
 #include "CmnSys/Util/Schema.h"
 #include "analysis/sample.h"
 #include "analysis/wire_size.h"
@@ -20,7 +20,6 @@ using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
 using google::protobuf::UnknownFieldSet;
-using google::protobuf::io::CodedInputStream;
 
 namespace {
 
@@ -89,11 +88,10 @@ void AddNames(const Message& message, std::vector<std::string>* names) {
 // Weighs a type against the records; returns false when one of them is no such message.
 bool WeighType(const std::vector<std::string>& records, int max_depth, Message* message,
                Evidence* evidence) {
+  Util::ParseLimits limits;
+  limits.max_depth = max_depth;
   for (const std::string& record : records) {
-    CodedInputStream stream(reinterpret_cast<const std::uint8_t*>(record.data()),
-                            static_cast<int>(record.size()));
-    stream.SetRecursionLimit(max_depth);
-    if (!message->ParseFromCodedStream(&stream) || !stream.ConsumedEntireMessage()) return false;
+    if (Util::Parse(record, limits, message)) return false;
     Weigh(*message, evidence);
     AddNames(*message, &evidence->names);
     if (message->ByteSizeLong() != record.size()) ++evidence->rewritten;

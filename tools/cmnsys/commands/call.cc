@@ -10,10 +10,7 @@
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "commands/remote.h"
-#include "formats/message_stream.h"
 #include "io/failure.h"
-#include "io/input.h"
-#include "io/output.h"
 #include "schema/message_type.h"
 
 namespace CmnSys::Tool {
@@ -27,11 +24,7 @@ namespace {
 struct CallOptions {
   std::string method;
   RemoteOptions remote;
-  InputOptions input;
-  Format from = Format::kAuto;
-  OutputOptions output;
-  Format to = Format::kAuto;
-  JsonOptions json;
+  ExchangeOptions exchange;
 };
 
 std::vector<std::string> ServiceNames() {
@@ -63,12 +56,12 @@ void Call(CallOptions& options) {
   const MethodDescriptor* method = FindMethod(options.method);
   const std::unique_ptr<Message> request = New(method->input_type());
   const std::unique_ptr<Message> response = New(method->output_type());
-  const auto channel = OpenChannel(options.remote, options.input.max_bytes);
+  const auto channel = OpenChannel(options.remote, options.exchange.request.max_bytes);
   Rpc::ClientController controller;
   for (const auto& [name, value] : options.remote.Metadata()) controller.AddMetadata(name, value);
-  ReadRequest(options.input, options.from, options.json, request.get());
-  options.json.numbered = false;
-  const auto sink = OpenResponseSink(options.output, options.to, options.input, &options.json);
+  ReadRequest(options.exchange, request.get());
+  options.exchange.json.numbered = false;
+  const auto sink = OpenResponseSink(&options.exchange);
 
   channel->CallMethod(method, &controller, request.get(), response.get(), nullptr);
   ThrowUnlessOk(method->full_name(), controller.Outcome());
@@ -88,12 +81,8 @@ void AddCallCommand(CLI::App* app) {
                    "Query/Initiate")
       ->required();
   AddRemote(command, &options->remote);
-  AddInput(command, &options->input);
-  AddFormat(command, "-f,--from", &options->from, "Format of the request");
-  AddFormat(command, "-t,--to", &options->to,
-            "Format of the response; auto is json on standard output");
-  AddOutput(command, &options->output);
-  AddJson(command, &options->json);
+  AddInput(command, &options->exchange.request);
+  AddExchange(command, &options->exchange, "response");
   command->footer(
       std::string(kFormatHelp) +
       "\n"

@@ -42,8 +42,18 @@ CLI::App* AddConversion(CLI::App* app, const std::string& name, const std::strin
   CLI::App* command = app->add_subcommand(name, description);
   AddTypeArgument(command, &options->type);
   AddInput(command, &options->input);
+  AddOutput(command, &options->output);
   command->callback([options] { Convert(*options); });
   return command;
+}
+
+// The same for two formats that do not change.
+void AddConversion(CLI::App* app, const std::string& name, const std::string& description,
+                   Format from, Format to, const std::string& footer) {
+  auto options = std::make_shared<ConvertOptions>();
+  options->from = from;
+  options->to = to;
+  AddConversion(app, name, description, options)->footer(footer);
 }
 
 }  // namespace
@@ -56,7 +66,6 @@ void AddConvertCommand(CLI::App* app) {
   AddFormat(command, "-f,--from", &options->from, "Format of the input");
   AddFormat(command, "-t,--to", &options->to,
             "Format of the output; auto is json on standard output");
-  AddOutput(command, &options->output);
   AddJson(command, &options->json);
   command->footer(std::string(kFormatHelp) +
                   "\n"
@@ -72,36 +81,28 @@ void AddConvertCommand(CLI::App* app) {
 }
 
 void AddEncodeCommand(CLI::App* app) {
-  auto options = std::make_shared<ConvertOptions>();
-  options->from = Format::kText;
-  options->to = Format::kBinary;
-  CLI::App* command =
-      AddConversion(app, "encode", "Turn a message in text format into its wire bytes", options);
-  AddOutput(command, &options->output);
-  command->footer(
-      "The text format is protobuf's own: "
-      "https://protobuf.dev/reference/protobuf/textformat-spec/\n"
-      "The same as \"cmnsys convert --from text --to binary\".\n"
-      "\n"
-      "Examples:\n"
-      "  cmnsys encode Pb.CmnSys.Gid gid.txt --output gid.bin\n"
-      "  echo 'id: \"\\001\\002\" type: GID_TYPE_SERVER' | cmnsys encode Gid | od -A d -t x1z");
+  AddConversion(app, "encode", "Turn a message in text format into its wire bytes", Format::kText,
+                Format::kBinary,
+                "The text format is protobuf's own: "
+                "https://protobuf.dev/reference/protobuf/textformat-spec/\n"
+                "The same as \"cmnsys convert --from text --to binary\".\n"
+                "\n"
+                "Examples:\n"
+                "  cmnsys encode Pb.CmnSys.Gid gid.txt --output gid.bin\n"
+                "  echo 'id: \"\\001\\002\" type: GID_TYPE_SERVER' | cmnsys encode Gid | "
+                "od -A d -t x1z");
 }
 
 void AddDecodeCommand(CLI::App* app) {
-  auto options = std::make_shared<ConvertOptions>();
-  options->from = Format::kBinary;
-  options->to = Format::kText;
-  CLI::App* command =
-      AddConversion(app, "decode", "Show the wire bytes of a message in text format", options);
-  AddOutput(command, &options->output);
-  command->footer(
-      "Fields that the type does not know are shown by number; encode does not read those.\n"
-      "The same as \"cmnsys convert --from binary --to text\".\n"
-      "\n"
-      "Examples:\n"
-      "  cmnsys decode Pb.CmnSys.Gid gid.bin\n"
-      "  printf '\\012\\002\\001\\002\\070\\002' | cmnsys decode Gid");
+  AddConversion(app, "decode", "Show the wire bytes of a message in text format", Format::kBinary,
+                Format::kText,
+                "Fields that the type does not know are shown by number; encode does not read "
+                "those.\n"
+                "The same as \"cmnsys convert --from binary --to text\".\n"
+                "\n"
+                "Examples:\n"
+                "  cmnsys decode Pb.CmnSys.Gid gid.bin\n"
+                "  printf '\\012\\002\\001\\002\\070\\002' | cmnsys decode Gid");
 }
 
 }  // namespace CmnSys::Tool

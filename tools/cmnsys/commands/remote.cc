@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "commands/options.h"
 #include "io/exit_status.h"
 #include "io/failure.h"
 
@@ -147,21 +148,28 @@ std::unique_ptr<Message> New(const google::protobuf::Descriptor* type) {
       google::protobuf::MessageFactory::generated_factory()->GetPrototype(type)->New());
 }
 
-void ReadRequest(const InputOptions& input, Format format, const JsonOptions& json,
-                 Message* request) {
-  const auto source = OpenSource(input, format, json);
+void AddExchange(CLI::App* command, ExchangeOptions* options, const std::string& shown) {
+  AddFormat(command, "-f,--from", &options->from, "Format of the request");
+  AddFormat(command, "-t,--to", &options->to,
+            "Format of the " + shown + "; auto is json on standard output");
+  AddOutput(command, &options->output);
+  AddJson(command, &options->json);
+}
+
+void ReadRequest(const ExchangeOptions& options, Message* request) {
+  const auto source = OpenSource(options.request, options.from, options.json);
   if (!source->Next(request)) return;
   const std::unique_ptr<Message> another(request->New());
   if (source->Next(another.get())) {
-    throw Failure(input.Name() + " holds more than one message; one request is sent");
+    throw Failure(options.request.Name() + " holds more than one message; one request is sent");
   }
 }
 
-std::unique_ptr<MessageSink> OpenResponseSink(const OutputOptions& output, Format format,
-                                              const InputOptions& limits, JsonOptions* json) {
-  json->lossy = true;
-  json->write.max_depth = std::max(json->write.max_depth, limits.max_depth);
-  return OpenSink(output, format, *json);
+std::unique_ptr<MessageSink> OpenResponseSink(ExchangeOptions* options) {
+  JsonOptions& json = options->json;
+  json.lossy = true;
+  json.write.max_depth = std::max(json.write.max_depth, options->request.max_depth);
+  return OpenSink(options->output, options->to, json);
 }
 
 }  // namespace CmnSys::Tool

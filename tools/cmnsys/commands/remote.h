@@ -39,6 +39,18 @@ struct RemoteOptions {
 
 void AddRemote(CLI::App* command, RemoteOptions* remote);
 
+// What is sent to a server, what is shown of what it sends, and where that goes.
+struct ExchangeOptions {
+  InputOptions request;
+  Format from = Format::kAuto;
+  OutputOptions output;
+  Format to = Format::kAuto;
+  JsonOptions json;
+};
+
+// The options of formats and output. `shown` is a noun for what the server sends.
+void AddExchange(CLI::App* command, ExchangeOptions* options, const std::string& shown);
+
 // A channel to the server for messages up to so many bytes. Throws Failure or
 // std::invalid_argument for options that do not fit.
 std::unique_ptr<Rpc::Channel> OpenChannel(const RemoteOptions& remote, std::uint64_t max_bytes);
@@ -48,16 +60,14 @@ void ThrowUnlessOk(const std::string& what, const Rpc::Status& status);
 
 std::unique_ptr<google::protobuf::Message> New(const google::protobuf::Descriptor* type);
 
-// Reads the only message of an input; one without a message is a request without fields. Throws
-// Failure.
-void ReadRequest(const InputOptions& input, Format format, const JsonOptions& json,
-                 google::protobuf::Message* request);
+// Reads the request, the only message of the input; one without a message is a request without
+// fields. Throws Failure.
+void ReadRequest(const ExchangeOptions& options, google::protobuf::Message* request);
 
 // Opens the output for what a server sends so that it cannot be lost once it was sent: what the
 // format cannot hold is left out with a warning, and it may be as deep as a channel takes it. The
 // options are adapted and must outlive the sink.
-std::unique_ptr<MessageSink> OpenResponseSink(const OutputOptions& output, Format format,
-                                              const InputOptions& limits, JsonOptions* json);
+std::unique_ptr<MessageSink> OpenResponseSink(ExchangeOptions* options);
 
 }  // namespace CmnSys::Tool
 

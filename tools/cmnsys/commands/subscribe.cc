@@ -12,7 +12,6 @@
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "commands/remote.h"
-#include "formats/message_stream.h"
 #include "io/failure.h"
 #include "schema/message_type.h"
 
@@ -27,11 +26,7 @@ struct SubscribeCommandOptions {
   RemoteOptions remote;
   std::string type = "Notification";
   std::string request_type = "EventNotificationSubscribeReq";
-  InputOptions request;
-  Format from = Format::kAuto;
-  OutputOptions output;
-  Format to = Format::kAuto;
-  JsonOptions json;
+  ExchangeOptions exchange;
   std::uint64_t count = 0;
   bool resubscribe = false;
 };
@@ -66,13 +61,11 @@ void Subscribe(SubscribeCommandOptions& options) {
   }
   const std::unique_ptr<Message> prototype = NewMessage(options.type);
   const std::unique_ptr<Message> request = NewMessage(options.request_type);
-  if (!options.request.path.empty()) {
-    ReadRequest(options.request, options.from, options.json, request.get());
-  }
+  if (!options.exchange.request.path.empty()) ReadRequest(options.exchange, request.get());
   const EndSignals signals;
-  const auto channel = OpenChannel(options.remote, options.request.max_bytes);
-  options.output.live = true;
-  const auto sink = OpenResponseSink(options.output, options.to, options.request, &options.json);
+  const auto channel = OpenChannel(options.remote, options.exchange.request.max_bytes);
+  options.exchange.output.live = true;
+  const auto sink = OpenResponseSink(&options.exchange);
 
   std::uint64_t received = 0;
   std::exception_ptr failure;
@@ -119,7 +112,7 @@ void Subscribe(SubscribeCommandOptions& options) {
 
 void AddSubscribeCommand(CLI::App* app) {
   auto options = std::make_shared<SubscribeCommandOptions>();
-  options->request.path.clear();
+  options->exchange.request.path.clear();
   CLI::App* command =
       app->add_subcommand("subscribe", "Show the messages that a server publishes, as they come");
   command
@@ -134,21 +127,17 @@ void AddSubscribeCommand(CLI::App* app) {
       ->type_name("TYPE")
       ->capture_default_str();
   command
-      ->add_option("--request", options->request.path,
+      ->add_option("--request", options->exchange.request.path,
                    "File with the subscription request, - is standard input; without it, a request "
                    "without fields")
       ->type_name("FILE");
-  AddLimits(command, &options->request);
+  AddLimits(command, &options->exchange.request);
   command->add_option("-n,--count", options->count, "End after so many messages; 0 is no limit")
       ->type_name("NUMBER")
       ->capture_default_str();
   command->add_flag("--resubscribe", options->resubscribe,
                     "Go on when the connection is lost or the server restarts");
-  AddFormat(command, "-f,--from", &options->from, "Format of the request");
-  AddFormat(command, "-t,--to", &options->to,
-            "Format of the messages; auto is json on standard output");
-  AddOutput(command, &options->output);
-  AddJson(command, &options->json);
+  AddExchange(command, &options->exchange, "messages");
   command->footer(
       std::string(kFormatHelp) +
       "\n"
