@@ -3,7 +3,7 @@
 # dependencies/; DEPS=skip leaves that out.
 
 .DEFAULT_GOAL := help
-.PHONY: help deps build demo test baseline sanitize lint format profile optimized bench package install site clean
+.PHONY: help deps build demo test baseline sanitize fuzz soak lint format profile optimized bench package install site clean
 
 export DEPS
 SHELL = /bin/bash -o pipefail
@@ -19,6 +19,8 @@ help:
 	@echo "make build     build everything"
 	@echo "make baseline  make the schema as it is now the contract that the tests hold it to"
 	@echo "make sanitize  run the tests under ASan with UBSan, and those with threads under TSan"
+	@echo "make fuzz      run all fuzz targets for 20 seconds each; TARGET=wire SECONDS=60 for one longer"
+	@echo "make soak      run a server and its clients for ten minutes; SECONDS=3600 for longer"
 	@echo "make lint      check the format and run clang-tidy"
 	@echo "make format    format our own C++ code"
 	@echo "make optimized build everything by a profile of its use, into build/optimized"
@@ -61,6 +63,18 @@ sanitize:
 	  cmake --build --preset $$preset && \
 	  $(call run_tests,$$preset) || exit 1; \
 	done
+
+fuzz:
+	$(need) build fuzz
+	@$(call configure,fuzz)
+	cmake --build --preset fuzz
+	@fuzz/run.py --seconds $(or $(SECONDS),20) $(TARGET)
+
+soak:
+	$(need) build test
+	@$(call configure,release)
+	cmake --build --preset release --target soak_test
+	CMNSYS_SOAK_SECONDS=$(or $(SECONDS),600) build/release/tests/soak/soak_test
 
 lint:
 	$(need) build test lint

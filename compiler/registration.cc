@@ -90,10 +90,11 @@ void WriteRegistrationDefinition(const FileDescriptor* file, const Options& opti
         "import", routine);
   }
   // The runtime's own initializer of the file runs at priority 102; at 101 the version check and
-  // the imports' declared order come first.
+  // the imports' declared order come first. Braces, because parentheses would make a
+  // declaration.
   printer->Print(
       vars,
-      "  ::google::protobuf::internal::AddDescriptorsRunner(&::descriptor_table_$mangled$);\n"
+      "  ::google::protobuf::internal::AddDescriptorsRunner{&::descriptor_table_$mangled$};\n"
       "}\n"
       "\n"
       "static struct protobuf_StaticInitializer_$mangled$ {\n"

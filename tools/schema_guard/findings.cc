@@ -8,7 +8,7 @@ std::string Findings::Text() const {
   return text;
 }
 
-std::string Findings::Place(const google::protobuf::FileDescriptor& file, int line,
+std::string Findings::Place(const google::protobuf::FileDescriptor& file, std::int64_t line,
                             std::string_view name) {
   std::string place = file.name();
   if (line > 0) place += ":" + std::to_string(line);

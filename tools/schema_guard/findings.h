@@ -3,6 +3,7 @@
 
 #include <google/protobuf/descriptor.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,11 +43,12 @@ class Findings {
   static std::string PlaceOf(const Declaration& declaration) {
     google::protobuf::SourceLocation source;
     const bool known = declaration.GetSourceLocation(&source);
-    return Place(*FileOf(declaration), known ? source.start_line + 1 : 0, NameOf(declaration));
+    return Place(*FileOf(declaration), known ? source.start_line + std::int64_t{1} : 0,
+                 NameOf(declaration));
   }
   static std::string PlaceOf(const google::protobuf::FileDescriptor& file) { return file.name(); }
 
-  static std::string Place(const google::protobuf::FileDescriptor& file, int line,
+  static std::string Place(const google::protobuf::FileDescriptor& file, std::int64_t line,
                            std::string_view name);
 
   template <class Declaration>
