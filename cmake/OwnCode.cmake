@@ -15,7 +15,6 @@ if(CMNSYS_SANITIZERS)
   target_compile_options(cmnsys_own_code INTERFACE
     -O1 -g1 -UNDEBUG -fno-omit-frame-pointer
     -fsanitize=${CMNSYS_SANITIZERS} -fno-sanitize-recover=undefined
-    $<$<CXX_COMPILER_ID:Clang>:-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer_ignorelist.txt>
     # GCC 12 takes what the sanitizers insert into the standard library's regular expressions for
     # uninitialized; the sanitizers themselves find the real cases.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)

@@ -35,7 +35,7 @@ class Environment : public testing::TestWithParam<Case> {};
 TEST_P(Environment, IsTold) {
   const std::string commands = GetParam().commands;
   const bool own_mounts = commands.find("limited") != std::string::npos;
-  if (own_mounts && Run({"unshare", "-rm", "true"}).status != 0) {
+  if (own_mounts && CmnSys::Test::Run({"unshare", "-rm", "true"}).status != 0) {
     GTEST_SKIP() << "needs to mount file systems in a namespace of its own";
   }
   if (kSanitized && commands.find("ulimit -v") != std::string::npos) {
@@ -64,10 +64,12 @@ TEST_P(Environment, IsTold) {
 INSTANTIATE_TEST_SUITE_P(
     Each, Environment,
     testing::ValuesIn(std::vector<Case>{
-        {"FullDisk", "limited 256k; (convert -o fs/out); status=$?; ls -A fs >&2; exit $status",
+        {"FullDisk",
+         "limited 256k; (convert --to delimited -o fs/out); status=$?; ls -A fs >&2; exit $status",
          "cannot write fs/out: No space left on device\n"},
         {"ReadOnlyFolder",
-         "limited 9m; mount -o remount,ro fs; (convert -o fs/out); status=$?; ls -A fs >&2; exit "
+         "limited 9m; mount -o remount,ro fs; (convert --to delimited -o fs/out); status=$?; ls -A "
+         "fs >&2; exit "
          "$status",
          "cannot write fs/out: Read-only file system\n"},
         {"FileSizeLimit", "ulimit -f 100; convert --to text -o out",
@@ -84,7 +86,7 @@ INSTANTIATE_TEST_SUITE_P(
          "cannot write standard output: Broken pipe\n"},
         {"ClosedInput", "$CMNSYS decode Gid <&-", "cannot read standard input"},
         {"MemoryLimit",
-         "truncate -s 2G big; ulimit -v 1000000; $CMNSYS decode Gid big --max-bytes 2000000000; "
+         "truncate -s 1G big; ulimit -v 400000; $CMNSYS decode Gid big --max-bytes 2000000000; "
          "status=$?; rm big; exit $status",
          "out of memory; --max-bytes limits"},
         {"DescriptorLimit", "ulimit -n 4; convert -o out", "cannot write out: Too many open files"},
