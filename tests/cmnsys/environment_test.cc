@@ -56,6 +56,7 @@ TEST_P(Environment, IsTold) {
   const ProcessResult result = CmnSys::Test::Run(run);
   EXPECT_EQ(result.status, GetParam().status) << result.errors;
   EXPECT_NE(result.errors.find(GetParam().error), std::string::npos) << result.errors;
+  EXPECT_EQ(result.errors.empty(), *GetParam().error == '\0') << result.errors;
   for (const std::string& name : folder.Names()) {
     EXPECT_TRUE(name == "in" || name == "script" || name == "fs" || name == "pipe") << name;
   }
@@ -75,11 +76,11 @@ INSTANTIATE_TEST_SUITE_P(
         {"FileSizeLimit", "ulimit -f 100; convert --to text -o out",
          "cannot write out: File too large\n"},
         {"FullDevice",
-         "for command in list 'describe Gid' 'sample Gid' 'size Gid in --from "
+         "for command in list --help 'describe Gid' 'sample Gid' 'size Gid in --from "
          "delimited'; do $CMNSYS $command > /dev/full; [ $? = 2 ] || exit 9; done; exit 2",
          "cannot write standard output: No space left on device\n"},
         {"ClosedOutput",
-         "for command in list 'describe Gid' 'sample Gid' 'size Gid in --from "
+         "for command in list --help 'describe Gid' 'sample Gid' 'size Gid in --from "
          "delimited'; do $CMNSYS $command >&-; [ $? = 2 ] || exit 9; done; exit 2",
          "cannot write standard output: "},
         {"ReaderThatGoesAway", "convert --to jsonl > >(head -c 10)",

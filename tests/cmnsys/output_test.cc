@@ -73,25 +73,5 @@ TEST(Output, GoesToDescriptorsAndPipesInPlace) {
   EXPECT_EQ(folder.Names(), (std::vector<std::string>{"log", "pipe"}));
 }
 
-TEST(Output, IsGoneWhenASignalEndsTheCommand) {
-  const TemporaryFolder folder;
-  // More than a pipe holds: the tool has begun to write when all of it is in the pipe.
-  const ProcessResult ran = Shell(
-      "cd " + folder.path() +
-      "; mkfifo in; $CMNSYS convert Gid in --from delimited --to delimited -o out & exec 3>in; "
-      "head -c 3000000 /dev/zero >&3; kill -TERM $!; wait $!");
-  EXPECT_EQ(ran.status, 128 + 15);
-  EXPECT_EQ(folder.Names(), std::vector<std::string>{"in"});
-}
-
-TEST(Output, ThatFailsIsReportedOnce) {
-  for (const std::string command :
-       {"$CMNSYS list > /dev/full", "$CMNSYS --help > /dev/full", "$CMNSYS list -- >&-",
-        "$CMNSYS sample Gid --count 100000 > >(exit)",
-        "ulimit -f 1; $CMNSYS sample Gid --count 1000 --to jsonl -o $(mktemp -u)"}) {
-    EXPECT_TRUE(RefusedWith(Shell(command), "cannot write ")) << command;
-  }
-}
-
 }  // namespace
 }  // namespace CmnSys::Test
