@@ -57,6 +57,7 @@ int Main(int argc, char* argv[]) {
   CmnSys::Tool::AddCheckCommand(&app);
   CmnSys::Tool::AddConvertCommand(&app);
   CmnSys::Tool::AddDiffCommand(&app);
+  CmnSys::Tool::AddFilterCommand(&app);
   CmnSys::Tool::AddGuessCommand(&app);
   CmnSys::Tool::AddSizeCommand(&app);
   CmnSys::Tool::AddSampleCommand(&app);

@@ -16,6 +16,7 @@ void AddDecodeCommand(CLI::App* app);
 void AddDescribeCommand(CLI::App* app);
 void AddDiffCommand(CLI::App* app);
 void AddEncodeCommand(CLI::App* app);
+void AddFilterCommand(CLI::App* app);
 void AddGuessCommand(CLI::App* app);
 void AddHealthCommand(CLI::App* app);
 void AddListCommand(CLI::App* app);
