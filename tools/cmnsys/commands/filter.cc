@@ -172,8 +172,10 @@ void AddFilterCommand(CLI::App* app) {
              1, UINT32_MAX)
       ->type_name("COUNT")
       ->default_str("all");
-  AddFormat(command, "-f,--from", &options->from, "Format of the input; auto is mostly delimited");
-  AddFormat(command, "-t,--to", &options->to, "Format of the output; auto is that of the input");
+  AddFormat(command, "-f,--from", &options->from,
+            "Format of the input; auto is delimited unless the ending tells another");
+  AddFormat(command, "-t,--to", &options->to,
+            "Format of the output; auto is by the ending, else that of the input");
   AddOutput(command, &options->output);
   AddJson(command, &options->json);
   command->footer(
