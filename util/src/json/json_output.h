@@ -3,6 +3,7 @@
 
 #include <google/protobuf/io/zero_copy_stream.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstring>
@@ -35,11 +36,44 @@ class JsonOutput {
     first_ = false;
   }
 
-  // The name with its quotes and colon.
-  void Key(std::string_view key) {
-    Element();
-    Raw(key);
-    if (indent_ > 0) Put(' ');
+  // A name with its quotes and colon, ready to be copied.
+  class MemberName {
+   public:
+    MemberName() = default;
+    // The name is UTF-8.
+    explicit MemberName(std::string_view name) : text_("," + JsonQuoted(name) + ":") {
+      size_ = text_.size();
+      text_.resize(std::max(size_, kShort));
+    }
+
+    // With quotes and colon.
+    std::string_view text() const { return {text_.data() + 1, size_ - 1}; }
+
+   private:
+    friend class JsonOutput;
+    std::string text_;  // Behind a comma, and padded to kShort bytes.
+    std::size_t size_ = 0;
+  };
+
+  void Key(const MemberName& name) {
+    if (indent_ > 0) {
+      Element();
+      Raw(name.text());
+      Put(' ');
+    } else {
+      const char* const text = name.text_.data();
+      const std::size_t size = name.size_;
+      if (first_) {
+        first_ = false;
+        Raw({text + 1, size - 1});
+      } else if (size <= kShort && Left() >= kShort) {
+        // A copy of fixed length takes a few instructions and no call.
+        std::memcpy(next_, text, kShort);
+        next_ += size;
+      } else {
+        Raw({text, size});
+      }
+    }
   }
 
   void Element() {
@@ -96,6 +130,8 @@ class JsonOutput {
   bool failed() const { return failed_; }
 
  private:
+  static constexpr std::size_t kShort = 32;
+
   std::size_t Left() const { return static_cast<std::size_t>(end_ - next_); }
 
   void Put(char c) {

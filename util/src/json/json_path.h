@@ -12,65 +12,68 @@
 
 namespace CmnSys::Util {
 
-// The fields that are being read or written, outermost first.
+class JsonPathStep;
+
+// The fields that are being read or written.
 class JsonPath {
  public:
-  void Push(const google::protobuf::FieldDescriptor* field) {
-    steps_.push_back({field, -1, false});
-  }
-  void Pop() {
-    if (steps_.back().in_map) keys_.pop_back();
-    steps_.pop_back();
-  }
-  void Clear() {
-    steps_.clear();
-    keys_.clear();
-  }
-
   // Which element of the last field is at hand, or which entry of a map.
-  void SetIndex(int index) { steps_.back().index = index; }
-  void SetKey(std::string key) {
-    if (!std::exchange(steps_.back().in_map, true)) keys_.emplace_back();
-    keys_.back() = std::move(key);
-  }
-  int index() const { return steps_.back().index; }
+  inline void SetIndex(int index);
+  inline void SetKey(std::string key);
 
   // "arguments[1].iota_u32.val", "[Pb.CmnSys.Maps.geometryPoint]", "labels["en"]".
-  std::string Text() const {
-    std::string text;
-    auto key = keys_.begin();
-    for (const Step& step : steps_) {
-      AppendField(*step.field, &text);
-      if (step.index >= 0) AppendIndex(step.index, &text);
-      if (step.in_map) text += "[" + Quoted(*key++) + "]";
-    }
-    return text;
-  }
+  inline std::string Text() const;
 
  private:
-  struct Step {
-    const google::protobuf::FieldDescriptor* field;
-    int index;  // -1 unless an element is at hand.
-    bool in_map;
-  };
-
-  std::vector<Step> steps_;
+  friend class JsonPathStep;
+  JsonPathStep* last_ = nullptr;
   std::vector<std::string> keys_;  // Of the steps that are in a map.
 };
 
 // A step of the path for as long as it lives.
 class JsonPathStep {
  public:
-  JsonPathStep(JsonPath* path, const google::protobuf::FieldDescriptor* field) : path_(path) {
-    path_->Push(field);
+  JsonPathStep(JsonPath* path, const google::protobuf::FieldDescriptor* field)
+      : path_(path), before_(path->last_), field_(field) {
+    path->last_ = this;
   }
-  ~JsonPathStep() { path_->Pop(); }
+  ~JsonPathStep() {
+    if (in_map_) path_->keys_.pop_back();
+    path_->last_ = before_;
+  }
   JsonPathStep(const JsonPathStep&) = delete;
   JsonPathStep& operator=(const JsonPathStep&) = delete;
 
  private:
+  friend class JsonPath;
   JsonPath* path_;
+  JsonPathStep* before_;
+  const google::protobuf::FieldDescriptor* field_;
+  int index_ = -1;  // Unless an element is at hand.
+  bool in_map_ = false;
 };
+
+void JsonPath::SetIndex(int index) { last_->index_ = index; }
+
+void JsonPath::SetKey(std::string key) {
+  if (!std::exchange(last_->in_map_, true)) keys_.emplace_back();
+  keys_.back() = std::move(key);
+}
+
+std::string JsonPath::Text() const {
+  std::vector<const JsonPathStep*> steps;
+  for (const JsonPathStep* step = last_; step != nullptr; step = step->before_) {
+    steps.push_back(step);
+  }
+  std::string text;
+  auto key = keys_.begin();
+  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
+    AppendField(*(*step)->field_, &text);
+    if ((*step)->index_ >= 0) AppendIndex((*step)->index_, &text);
+    if ((*step)->in_map_) text += "[" + Quoted(*key++) + "]";
+  }
+  return text;
+}
 
 }  // namespace CmnSys::Util
 

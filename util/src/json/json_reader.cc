@@ -121,7 +121,6 @@ class MessageReader {
       : options_(options), lexer_(lexer) {}
 
   bool ReadRoot(Message* message) {
-    path_.Clear();
     seen_.clear();
     seen_extensions_.clear();
     wire_.Clear();
@@ -281,7 +280,7 @@ class MessageReader {
     const std::size_t end = std::min(likely + kTried, type.fields.size());
     for (std::size_t i = likely; i < end; ++i) {
       const JsonField& field = type.fields[i];
-      if (seen_[seen + i] == kNot && lexer_->TakeIfNext(field.json_key)) return &field;
+      if (seen_[seen + i] == kNot && lexer_->TakeIfNext(field.json_name.text())) return &field;
     }
     return nullptr;
   }

@@ -2,7 +2,6 @@
 
 #include <google/protobuf/descriptor.pb.h>
 
-#include "json/json_output.h"
 #include "text/field_path.h"
 
 namespace CmnSys::Util {
@@ -83,10 +82,10 @@ JsonEnum::JsonEnum(const EnumDescriptor& type)
 
 void JsonField::Describe(const FieldDescriptor& described, bool shares_name) {
   field = &described;
-  const std::string schema_name = FieldName(described);
+  const std::string name = FieldName(described);
   const bool own_name = described.is_extension() || shares_name;
-  json_key = JsonQuoted(own_name ? schema_name : described.json_name()) + ":";
-  schema_key = JsonQuoted(schema_name) + ":";
+  json_name = JsonOutput::MemberName(own_name ? name : described.json_name());
+  schema_name = JsonOutput::MemberName(name);
   type = described.type();
   cpp_type = described.cpp_type();
   repeated = described.is_repeated();

@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "json/json_output.h"
 #include "json/well_known_types.h"
 #include "tables/extensions.h"
 #include "tables/indexes.h"
@@ -47,9 +48,8 @@ struct JsonField {
   void Describe(const google::protobuf::FieldDescriptor& described, bool shares_name);
 
   const google::protobuf::FieldDescriptor* field = nullptr;
-  // As member names with quotes and colon: "\"thisId\":".
-  std::string json_key;
-  std::string schema_key;
+  JsonOutput::MemberName json_name;
+  JsonOutput::MemberName schema_name;
   google::protobuf::FieldDescriptor::Type type = google::protobuf::FieldDescriptor::TYPE_BOOL;
   google::protobuf::FieldDescriptor::CppType cpp_type =
       google::protobuf::FieldDescriptor::CPPTYPE_BOOL;

@@ -132,7 +132,7 @@ class MessageWriter {
     if (options_.unset_fields) AddUnsetFields(*type.descriptor, &*fields);
     for (const FieldDescriptor* descriptor : *fields) {
       const JsonField& field = types_.FieldOf(type, *descriptor);
-      output_.Key(options_.schema_names ? field.schema_key : field.json_key);
+      output_.Key(options_.schema_names ? field.schema_name : field.json_name);
       const JsonPathStep step(&path_, descriptor);
       if (!WriteField(message, reflection, field, depth)) return false;
     }
@@ -178,13 +178,13 @@ class MessageWriter {
       if (const auto fault = Parse(bytes, limits, held.get())) {
         return Fail("the value is no " + held->GetTypeName() + ": " + ToString(*fault));
       }
-      output_.Key("\"@type\":");
+      output_.Key(JsonOutput::MemberName("@type"));
       output_.Text(url);
       const JsonType& held_type = types_.Of(*held->GetDescriptor());
       if (held_type.form == JsonForm::kMembers) {
         if (!WriteFields(*held, held_type, depth)) return false;
       } else {
-        output_.Key("\"value\":");
+        output_.Key(JsonOutput::MemberName("value"));
         if (!WriteMessage(*held, held_type, depth + 1)) return false;
       }
     }
@@ -223,7 +223,7 @@ class MessageWriter {
       path_.SetKey(name);
       std::string utf8;
       if (!MakeUtf8(name, &utf8)) return false;
-      output_.Key(JsonQuoted(utf8) + ":");
+      output_.Key(JsonOutput::MemberName(utf8));
       if (!WriteValue(*entry, *entry->GetReflection(), value, kSingular, depth)) return false;
     }
     output_.End('}');

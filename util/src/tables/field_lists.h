@@ -8,12 +8,17 @@
 
 namespace CmnSys::Util {
 
-// Lists of fields, whose memory serves one message after the other.
+// Lists of fields, whose memory serves one message of a thread after the other.
 class FieldLists {
  public:
   using Fields = std::vector<const google::protobuf::FieldDescriptor*>;
 
-  // The fields that are set in a message, by number, for as long as it lives.
+  FieldLists() { SwapWithThread(); }
+  ~FieldLists() { SwapWithThread(); }
+  FieldLists(const FieldLists&) = delete;
+  FieldLists& operator=(const FieldLists&) = delete;
+
+  // The fields that are set in a message, by number, for as long as this lives.
   class Set {
    public:
     Set(FieldLists* lists, const google::protobuf::Message& message,
@@ -38,6 +43,9 @@ class FieldLists {
   };
 
  private:
+  // What the thread keeps from one object to the next.
+  void SwapWithThread();
+
   std::vector<Fields> spare_;
 };
 

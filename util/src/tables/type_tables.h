@@ -38,6 +38,17 @@ class TypeTables {
   };
 
   static const Table& SharedOf(const Descriptor& type) {
+    // Threads mostly ask for one type again and again.
+    thread_local const Descriptor* last = nullptr;
+    thread_local const Table* table_of_last = nullptr;
+    if (last != &type) {
+      table_of_last = &FindShared(type);
+      last = &type;
+    }
+    return *table_of_last;
+  }
+
+  static const Table& FindShared(const Descriptor& type) {
     static auto* const shared = new Shared;
     {
       const std::shared_lock lock(shared->mutex);
