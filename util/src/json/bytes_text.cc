@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace CmnSys::Util {
 namespace {
@@ -39,6 +40,17 @@ constexpr DigitTable MakeHexadecimalTable() {
 constexpr DigitTable kBase64Digits = MakeBase64Table();
 constexpr DigitTable kHexadecimalDigits = MakeHexadecimalTable();
 
+using PairTable = std::array<std::array<char, 2>, 64 * 64>;
+
+constexpr PairTable MakePairTable() {
+  PairTable table = {};
+  for (std::size_t i = 0; i < table.size(); ++i) table[i] = {kBase64[i / 64], kBase64[i % 64]};
+  return table;
+}
+
+// Two characters at a time.
+constexpr PairTable kBase64Pairs = MakePairTable();
+
 }  // namespace
 
 char* WriteBase64(std::string_view bytes, char* text) {
@@ -46,24 +58,24 @@ char* WriteBase64(std::string_view bytes, char* text) {
   const auto take = [&next] {
     return static_cast<std::uint32_t>(static_cast<unsigned char>(*next++));
   };
-  const auto put = [&text](std::uint32_t bits, int shift) {
-    *text++ = kBase64[bits >> shift & 63];
+  const auto put = [&text](std::uint32_t bits) {
+    std::memcpy(text, kBase64Pairs[bits & 0xfff].data(), 2);
+    text += 2;
   };
   std::size_t left = bytes.size();
   for (; left >= 3; left -= 3) {
     std::uint32_t bits = take() << 16;
     bits |= take() << 8;
     bits |= take();
-    for (const int shift : {18, 12, 6, 0}) put(bits, shift);
+    put(bits >> 12);
+    put(bits);
   }
   if (left == 0) return text;
   std::uint32_t bits = take() << 16;
   if (left == 2) bits |= take() << 8;
-  put(bits, 18);
-  put(bits, 12);
-  if (left == 2) put(bits, 6);
-  if (left == 1) *text++ = '=';
-  *text++ = '=';
+  put(bits >> 12);
+  put(bits);
+  for (std::size_t i = left; i < 3; ++i) text[static_cast<std::ptrdiff_t>(i) - 3] = '=';
   return text;
 }
 

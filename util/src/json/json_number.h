@@ -23,7 +23,7 @@ NumberResult ParseReal(std::string_view text, Real* value);
 // The shortest number that reads back as `value`, which must be finite; of the largest float, all
 // digits; of minus zero "-0.0", since readers that take "-0" for a whole number lose its sign.
 // Written to `text`, which has room for kLongestReal characters; returns the end of it.
-constexpr std::size_t kLongestReal = 32;
+constexpr std::size_t kLongestReal = 40;
 template <typename Real>
 char* WriteReal(Real value, char* text);
 

@@ -85,7 +85,7 @@ class JsonOutput {
   // JSON as it is.
   void Raw(std::string_view text) {
     if (Left() < text.size()) return RawInPieces(text);
-    std::memcpy(next_, text.data(), text.size());
+    Copy(text);
     next_ += text.size();
   }
 
@@ -141,6 +141,23 @@ class JsonOutput {
 
   template <typename Encode>
   void Encoded(std::string_view bytes, const Encode& encode);
+  // Most texts are short, which a few instructions copy without a call.
+  void Copy(std::string_view text) {
+    const char* const from = text.data();
+    const std::size_t size = text.size();
+    if (size > 32) {
+      std::memcpy(next_, from, size);
+    } else if (size >= 16) {
+      std::memcpy(next_, from, 16);
+      std::memcpy(next_ + size - 16, from + size - 16, 16);
+    } else if (size >= 8) {
+      std::memcpy(next_, from, 8);
+      std::memcpy(next_ + size - 8, from + size - 8, 8);
+    } else {
+      for (std::size_t i = 0; i < size; ++i) next_[i] = from[i];
+    }
+  }
+
   bool Refill();
   void RawInPieces(std::string_view text);
   void NewLine();

@@ -7,8 +7,12 @@
 namespace CmnSys::Util {
 
 using google::protobuf::Descriptor;
+using google::protobuf::DescriptorPool;
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+using google::protobuf::MessageFactory;
+using google::protobuf::Reflection;
 
 namespace {
 
@@ -47,6 +51,14 @@ std::vector<NameIndex::Entry> NamesOf(const Descriptor& type) {
     if (!shared[static_cast<std::size_t>(i)]) names.push_back({type.field(i)->json_name(), i});
   }
   return names;
+}
+
+const Reflection* GeneratedReflection(const Descriptor& type) {
+  if (type.file()->pool() != DescriptorPool::generated_pool() || type.options().map_entry()) {
+    return nullptr;
+  }
+  const Message* const prototype = MessageFactory::generated_factory()->GetPrototype(&type);
+  return prototype == nullptr ? nullptr : prototype->GetReflection();
 }
 
 std::vector<JsonField> Described(const std::vector<const FieldDescriptor*>& descriptors) {
@@ -88,6 +100,7 @@ void JsonField::Describe(const FieldDescriptor& described, bool shares_name) {
   schema_name = JsonOutput::MemberName(name);
   type = described.type();
   cpp_type = described.cpp_type();
+  extension = described.is_extension();
   repeated = described.is_repeated();
   map = described.is_map();
   takes_null = TakesNull(described);
@@ -97,6 +110,7 @@ void JsonField::Describe(const FieldDescriptor& described, bool shares_name) {
 
 JsonType::JsonType(const Descriptor& type)
     : descriptor(&type),
+      generated_reflection(GeneratedReflection(type)),
       form(JsonFormOf(type)),
       fields(FieldsOf(type)),
       names(NamesOf(type)),

@@ -4,8 +4,11 @@
 #define CMNSYS_UTIL_SRC_JSON_JSON_TYPE_H_
 
 #include <google/protobuf/descriptor.h>
+#include <google/protobuf/message.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -53,6 +56,7 @@ struct JsonField {
   google::protobuf::FieldDescriptor::Type type = google::protobuf::FieldDescriptor::TYPE_BOOL;
   google::protobuf::FieldDescriptor::CppType cpp_type =
       google::protobuf::FieldDescriptor::CPPTYPE_BOOL;
+  bool extension = false;
   bool repeated = false;  // Maps are repeated, too.
   bool map = false;
   bool takes_null = false;
@@ -80,6 +84,8 @@ struct JsonType {
   }
 
   const google::protobuf::Descriptor* descriptor;
+  // Of the generated class of the type; nullptr where there is none.
+  const google::protobuf::Reflection* generated_reflection;
   JsonForm form;
   std::vector<JsonField> fields;  // By index.
   NameIndex names;
@@ -118,7 +124,23 @@ class JsonTypes {
     late_extensions_.clear();
   }
 
-  // A field or extension of the type.
+  // A field or extension of the type. `likely` is the index at which it probably stands, and
+  // becomes that of the next.
+  const JsonField& FieldOf(const JsonType& type, const google::protobuf::FieldDescriptor& field,
+                           std::size_t* likely) {
+    // To compare addresses is faster than to look into the descriptor.
+    constexpr std::size_t kTried = 3;
+    const std::size_t end = std::min(*likely + kTried, type.fields.size());
+    for (std::size_t i = *likely; i < end; ++i) {
+      if (type.fields[i].field == &field) {
+        *likely = i + 1;
+        return type.fields[i];
+      }
+    }
+    if (!field.is_extension()) *likely = static_cast<std::size_t>(field.index()) + 1;
+    return FieldOf(type, field);
+  }
+
   const JsonField& FieldOf(const JsonType& type, const google::protobuf::FieldDescriptor& field) {
     return field.is_extension() ? ExtensionOf(type, field)
                                 : type.fields[static_cast<std::size_t>(field.index())];

@@ -89,7 +89,8 @@ class MessageWriter {
       : options_(options), output_(*output) {}
 
   bool WriteRoot(const Message& message) {
-    return WriteMessage(message, types_.Of(*message.GetDescriptor()), 0) && CheckOutput();
+    const JsonType& type = types_.Of(*message.GetDescriptor());
+    return WriteMessage(Known(message, type), type, 0) && CheckOutput();
   }
 
   JsonError TakeError() { return std::move(error_); }
@@ -97,8 +98,22 @@ class MessageWriter {
  private:
   // The functions below return false after an error.
 
+  // A message with what would take time to ask it for.
+  struct Known {
+    Known(const Message& its_message, const Reflection& its_reflection, bool is_generated)
+        : message(its_message), reflection(its_reflection), generated(is_generated) {}
+    Known(const Message& its_message, const JsonType& type)
+        : message(its_message),
+          reflection(*message.GetReflection()),
+          generated(&reflection == type.generated_reflection) {}
+
+    const Message& message;
+    const Reflection& reflection;
+    bool generated;  // Of a generated class, and so are all messages in its fields.
+  };
+
   // The message in the form that its type has in JSON.
-  bool WriteMessage(const Message& message, const JsonType& type, int depth) {
+  bool WriteMessage(const Known& known, const JsonType& type, int depth) {
     if (depth > options_.max_depth) {
       return Fail("messages are nested more than " + std::to_string(options_.max_depth) +
                   " deep; raise max_depth if that is right");
@@ -106,15 +121,14 @@ class MessageWriter {
     switch (type.form) {
       case JsonForm::kMembers:
         output_.Begin('{');
-        return WriteFields(message, type, depth) && EndObject();
+        return WriteFields(known, type, depth) && EndObject();
       case JsonForm::kValue:
-        return WriteValue(message, *message.GetReflection(), type.fields.front(), kSingular,
-                          depth) &&
-               ReportUnknownFields(message, *message.GetReflection());
+        return WriteValue(known, type.fields.front(), kSingular, depth) &&
+               ReportUnknownFields(known);
       case JsonForm::kOwn:
-        return WriteOwn(message);
+        return WriteOwn(known.message);
       case JsonForm::kAny:
-        return WriteAny(message, depth);
+        return WriteAny(known, depth);
     }
     return false;
   }
@@ -126,17 +140,17 @@ class MessageWriter {
 
   bool CheckOutput() { return !output_.failed() || Fail("the output cannot be written"); }
 
-  bool WriteFields(const Message& message, const JsonType& type, int depth) {
-    const Reflection& reflection = *message.GetReflection();
-    FieldLists::Set fields(&lists_, message, reflection);
+  bool WriteFields(const Known& known, const JsonType& type, int depth) {
+    FieldLists::Set fields(&lists_, known.message, known.reflection);
     if (options_.unset_fields) AddUnsetFields(*type.descriptor, &*fields);
+    std::size_t likely = 0;
     for (const FieldDescriptor* descriptor : *fields) {
-      const JsonField& field = types_.FieldOf(type, *descriptor);
+      const JsonField& field = types_.FieldOf(type, *descriptor, &likely);
       output_.Key(options_.schema_names ? field.schema_name : field.json_name);
       const JsonPathStep step(&path_, descriptor);
-      if (!WriteField(message, reflection, field, depth)) return false;
+      if (!WriteField(known, field, depth)) return false;
     }
-    return ReportUnknownFields(message, reflection);
+    return ReportUnknownFields(known);
   }
 
   static void AddUnsetFields(const Descriptor& type, FieldLists::Fields* fields) {
@@ -163,9 +177,10 @@ class MessageWriter {
     return true;
   }
 
-  bool WriteAny(const Message& any, int depth) {
+  bool WriteAny(const Known& known, int depth) {
+    const Message& any = known.message;
     const Descriptor& type = *any.GetDescriptor();
-    const Reflection& reflection = *any.GetReflection();
+    const Reflection& reflection = known.reflection;
     const std::string url = reflection.GetString(any, type.FindFieldByNumber(1));
     const std::string bytes = reflection.GetString(any, type.FindFieldByNumber(2));
     output_.Begin('{');
@@ -182,39 +197,37 @@ class MessageWriter {
       output_.Text(url);
       const JsonType& held_type = types_.Of(*held->GetDescriptor());
       if (held_type.form == JsonForm::kMembers) {
-        if (!WriteFields(*held, held_type, depth)) return false;
+        if (!WriteFields(Known(*held, held_type), held_type, depth)) return false;
       } else {
         output_.Key(JsonOutput::MemberName("value"));
-        if (!WriteMessage(*held, held_type, depth + 1)) return false;
+        if (!WriteMessage(Known(*held, held_type), held_type, depth + 1)) return false;
       }
     }
-    return ReportUnknownFields(any, reflection) && EndObject();
+    return ReportUnknownFields(known) && EndObject();
   }
 
-  bool WriteField(const Message& message, const Reflection& reflection, const JsonField& field,
-                  int depth) {
-    if (!field.repeated) return WriteValue(message, reflection, field, kSingular, depth);
-    if (field.map) return WriteMap(message, reflection, field, depth);
+  bool WriteField(const Known& known, const JsonField& field, int depth) {
+    if (!field.repeated) return WriteValue(known, field, kSingular, depth);
+    if (field.map) return WriteMap(known, field, depth);
     output_.Begin('[');
-    const int size = reflection.FieldSize(message, field.field);
+    const int size = known.reflection.FieldSize(known.message, field.field);
     for (int i = 0; i < size; ++i) {
       path_.SetIndex(i);
       output_.Element();
-      if (!WriteValue(message, reflection, field, i, depth)) return false;
+      if (!WriteValue(known, field, i, depth)) return false;
     }
     output_.End(']');
     return true;
   }
 
   // Entries sorted by their names, since maps have no order.
-  bool WriteMap(const Message& message, const Reflection& reflection, const JsonField& field,
-                int depth) {
+  bool WriteMap(const Known& known, const JsonField& field, int depth) {
     const JsonType& type = types_.MessageTypeOf(field);
     const JsonField& value = type.fields[1];
     std::map<std::string, const Message*> entries;
-    const int size = reflection.FieldSize(message, field.field);
+    const int size = known.reflection.FieldSize(known.message, field.field);
     for (int i = 0; i < size; ++i) {
-      const Message& entry = reflection.GetRepeatedMessage(message, field.field, i);
+      const Message& entry = known.reflection.GetRepeatedMessage(known.message, field.field, i);
       // Dynamic messages keep all entries that were read with one key; the last one counts.
       entries[MapKeyText(entry, type.fields[0].field)] = &entry;
     }
@@ -224,7 +237,7 @@ class MessageWriter {
       std::string utf8;
       if (!MakeUtf8(name, &utf8)) return false;
       output_.Key(JsonOutput::MemberName(utf8));
-      if (!WriteValue(*entry, *entry->GetReflection(), value, kSingular, depth)) return false;
+      if (!WriteValue(Known(*entry, type), value, kSingular, depth)) return false;
     }
     output_.End('}');
     return true;
@@ -234,8 +247,9 @@ class MessageWriter {
   static constexpr int kSingular = -1;
 
   // The value of a singular field, or the element of a repeated one at the index.
-  bool WriteValue(const Message& message, const Reflection& reflection, const JsonField& field,
-                  int index, int depth) {
+  bool WriteValue(const Known& known, const JsonField& field, int index, int depth) {
+    const Message& message = known.message;
+    const Reflection& reflection = known.reflection;
     const auto get = [&](auto singular, auto repeated) {
       return index == kSingular ? (reflection.*singular)(message, field.field)
                                 : (reflection.*repeated)(message, field.field, index);
@@ -265,20 +279,30 @@ class MessageWriter {
       case FieldDescriptor::CPPTYPE_ENUM:
         WriteEnum(field, get(&Reflection::GetEnumValue, &Reflection::GetRepeatedEnumValue));
         return true;
-      case FieldDescriptor::CPPTYPE_STRING: {
-        std::string copy;
+      case FieldDescriptor::CPPTYPE_STRING:
         return WriteStringOrBytes(
-            field, index == kSingular
-                       ? reflection.GetStringReference(message, field.field, &copy)
-                       : reflection.GetRepeatedStringReference(message, field.field, index, &copy));
-      }
+            field,
+            index == kSingular
+                ? reflection.GetStringReference(message, field.field, &scratch_)
+                : reflection.GetRepeatedStringReference(message, field.field, index, &scratch_));
       case FieldDescriptor::CPPTYPE_MESSAGE:
-        return WriteMessage(index == kSingular
-                                ? reflection.GetMessage(message, field.field)
-                                : reflection.GetRepeatedMessage(message, field.field, index),
-                            types_.MessageTypeOf(field), depth + 1);
+        return WriteSubMessage(known, field,
+                               index == kSingular
+                                   ? reflection.GetMessage(message, field.field)
+                                   : reflection.GetRepeatedMessage(message, field.field, index),
+                               depth + 1);
     }
     return Fail("the field has a type that this library does not know");
+  }
+
+  bool WriteSubMessage(const Known& known, const JsonField& field, const Message& message,
+                       int depth) {
+    const JsonType& type = types_.MessageTypeOf(field);
+    // In extensions anybody may have put a dynamic message.
+    if (known.generated && !field.extension) {
+      return WriteMessage(Known(message, *type.generated_reflection, true), type, depth);
+    }
+    return WriteMessage(Known(message, type), type, depth);
   }
 
   void WriteEnum(const JsonField& field, int number) {
@@ -334,10 +358,10 @@ class MessageWriter {
     output_.Raw({text, static_cast<std::size_t>(Util::WriteReal(value, text) - text)});
   }
 
-  bool ReportUnknownFields(const Message& message, const Reflection& reflection) {
-    const UnknownFieldSet& unknown = reflection.GetUnknownFields(message);
+  bool ReportUnknownFields(const Known& known) {
+    const UnknownFieldSet& unknown = known.reflection.GetUnknownFields(known.message);
     for (int i = 0; i < unknown.field_count(); ++i) {
-      if (!Lose(Describe(unknown.field(i), *message.GetDescriptor()))) return false;
+      if (!Lose(Describe(unknown.field(i), *known.message.GetDescriptor()))) return false;
     }
     return true;
   }
@@ -359,6 +383,7 @@ class MessageWriter {
   JsonTypes types_;
   JsonPath path_;
   FieldLists lists_;
+  std::string scratch_;  // For strings that a message does not hold as such.
   JsonError error_;
 };
 
