@@ -704,25 +704,16 @@ void WriteNumbers(const EnumDescriptor* type, Printer* printer) {
   printer->Print(
       "template <>\n"
       "constexpr bool HasNumber<$type$>(::std::int32_t number) {\n"
-      "  return ",
+      "  switch (number) {\n",
       "type", QualifiedClassName(type));
-  // As runs of numbers without gaps: many enums are one.
-  bool first = true;
-  for (auto number = numbers.begin(); number != numbers.end();) {
-    const int low = *number;
-    int high = low;
-    while (++number != numbers.end() && *number == high + 1) ++high;
-    printer->Print(first ? "" : " ||\n         ");
-    first = false;
-    if (low == high) {
-      printer->Print("number == $low$", "low", std::to_string(low));
-    } else {
-      printer->Print("(number >= $low$ && number <= $high$)", "low", std::to_string(low), "high",
-                     std::to_string(high));
-    }
+  for (const int number : numbers) {
+    printer->Print("    case $number$:\n", "number", std::to_string(number));
   }
   printer->Print(
-      ";\n"
+      "      return true;\n"
+      "    default:\n"
+      "      return false;\n"
+      "  }\n"
       "}\n");
 }
 

@@ -59,8 +59,19 @@ inline std::uint32_t ByteAt(const char* p) { return static_cast<unsigned char>(*
   return nullptr;
 }
 
-[[gnu::noinline]] inline const char* ReadVarintSlow(const char* p, const char* e,
-                                                    std::uint64_t* value) {
+// Eight bytes, the first one lowest.
+inline std::uint64_t EightBytesAt(const char* p) {
+  static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "Views are for little-endian machines.");
+  std::uint64_t bytes = 0;
+  std::memcpy(&bytes, p, sizeof bytes);
+  return bytes;
+}
+
+// The top bits of those bytes that end a number.
+inline std::uint64_t NumberEnds(std::uint64_t bytes) { return ~bytes & 0x8080808080808080; }
+
+[[gnu::noinline]] inline const char* ReadVarintByteByByte(const char* p, const char* e,
+                                                          std::uint64_t* value) {
   std::uint64_t result = 0;
   for (int i = 0; i < 10 && p != e; ++i) {
     const std::uint64_t byte = ByteAt(p++);
@@ -71,6 +82,20 @@ inline std::uint32_t ByteAt(const char* p) { return static_cast<unsigned char>(*
     }
   }
   return nullptr;
+}
+
+// Numbers of up to 8 bytes without a branch that depends on their length.
+inline const char* ReadVarintSlow(const char* p, const char* e, std::uint64_t* value) {
+  if (e - p < 8) return ReadVarintByteByByte(p, e, value);
+  std::uint64_t bytes = EightBytesAt(p);
+  const std::uint64_t ends = NumberEnds(bytes);
+  if (ends == 0) return ReadVarintByteByByte(p, e, value);
+  bytes &= (ends ^ (ends - 1)) & 0x7f7f7f7f7f7f7f7f;
+  // Close the gaps between groups of 7, then 14, then 28 bits.
+  bytes = (bytes & 0x007f007f007f007f) | (bytes & 0x7f007f007f007f00) >> 1;
+  bytes = (bytes & 0x00003fff00003fff) | (bytes & 0x3fff00003fff0000) >> 2;
+  *value = (bytes & 0x000000000fffffff) | (bytes & 0x0fffffff00000000) >> 4;
+  return p + (__builtin_ctzll(ends) >> 3) + 1;
 }
 
 [[gnu::noinline]] inline const char* ReadLengthSlow(const char* p, const char* e,
@@ -119,10 +144,13 @@ inline const char* ReadVarint(const char* p, const char* e, std::uint64_t* value
 
 // Reads a number that is not needed.
 inline const char* SkipVarint(const char* p, const char* e) {
-  for (int i = 0; i < 10 && p != e; ++i) {
-    if (internal::ByteAt(p++) < 0x80) return p;
+  if (p != e && internal::ByteAt(p) < 0x80) return p + 1;
+  if (e - p >= 8) {
+    const std::uint64_t ends = internal::NumberEnds(internal::EightBytesAt(p));
+    if (ends != 0) return p + (__builtin_ctzll(ends) >> 3) + 1;
   }
-  return nullptr;
+  std::uint64_t number = 0;
+  return internal::ReadVarintByteByByte(p, e, &number);
 }
 
 // Reads the length of a string, message or packed field. Succeeds only if that many bytes follow.
