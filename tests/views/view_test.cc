@@ -53,9 +53,10 @@ TEST(View, AnErrorLeavesNothingSetAndStaysWhereItIs) {
   EXPECT_FALSE(cut.has_query_result_system_events());
   EXPECT_FALSE(cut.query_result_system_events().HasError());
   // The second field of the sub-message is cut off, the event around it is whole.
-  const EventView event(
+  const std::string whole =
       "\x8a\x01\x04\x0a\x01"
-      "a\x12\x28\x02"s);
+      "a\x12\x28\x02"s;
+  const EventView event(whole);
   EXPECT_FALSE(event.HasError());
   EXPECT_EQ(event.this_id(), 0);
   EXPECT_TRUE(event.originating_server_gid().HasError());
@@ -101,13 +102,13 @@ TEST(View, IsReadToTheDepthLimitOnAStackOf256KiB) {
       bytes.insert(0, tag + length);
     }
   }
-  EXPECT_EXIT(
-      {
-        const rlimit limit = {256 << 10, 256 << 10};
-        if (setrlimit(RLIMIT_STACK, &limit) != 0) std::exit(2);
-        std::exit(Depth(IotaView(bytes)) == 34 ? 0 : 1);
-      },
-      testing::ExitedWithCode(0), "");
+  const auto read = [&bytes] {
+    rlimit limit = {};
+    limit.rlim_cur = limit.rlim_max = 256 << 10;
+    if (setrlimit(RLIMIT_STACK, &limit) != 0) std::exit(2);
+    std::exit(Depth(IotaView(bytes)) == 34 ? 0 : 1);
+  };
+  EXPECT_EXIT(read(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
