@@ -100,6 +100,27 @@ test("the decoder says what is wrong with bad input, and where", async () => {
   }
 });
 
+test("the decoder takes large input", async () => {
+  const page = await site.open("decoder.html");
+  for (const [input, count] of [
+    ["0b0c".repeat(250_000), 3000],
+    ["0a80807d" + "41".repeat(2_048_000), 1],
+    ["0a00".repeat(250_000) + "0a02", 3000],
+  ]) {
+    await page.fill("#type", "Pb.CmnSys.Events.EventList");
+    await page.fill("#input", "");
+    await page.locator("#result").waitFor({ state: "hidden" });
+    await page.evaluate((text) => {
+      const element = document.querySelector("#input");
+      element.value = text;
+      element.dispatchEvent(new Event("input"));
+    }, input);
+    await page.locator("#result").waitFor();
+    assert.equal(await page.locator("#tree > ul > li").count(), count);
+  }
+  assert.match(await page.locator("#message").textContent(), /at byte 500001, in events, 2 bytes are announced, 0 are left/);
+});
+
 const views = ["index.html", "events.html", "reference/CmnSys.Rules.html", "guides/cmnsys.html", "decoder.html"];
 
 test("axe finds nothing serious, in the light and in the dark", { timeout: 1_800_000 }, async () => {

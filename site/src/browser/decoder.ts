@@ -20,6 +20,7 @@ import { readWire, type WireField, type WireTree } from "./wire_tree.ts";
 const maxInput = 4 << 20;
 const maxShownBytes = 8192;
 const guesses = 6;
+const shownFields = { fields: 3000, checkAll: true };
 
 const byId = <T extends HTMLElement>(id: string) => document.getElementById(id) as T;
 const input = byId<HTMLTextAreaElement>("input");
@@ -129,7 +130,7 @@ async function run() {
   try {
     const registry = await schema();
     const decoded = decode(registry);
-    const wire = readWire(decoded.bytes, decoded.type, registry);
+    const wire = readWire(decoded.bytes, decoded.type, registry, shownFields);
     current = { decoded, wire };
     show();
   } catch (error) {
@@ -168,6 +169,9 @@ function show() {
   }
   showBytes(bytes, wire.fault?.offset);
   tree.replaceChildren(fieldList(wire.fields));
+  if (wire.cut) {
+    tree.append(made("p", "used", `Only the first ${shownFields.fields} fields and packed values are shown.`));
+  }
   result.hidden = false;
   showForm();
 }

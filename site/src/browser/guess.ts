@@ -17,6 +17,9 @@ function points(fields: WireField[], depth = 0): number {
   return sum;
 }
 
+/** So many fields tell the type; all of them, for every type, would take long in large messages. */
+const limit = { fields: 300, checkAll: false };
+
 function typesOf(registry: FileRegistry): DescMessage[] {
   return [...registry].filter(
     (type): type is DescMessage => type.kind === "message" && type.file.name.startsWith("ProtoBuf/"),
@@ -30,16 +33,16 @@ const isKnown = (fields: WireField[]): boolean =>
   fields.every(({ field, children }) => field && (!children || isKnown(children)));
 
 /** The most likely types, the best first. Empty when the bytes are no message at all. */
-export function guessBinary(bytes: Uint8Array, registry: FileRegistry, limit: number): DescMessage[] {
+export function guessBinary(bytes: Uint8Array, registry: FileRegistry, count: number): DescMessage[] {
   return typesOf(registry)
-    .map((type) => ({ type, ...readWire(bytes, type, registry) }))
+    .map((type) => ({ type, ...readWire(bytes, type, registry, limit) }))
     .filter(({ fault }) => !fault)
     .map(({ type, fields }) => ({
       type,
       points: points(fields) + (isKnown(fields) ? 4 : 0) + fit(type, new Set(fields.map((f) => f.number)).size),
     }))
     .sort((a, b) => b.points - a.points)
-    .slice(0, limit)
+    .slice(0, count)
     .map(({ type }) => type);
 }
 

@@ -8,11 +8,17 @@ export type Input =
   | { form: "json"; json: string }
   | { form: "text"; text: string };
 
+/** So many characters tell the form. */
+const telling = 4096;
+
 /** The form that the input seems to have. */
 export function formOf(input: string): Input["form"] {
-  const text = input.trim();
+  const all = input.trim();
+  const text = all.slice(0, telling);
   if (text.startsWith("{")) return "json";
-  if (/^(0x)?[0-9a-f]{2}([\s,:;]*(0x)?[0-9a-f]{2})*$/i.test(text)) return "hex";
+  // The last byte of the part may be cut off.
+  const end = all.length > telling ? "[\\s,:;]*(0x?)?[0-9a-f]?" : "";
+  if (new RegExp(`^(0x)?[0-9a-f]{2}([\\s,:;]*(0x)?[0-9a-f]{2})*${end}$`, "i").test(text)) return "hex";
   const bytesApart = /^\S{1,2}(\s+\S{1,2})+$/.test(text);
   if (!bytesApart && /^[A-Za-z0-9+/_\s-]+=*$/.test(text) && !/^[0-9a-f\s]+$/i.test(text)) return "base64";
   if (/^[\w[].*[:{<]/s.test(text)) return "text";

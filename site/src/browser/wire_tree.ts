@@ -34,9 +34,20 @@ export interface WireFault {
 export interface WireTree {
   fields: WireField[];
   fault?: WireFault;
+  /** There are more fields than were asked for. */
+  cut: boolean;
+}
+
+export interface WireLimit {
+  /** How many fields and packed values are kept. */
+  fields: number;
+  /** What comes after them is still searched for a fault. */
+  checkAll: boolean;
 }
 
 const maxDepth = 100;
+/** Of longer strings and bytes only the beginning is made a value. */
+const maxValueBytes = 4096;
 
 class Fault extends Error {
   constructor(
@@ -75,13 +86,27 @@ const zigzag = (value: bigint) => (value >> 1n) ^ -(value & 1n);
 
 class Reader {
   private view: DataView;
+  private kept = 0;
   fault?: WireFault;
+  cut = false;
 
   constructor(
     private bytes: Uint8Array,
     private registry: Registry,
+    private limit: WireLimit,
   ) {
     this.view = new DataView(bytes.buffer, bytes.byteOffset, bytes.byteLength);
+  }
+
+  /** Whether one more field or value is to be kept. */
+  private keep(): boolean {
+    if (this.kept >= this.limit.fields) this.cut = true;
+    else this.kept++;
+    return !this.cut;
+  }
+
+  private get ended(): boolean {
+    return this.fault !== undefined || (this.cut && !this.limit.checkAll);
   }
 
   private varint(at: number, end: number): [bigint, number] {
@@ -165,7 +190,8 @@ class Reader {
         const declared = this.fieldOf(type, number);
         here = path ? `${path}.${declared?.name ?? number}` : (declared?.name ?? String(number));
         const node: WireField = { number, start: at, valueStart: afterTag, end: afterTag };
-        fields.push(node);
+        if (this.keep()) fields.push(node);
+        else if (this.ended) return { fields, at: end };
         const wanted = declared && (declared.message ? 2 : expectedWireType(declared.scalar));
         const packed = declared?.fieldKind === "list" && !declared.message && wireType === 2 && wanted !== 2;
         if (declared && (wireType === wanted || packed)) node.field = declared;
@@ -173,7 +199,7 @@ class Reader {
           node.remark = `${declared.name} has this number, but as ${wireTypeNames[wanted!]}`;
         }
         this.value(node, wireType, packed, end, here, depth);
-        if (this.fault) return { fields, at: end };
+        if (this.ended) return { fields, at: end };
         at = node.end;
       } catch (error) {
         if (!(error instanceof Fault)) throw error;
@@ -181,7 +207,7 @@ class Reader {
         return { fields, at: end };
       }
     }
-    if (group) this.fault ??= { offset: end, path, reason: `group ${group} does not end` };
+    if (group && !this.ended) this.fault ??= { offset: end, path, reason: `group ${group} does not end` };
     return { fields, at };
   }
 
@@ -224,39 +250,50 @@ class Reader {
     const values: string[] = [];
     const wireType = expectedWireType(field.scalar);
     for (let at = begin; at < end; ) {
+      const kept = this.keep();
+      if (!kept && this.ended) break;
       if (wireType === 0) {
         const [value, next] = this.varint(at, end);
-        values.push(this.varintValue(field, value).value!);
+        if (kept) values.push(this.varintValue(field, value).value!);
         at = next;
       } else {
         const size = wireType === 1 ? 8 : 4;
         if (at + size > end) throw new Fault(at, `${size} bytes are wanted, ${end - at} are left`);
-        values.push(this.fixed(field.scalar, at));
+        if (kept) values.push(this.fixed(field.scalar, at));
         at += size;
       }
     }
-    return `[${values.join(", ")}]`;
+    return `[${values.join(", ")}${this.cut ? ", …" : ""}]`;
   }
 
   private bytesValue(node: WireField, begin: number) {
-    const bytes = this.bytes.subarray(begin, node.end);
+    const size = node.end - begin;
+    const bytes = this.bytes.subarray(begin, begin + Math.min(size, maxValueBytes));
+    const rest = size > bytes.length ? `… (${size} bytes)` : "";
     if (node.field?.scalar === ScalarType.BYTES) {
-      node.value = bytes.length ? hex(bytes) : "empty";
+      node.value = size ? hex(bytes) + rest : "empty";
       return;
     }
     try {
-      const text = new TextDecoder("utf-8", { fatal: true }).decode(bytes);
+      const decoder = new TextDecoder("utf-8", { fatal: true });
+      if (node.field) decoder.decode(this.bytes.subarray(begin, node.end));
+      const text = decoder.decode(bytes, { stream: rest !== "" });
       const readable = node.field || !/[\x00-\x08\x0e-\x1f]/.test(text);
-      node.value = readable ? JSON.stringify(text) : hex(bytes);
+      node.value = (readable ? JSON.stringify(text) : hex(bytes)) + rest;
     } catch {
-      node.value = hex(bytes);
+      node.value = hex(bytes) + rest;
       if (node.field) node.remark = "not UTF-8";
     }
   }
 }
 
-export function readWire(bytes: Uint8Array, type: DescMessage, registry: Registry): WireTree {
-  const reader = new Reader(bytes, registry);
+export function readWire(
+  bytes: Uint8Array,
+  type: DescMessage,
+  registry: Registry,
+  limit: WireLimit,
+): WireTree {
+  const reader = new Reader(bytes, registry, limit);
   const { fields } = reader.read(type, 0, bytes.length, "", 1);
-  return { fields, fault: reader.fault };
+  return { fields, fault: reader.fault, cut: reader.cut };
 }
