@@ -76,8 +76,7 @@ bool Generator::GenerateAll(const std::vector<const FileDescriptor*>& files,
   const std::unique_ptr<google::protobuf::io::ZeroCopyOutputStream> stream(
       context->Open(options.validation_header));
   Printer printer(stream.get(), '$');
-  WriteValidationHeader(files, options.validation_header, options, &printer);
-  return true;
+  return WriteValidationHeader(files, options.validation_header, options, &printer, error);
 }
 
 }  // namespace CmnSys::Compiler

@@ -37,12 +37,15 @@ void AddFile(const FileDescriptor* file, std::set<const FileDescriptor*>* added,
   for (int i = 0; i < file->message_type_count(); ++i) AddMessage(file->message_type(i), messages);
 }
 
+constexpr std::size_t kMostSlots = 1 << 14;  // Of one message; an event takes 1,024.
+
 struct Slot {
   std::uint32_t tag = 0;
   std::string content = "0";
 };
 
-// What has to be looked into: fields that are messages, or may be packed.
+// What has to be looked into: fields that are messages, or may be packed. Empty when their numbers
+// are too far apart.
 std::vector<Slot> SlotsOf(const Descriptor* message,
                           const std::map<const Descriptor*, std::size_t>& indexes) {
   std::vector<const FieldDescriptor*> fields;
@@ -72,7 +75,7 @@ std::vector<Slot> SlotsOf(const Descriptor* message,
     used.push_back(slot);
   }
   // As many slots as it takes for the low bits of the numbers to differ.
-  for (std::size_t size = 1;; size *= 2) {
+  for (std::size_t size = 1; size <= kMostSlots; size *= 2) {
     std::vector<Slot> slots(size);
     bool fits = true;
     for (const Slot& slot : used) {
@@ -82,12 +85,13 @@ std::vector<Slot> SlotsOf(const Descriptor* message,
     }
     if (fits) return slots;
   }
+  return {};
 }
 
 }  // namespace
 
-void WriteValidationHeader(const std::vector<const FileDescriptor*>& files, const std::string& path,
-                           const Options& options, Printer* printer) {
+bool WriteValidationHeader(const std::vector<const FileDescriptor*>& files, const std::string& path,
+                           const Options& options, Printer* printer, std::string* error) {
   std::vector<const Descriptor*> messages;
   std::set<const FileDescriptor*> added;
   for (const FileDescriptor* file : files) AddFile(file, &added, &messages);
@@ -124,6 +128,12 @@ void WriteValidationHeader(const std::vector<const FileDescriptor*>& files, cons
   std::size_t first = 0;
   for (const Descriptor* message : messages) {
     const std::vector<Slot> slots = SlotsOf(message, indexes);
+    if (slots.empty()) {
+      *error = message->full_name() +
+               ": the numbers of its fields and extensions that are messages "
+               "or repeated are too far apart for a validation header";
+      return false;
+    }
     shapes += "{" + std::to_string(first) + "u, " + std::to_string(slots.size() - 1) + "u},\n";
     first += slots.size();
     for (const Slot& slot : slots) {
@@ -154,6 +164,7 @@ void WriteValidationHeader(const std::vector<const FileDescriptor*>& files, cons
       "\n"
       "#endif  // $guard$\n",
       "guard", guard);
+  return true;
 }
 
 }  // namespace CmnSys::Compiler

@@ -15,10 +15,11 @@
 namespace CmnSys::Compiler {
 
 // Writes the header for the messages of the files, and of the files that they import. `path` is the
-// one under which it is included.
-void WriteValidationHeader(const std::vector<const google::protobuf::FileDescriptor*>& files,
+// one under which it is included. Returns false and sets *error to a sentence when a message cannot
+// be told in a table of reasonable size.
+bool WriteValidationHeader(const std::vector<const google::protobuf::FileDescriptor*>& files,
                            const std::string& path, const Options& options,
-                           google::protobuf::io::Printer* printer);
+                           google::protobuf::io::Printer* printer, std::string* error);
 
 }  // namespace CmnSys::Compiler
 
