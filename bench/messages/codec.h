@@ -36,6 +36,7 @@ std::unique_ptr<Codec> MakeOursArena();
 std::unique_ptr<Codec> MakeOursArenaGrowing();
 std::unique_ptr<Codec> MakeOursHeap();
 std::unique_ptr<Codec> MakeOursCheckAlone();
+std::unique_ptr<Codec> MakeOursWalkAlone();
 std::unique_ptr<Codec> MakeOursJson();
 std::unique_ptr<Codec> MakeOursJsonAlone();
 std::unique_ptr<Codec> MakeViews();

@@ -25,19 +25,21 @@ struct Variant {
   std::unique_ptr<Codec> (*make)();
   bool grows = false;  // Also timed with other numbers of pairs.
   bool writes = true;
+  bool single = false;  // Also timed with a single event, which stays in the nearest cache.
 };
 
 constexpr Variant kVariants[] = {
     {"bytes copied", CmnSys::Bench::MakeBytesCopied},
     {"hand-written", CmnSys::Bench::MakeHandWritten},
     {"ours, reused", CmnSys::Bench::MakeOursReused, true},
-    {"ours, bytes alone", CmnSys::Bench::MakeOursBytesAlone},
+    {"ours, bytes alone", CmnSys::Bench::MakeOursBytesAlone, false, true, true},
     {"ours, arena", CmnSys::Bench::MakeOursArena, true},
     {"ours, growing arena", CmnSys::Bench::MakeOursArenaGrowing, true},
     {"ours, heap", CmnSys::Bench::MakeOursHeap, true},
-    {"ours, check alone", CmnSys::Bench::MakeOursCheckAlone, false, false},
+    {"ours, check alone", CmnSys::Bench::MakeOursCheckAlone, false, false, true},
+    {"ours, walk alone", CmnSys::Bench::MakeOursWalkAlone, false, false, true},
     {"ours, JSON", CmnSys::Bench::MakeOursJson},
-    {"ours, JSON alone", CmnSys::Bench::MakeOursJsonAlone},
+    {"ours, JSON alone", CmnSys::Bench::MakeOursJsonAlone, false, true, true},
     {"ours, views", CmnSys::Bench::MakeViews, true, false},
     {"ours, views, validated", CmnSys::Bench::MakeValidatedViews, true, false},
     {"Cap'n Proto", CmnSys::Bench::MakeCapnProto, true},
@@ -47,7 +49,7 @@ constexpr Variant kVariants[] = {
     {"simdjson", CmnSys::Bench::MakeSimdjson, false, false},
     {"RapidJSON", CmnSys::Bench::MakeRapidJson},
     {"RapidJSON, our JSON", CmnSys::Bench::MakeRapidJsonMapping},
-    {"RapidJSON, our JSON alone", CmnSys::Bench::MakeRapidJsonMappingAlone},
+    {"RapidJSON, our JSON alone", CmnSys::Bench::MakeRapidJsonMappingAlone, false, true, true},
     {"pugixml", CmnSys::Bench::MakePugixml},
     {"gSOAP", CmnSys::Bench::MakeGsoap},
 };
@@ -135,6 +137,7 @@ int main(int argc, char** argv) {
   if (!Agree()) return 1;
   for (const Variant& variant : kVariants) {
     Register(variant, kPairs);
+    if (variant.single) Register(variant, 1);
     if (!variant.grows) continue;
     for (const int pairs : {100, 10'000, 100'000}) Register(variant, pairs);
   }

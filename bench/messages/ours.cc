@@ -1,7 +1,9 @@
 // The library as programs use it: one message used again and again, a message on an arena, a new
 // message each time; and the JSON of CmnSysUtil.
 
+#include <benchmark/benchmark.h>
 #include <google/protobuf/arena.h>
+#include <google/protobuf/message.h>
 
 #include <stdexcept>
 #include <string>
@@ -18,6 +20,9 @@ namespace CmnSys::Bench {
 namespace {
 
 using google::protobuf::Arena;
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+using google::protobuf::Reflection;
 using Pb::CmnSys::Gid;
 using Pb::CmnSys::Events::Event;
 using Pb::CmnSys::QueriesResult::QueryResult;
@@ -212,21 +217,80 @@ class BytesAlone : public Codec {
   std::string bytes_;
 };
 
-// Checks a message that has been parsed already, instead of reading it.
-class CheckAlone : public BytesAlone {
+// Does something with a message that has been parsed already, instead of reading it.
+class Parsed : public BytesAlone {
  public:
   std::uint64_t Decode(std::string_view bytes) override {
     if (sum_ == 0) {
-      Parse(bytes, &checked_);
-      sum_ = SumOf(checked_);
+      Parse(bytes, &parsed_);
+      sum_ = SumOf(parsed_);
     }
-    Require(Util::Check(checked_).empty(), "ours: the checker refuses the message");
+    Use(parsed_);
     return sum_;
   }
 
  private:
+  virtual void Use(const QueryResult& result) = 0;
+
   std::uint64_t sum_ = 0;
-  QueryResult checked_;
+  QueryResult parsed_;
+};
+
+class CheckAlone : public Parsed {
+  void Use(const QueryResult& result) override {
+    Require(Util::Check(result).empty(), "ours: the checker refuses the message");
+  }
+};
+
+// Asks reflection for every field and its value: what everything that works by it takes at least.
+class WalkAlone : public Parsed {
+  void Use(const QueryResult& result) override { benchmark::DoNotOptimize(Walk(result, 0)); }
+
+  std::size_t Walk(const Message& message, std::size_t depth) {
+    const Reflection& reflection = *message.GetReflection();
+    if (lists_.size() <= depth) lists_.emplace_back();
+    reflection.ListFields(message, &lists_[depth]);
+    std::size_t sum = 0;
+    for (std::size_t i = 0; i < lists_[depth].size(); ++i) {
+      const FieldDescriptor* const field = lists_[depth][i];
+      if (!field->is_repeated()) {
+        sum += Value(message, reflection, field, depth);
+        continue;
+      }
+      const int size = reflection.FieldSize(message, field);
+      for (int j = 0; j < size; ++j) {
+        sum += field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE
+                   ? Walk(reflection.GetRepeatedMessage(message, field, j), depth + 1)
+                   : reflection.GetRepeatedUInt32(message, field, j);
+      }
+    }
+    return sum;
+  }
+
+  std::size_t Value(const Message& message, const Reflection& reflection,
+                    const FieldDescriptor* field, std::size_t depth) {
+    switch (field->cpp_type()) {
+      case FieldDescriptor::CPPTYPE_MESSAGE:
+        return Walk(reflection.GetMessage(message, field), depth + 1);
+      case FieldDescriptor::CPPTYPE_STRING:
+        return reflection.GetStringReference(message, field, &scratch_).size();
+      case FieldDescriptor::CPPTYPE_ENUM:
+        return static_cast<std::size_t>(reflection.GetEnumValue(message, field));
+      case FieldDescriptor::CPPTYPE_INT64:
+        return static_cast<std::size_t>(reflection.GetInt64(message, field));
+      case FieldDescriptor::CPPTYPE_UINT32:
+        return reflection.GetUInt32(message, field);
+      case FieldDescriptor::CPPTYPE_BOOL:
+        return reflection.GetBool(message, field) ? 1 : 0;
+      case FieldDescriptor::CPPTYPE_FLOAT:
+        return static_cast<std::size_t>(reflection.GetFloat(message, field));
+      default:
+        throw std::runtime_error("the values have no such field");
+    }
+  }
+
+  std::vector<std::vector<const FieldDescriptor*>> lists_;
+  std::string scratch_;
 };
 
 class Heap : public Codec {
@@ -335,6 +399,7 @@ std::unique_ptr<Codec> MakeOursHeap() { return std::make_unique<Heap>(); }
 std::unique_ptr<Codec> MakeOursArena() { return std::make_unique<OnArena>(std::size_t{4} << 20); }
 std::unique_ptr<Codec> MakeOursArenaGrowing() { return std::make_unique<OnArena>(0); }
 std::unique_ptr<Codec> MakeOursCheckAlone() { return std::make_unique<CheckAlone>(); }
+std::unique_ptr<Codec> MakeOursWalkAlone() { return std::make_unique<WalkAlone>(); }
 std::unique_ptr<Codec> MakeOursJson() { return std::make_unique<Json>(); }
 std::unique_ptr<Codec> MakeOursJsonAlone() { return std::make_unique<JsonAlone>(); }
 
