@@ -11,6 +11,7 @@ namespace {
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool IsControl(char c) { return (c >= '\0' && c < ' ') || c == '\x7f'; }
 
 int HexDigit(char c) {
   if (IsDigit(c)) return c - '0';
@@ -155,7 +156,7 @@ void FailAt(std::string_view condition, std::size_t offset, const std::string& w
   const std::size_t before = Characters(condition.substr(0, offset));
   std::string line(condition);
   // On one line, where every character takes one column.
-  std::replace_if(line.begin(), line.end(), IsBlank, ' ');
+  std::replace_if(line.begin(), line.end(), IsControl, ' ');
   throw Failure("--where, column " + std::to_string(before + 1) + ": " + what + "\n  " + line +
                 "\n  " + std::string(before, ' ') + "^");
 }
