@@ -17,6 +17,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "pool_errors.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -98,27 +100,13 @@ class Rewriter {
   std::map<std::string, DescriptorProto*> messages_;  // By full name, with a leading dot.
 };
 
-// Collects what the pool finds wrong with a file.
-class Errors : public DescriptorPool::ErrorCollector {
- public:
-  void AddError(const std::string& file, const std::string& element,
-                const google::protobuf::Message* /*descriptor*/, ErrorLocation /*location*/,
-                const std::string& message) override {
-    text_ += file + ": " + element + ": " + message + "\n";
-  }
-  const std::string& text() const { return text_; }
-
- private:
-  std::string text_;
-};
-
 void WriteSchema(const std::string& set_path, const fs::path& folder) {
   FileDescriptorSet set = ReadSet(set_path);
   DescriptorPool pool;
   for (FileDescriptorProto& file : *set.mutable_file()) {
     if (file.name() == kCompilerSchema) continue;
     Rewriter(&file).Run();
-    Errors errors;
+    CmnSys::SchemaGuard::PoolErrors errors;
     const auto* descriptor = pool.BuildFileCollectingErrors(file, &errors);
     if (descriptor == nullptr) throw std::runtime_error(errors.text());
     const fs::path path = folder / file.name();

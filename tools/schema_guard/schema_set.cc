@@ -3,6 +3,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "pool_errors.h"
+
 namespace CmnSys::SchemaGuard {
 
 using google::protobuf::DescriptorPool;
@@ -15,19 +17,6 @@ using google::protobuf::FileDescriptorSet;
 namespace {
 
 constexpr char kOwnFolder[] = "ProtoBuf/CmnSys/";
-
-class ErrorText : public DescriptorPool::ErrorCollector {
- public:
-  void AddError(const std::string& file, const std::string& element,
-                const google::protobuf::Message* /*descriptor*/, ErrorLocation /*location*/,
-                const std::string& message) override {
-    text_ += file + ": " + element + ": " + message + "\n";
-  }
-  const std::string& text() const { return text_; }
-
- private:
-  std::string text_;
-};
 
 // The JSON name that protoc derives from a field's name: without underscores, and the letter after
 // each in upper case.
@@ -74,7 +63,7 @@ void RemoveDerivedNames(FileDescriptorProto* file) {
 SchemaSet::SchemaSet(FileDescriptorSet set) : pool_(std::make_unique<DescriptorPool>()) {
   for (FileDescriptorProto& file : *set.mutable_file()) {
     RemoveDerivedNames(&file);
-    ErrorText errors;
+    PoolErrors errors;
     const FileDescriptor* built = pool_->BuildFileCollectingErrors(file, &errors);
     if (built == nullptr) throw std::runtime_error("not a valid schema:\n" + errors.text());
     if (built->name().rfind(kOwnFolder, 0) == 0) files_.push_back(built);
