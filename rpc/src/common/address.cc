@@ -90,6 +90,10 @@ Address ParseAddress(const std::string& text) {
   };
   static constexpr const char* kForms =
       "write host:port, 192.0.2.7:port, [2001:db8::7]:port or unix:path";
+  // The system's functions would read no further, and take the rest for nothing.
+  if (text.find('\0') != std::string::npos) {
+    throw std::invalid_argument("what holds a null character is no address");
+  }
   Address address;
   if (text.rfind(kUnixPrefix, 0) == 0) {
     address.path = text.substr(std::string(kUnixPrefix).size());

@@ -56,6 +56,10 @@ std::string Read(const std::string& path, const std::string& what) {
     throw std::invalid_argument("cannot read " + what + " " + path + ": " +
                                 std::generic_category().message(errno));
   }
+  // gRPC takes the text as a C string, and would see less than is checked here.
+  if (text.find('\0') != std::string::npos) {
+    throw std::invalid_argument(what + " " + path + " is no PEM file: it holds a null character");
+  }
   return text;
 }
 
