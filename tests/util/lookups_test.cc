@@ -14,7 +14,6 @@
 #include "CmnSys/Util/Pairing.h"
 #include "CmnSys/Util/QueryTypes.h"
 #include "CmnSys/Util/Schema.h"
-#include "ProtoBuf/CmnSys/CmnSys.Iotas.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.Login.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.Notifications.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.SavedViewsStateChange.pb.h"
@@ -74,6 +73,7 @@ TEST(EventTypes, KnowNothingOfUndefinedNumbersAndOtherMessages) {
     EXPECT_EQ(Util::EventCategoryOf(static_cast<EventType>(number)), EVENT_CATEGOTY_UNKNOWN);
   }
   EXPECT_FALSE(Util::EventTypeOf(*Event::descriptor()));
+  EXPECT_EQ(Util::GidTypeInWords(static_cast<Pb::CmnSys::GidType>(24)), "unknown");
   // Declared, but the payload of no type.
   EXPECT_FALSE(Util::EventTypeOf(*EventDeviceDigitalOutputOff::descriptor()));
 }
@@ -106,21 +106,6 @@ TEST(QueryTypes, DetectionBoxesAreSummarizedOnDemand) {
   EXPECT_EQ(Util::ResultTypeFor(query), QUERY_RESULT_TYPE_DETECTION_BOXES);
   query.mutable_query_detection_boxes()->set_bsummarize(true);
   EXPECT_EQ(Util::ResultTypeFor(query), QUERY_RESULT_TYPE_DETECTION_BOX_SUMMARY);
-}
-
-TEST(GidTypes, HaveWordsForUndefinedNumbersToo) {
-  EXPECT_EQ(Util::GidTypeInWords(Pb::CmnSys::GID_TYPE_SAVED_VIEW), "saved view");
-  EXPECT_EQ(Util::GidTypeInWords(static_cast<Pb::CmnSys::GidType>(24)), "unknown");
-}
-
-TEST(Schema, FindsMessageTypesByFullName) {
-  EXPECT_EQ(Util::FindMessageType("Pb.CmnSys.Iota"), Pb::CmnSys::Iota::descriptor());
-  EXPECT_EQ(Util::NewMessage("Pb.CmnSys.Iota")->GetDescriptor(), Pb::CmnSys::Iota::descriptor());
-  EXPECT_EQ(Util::NewMessage("Iota"), nullptr);
-  EXPECT_NE(Util::FindMessageType("Pb.Prism.Version"), nullptr);
-  for (const char* const name : {"", "Iota", "Pb.CmnSys.IotaType", "Pb.CmnSys.Iota.type"}) {
-    EXPECT_EQ(Util::FindMessageType(name), nullptr) << name;
-  }
 }
 
 TEST(Pairing, AnswersForAnyRecordAndValue) {

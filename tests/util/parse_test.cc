@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <random>
 #include <string>
 
 #include "ProtoBuf/CmnSys/CmnSys.Events.pb.h"
@@ -68,17 +67,7 @@ void AgreesWithTheParser(const std::string& bytes) {
       << Describe(*MessageType::descriptor(), bytes);
 }
 
-TEST(FindWireFault, AgreesWithTheParserOnDamagedBytes) {
-  Iota iota;
-  auto* text = iota.mutable_iota_localized_string()->mutable_val();
-  text->set_key("key");
-  text->add_arguments()->mutable_iota_double_array()->add_val(1.5);
-  text->add_arguments()->mutable_iota_u64_array()->add_val(1ULL << 63);
-  text->add_arguments()->mutable_iota_float()->set_val(2.5F);
-  const std::string whole = iota.SerializeAsString();
-  for (std::size_t length = 0; length <= whole.size(); ++length) {
-    AgreesWithTheParser<Iota>(whole.substr(0, length));
-  }
+TEST(FindWireFault, AgreesWithTheParserOnOverlongNumbers) {
   // Varints that are longer than they need to be.
   for (const char* const begin : {"", "\x0a", "\x38", "\xe2\x0c\x02\x08"}) {
     for (std::size_t more = 0; more <= 11; ++more) {
@@ -87,14 +76,6 @@ TEST(FindWireFault, AgreesWithTheParserOnDamagedBytes) {
         AgreesWithTheParser<Gid>(begin + ("\x8a" + std::string(more, '\x80')) + last + "\x01x"s);
       }
     }
-  }
-  std::mt19937 random(1);  // fixed seed: the same bytes in every run
-  for (int i = 0; i < 20000; ++i) {
-    std::string damaged = whole;
-    for (int flips = 1 + i % 3; flips > 0; --flips) {
-      damaged[random() % damaged.size()] ^= static_cast<char>(1U << (random() % 8));
-    }
-    AgreesWithTheParser<Iota>(damaged);
   }
 }
 
@@ -106,16 +87,6 @@ TEST(FindWireFault, CountsDepthAsTheParserDoes) {
   }
   EXPECT_NE(Describe(*Gid::descriptor(), bytes).find("nested more than 100 deep"),
             std::string::npos);
-}
-
-TEST(Parse, GivesTheMessageOrTheReasonAndAnEmptyMessage) {
-  Gid gid;
-  EXPECT_FALSE(Parse("\x0a\x01x"s, {}, &gid));
-  EXPECT_EQ(gid.id(), "x");
-  const auto fault = Parse("\x0a\x01x\x0a\x05"s, {}, &gid);
-  ASSERT_TRUE(fault);
-  EXPECT_EQ(ToString(*fault), "at byte 4, in id, the length is 5 but the bytes left are 0");
-  EXPECT_FALSE(gid.has_id());
 }
 
 TEST(Parse, KeepsItsLimits) {

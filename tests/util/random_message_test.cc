@@ -61,16 +61,6 @@ TEST(RandomMessage, FollowsThePairingRulesOnDemand) {
   EXPECT_GT(violations_without, 100);
 }
 
-TEST(RandomMessage, DependsOnTheSeed) {
-  Pb::CmnSys::Events::Event first;
-  Pb::CmnSys::Events::Event second;
-  Util::FillRandom(7, {}, &first);
-  Util::FillRandom(8, {}, &second);
-  EXPECT_NE(first.SerializeAsString(), second.SerializeAsString());
-  Util::FillRandom(7, {}, &second);
-  EXPECT_EQ(first.SerializeAsString(), second.SerializeAsString());
-}
-
 TEST(RandomMessage, ReachesAllExtensionsOneAtATime) {
   std::vector<const FieldDescriptor*> all;
   Pb::CmnSys::Events::Event event;
