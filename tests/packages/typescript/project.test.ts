@@ -23,7 +23,7 @@ import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { test } from "node:test";
 import { gzipSync } from "node:zlib";
-import { build } from "esbuild";
+import { build } from "esbuild-wasm";
 import { chromium as browserType } from "playwright-core";
 
 const cmnsys = (args: string[], input: Uint8Array = new Uint8Array()) =>
