@@ -116,7 +116,12 @@ std::vector<std::string> Seeds() {
   std::string bytes = "\x0a\x0b 0a 0b ff>|\n";
   for (int i = 0; i < 30; ++i) bytes += static_cast<char>(i * 9);
   std::vector<std::string> seeds = {bytes, bytes.substr(7), std::string(64, 'a'), "0"};
-  for (const Dialect& dialect : kDialects) seeds.push_back(Dump(dialect, bytes));
+  for (const Dialect& dialect : kDialects) {
+    seeds.push_back(Dump(dialect, bytes));
+    // Groups of four bytes may be numbers of the machine that they were dumped on.
+    if (dialect.group == 4) continue;
+    Expect(Read(seeds.back()) == std::vector{bytes}, "this is not refused:\n" + seeds.back());
+  }
   return seeds;
 }
 

@@ -3,7 +3,6 @@
 
 #include <type_traits>
 
-#include "ProtoBuf/Sample/NoPackage.pb.h"
 #include "ProtoBuf/Sample/Services.pb.h"
 #include "support/calls.h"
 
@@ -55,16 +54,6 @@ TEST(ServiceClass, DispatchesAnotherServicesMethodByItsIndex) {
   Response response;
   server.CallMethod(Longer::descriptor()->method(0), &controller, &request, &response, &done);
   EXPECT_EQ(response.text(), "first");
-}
-
-TEST(ServiceClass, IsFoundUnderItsNameInTheRegisteredFile) {
-  CallsServer server;
-  EXPECT_EQ(server.GetDescriptor(), Calls::descriptor());
-  const auto* pool = google::protobuf::DescriptorPool::generated_pool();
-  EXPECT_EQ(pool->FindServiceByName("Sample.Services.Calls"), Calls::descriptor());
-  EXPECT_EQ(pool->FindServiceByName("Sample.Services.Longer"), Longer::descriptor());
-  EXPECT_EQ(pool->FindServiceByName("Unpackaged"), Unpackaged::descriptor());
-  EXPECT_EQ(Sample::Services::WithoutMethods::descriptor()->method_count(), 0);
 }
 
 TEST(ServiceClass, IsBuiltThroughDerivedClassesOnly) {

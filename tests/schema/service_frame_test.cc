@@ -11,7 +11,27 @@
 #include <vector>
 
 #include "CmnSys/Util/Schema.h"
-#include "all_services.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcAlarms.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcBackupRpc.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcClusterMgmt.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcConsole.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcDefault.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcDeviceMgmt.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcDirectory.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcEmailRpc.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcEvents.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcExternalNotifierRpc.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcLogin.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcNodes.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcPackages.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcQuery.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcRecorder.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcRules.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcSettingsExpImp.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcSharedView.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcSiteViews.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcTextTransact.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcTimeline.pb.h"
 #include "support/calls.h"
 
 namespace CmnSys::Test {
@@ -23,6 +43,41 @@ using google::protobuf::MethodDescriptor;
 using google::protobuf::RpcController;
 using google::protobuf::Service;
 using google::protobuf::ServiceDescriptor;
+
+// Generated service classes have no registry, so this table stands in for one.
+struct ServiceClass {
+  const ServiceDescriptor* descriptor;
+  std::unique_ptr<Service> (*new_server)();  // Overrides no method.
+  std::unique_ptr<Service> (*new_stub)(google::protobuf::RpcChannel* channel);
+};
+
+template <typename Class>
+ServiceClass Entry() {
+  class EmptyServer : public Class {};
+  return {Class::descriptor(), [] { return std::unique_ptr<Service>(new EmptyServer); },
+          [](google::protobuf::RpcChannel* channel) {
+            return std::unique_ptr<Service>(new typename Class::Stub(channel));
+          }};
+}
+
+template <typename... Classes>
+std::vector<ServiceClass> Entries() {
+  return {Entry<Classes>()...};
+}
+
+std::vector<ServiceClass> AllServices() {
+  return Entries<Pb::Rpc::Client::SvcAlarms::Alarms, Pb::Rpc::SvcBackupRpc::BackupRpc,
+                 Pb::Rpc::SvcClusterMgmt::ClusterMgmt, Pb::Rpc::SvcConsole::Console,
+                 Pb::Rpc::SvcDefault::Default, Pb::Rpc::SvcDeviceMgmt::DeviceMgmt,
+                 Pb::Rpc::SvcDirectory::Directory, Pb::Rpc::SvcEmailRpc::EmailRpc,
+                 Pb::Rpc::SvcEvents::EventsRpc,
+                 Pb::Rpc::SvcExternalNotifierRpc::ExternalNotifierRpc, Pb::Rpc::SvcLogin::Login,
+                 Pb::Rpc::SvcNodes::Nodes, Pb::Rpc::SvcPackages::Packages, Pb::Rpc::SvcQuery::Query,
+                 Pb::CmnSys::SvcRecorder::Recorder, Pb::Rpc::Client::SvcRules::Rules,
+                 Pb::Rpc::SvcSettingsExpImp::SettingsExpImp, Pb::Rpc::SvcSharedView::SharedView,
+                 Pb::Rpc::SvcSiteViews::SiteViews, Pb::Rpc::Client::SvcTextTransact::TextTransact,
+                 Pb::CmnSys::SvcTimeline::Timeline>();
+}
 
 // Every method of every service, with a server that overrides nothing.
 template <typename Check>
@@ -60,22 +115,18 @@ class RecordingChannel : public google::protobuf::RpcChannel {
 
 TEST(AllServicesTable, NamesEveryServiceOfTheSchema) {
   std::set<const ServiceDescriptor*> in_schema;
-  int methods = 0;
   for (const auto* file : Util::SchemaFiles()) {
-    for (int i = 0; i < file->service_count(); ++i) {
-      in_schema.insert(file->service(i));
-      methods += file->service(i)->method_count();
-    }
+    for (int i = 0; i < file->service_count(); ++i) in_schema.insert(file->service(i));
   }
   std::set<const ServiceDescriptor*> in_table;
   for (const ServiceClass& service : AllServices()) in_table.insert(service.descriptor);
   EXPECT_EQ(in_table, in_schema);
-  EXPECT_EQ(in_schema.size(), 21U);
-  EXPECT_EQ(methods, 67);
 }
 
 TEST(ServiceClasses, DispatchAnIndexToTheMethodOfThatNameWhichFailsTheCallAndRunsTheClosureOnce) {
   ForEachMethod([](const ServiceClass&, Service* server, const MethodDescriptor* method) {
+    EXPECT_EQ(&server->GetRequestPrototype(method), Prototype(method->input_type()));
+    EXPECT_EQ(&server->GetResponsePrototype(method), Prototype(method->output_type()));
     TestController controller;
     CountingClosure done;
     const std::unique_ptr<Message> request(server->GetRequestPrototype(method).New());
@@ -84,13 +135,6 @@ TEST(ServiceClasses, DispatchAnIndexToTheMethodOfThatNameWhichFailsTheCallAndRun
     EXPECT_TRUE(controller.Failed());
     EXPECT_EQ(controller.ErrorText(), "Method " + method->name() + "() not implemented.");
     EXPECT_EQ(done.runs, 1);
-  });
-}
-
-TEST(ServiceClasses, GiveTheDefaultInstancesAsPrototypes) {
-  ForEachMethod([](const ServiceClass&, Service* server, const MethodDescriptor* method) {
-    EXPECT_EQ(&server->GetRequestPrototype(method), Prototype(method->input_type()));
-    EXPECT_EQ(&server->GetResponsePrototype(method), Prototype(method->output_type()));
   });
 }
 

@@ -2,6 +2,7 @@
 #include <google/protobuf/descriptor_database.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <regex>
@@ -163,6 +164,11 @@ TEST(Schema, EachFileIsInTheAreaThatThePageNames) {
   EXPECT_EQ(areas.size(), Util::SchemaFiles().size());
   for (const auto* file : Util::SchemaFiles()) {
     EXPECT_EQ(Util::SchemaArea(*file), areas[file->name()]) << file->name();
+  }
+  // A file that is not in the library's list of files is neither built nor checked.
+  for (const auto& entry : std::filesystem::directory_iterator(CMNSYS_SCHEMA_FOLDER)) {
+    if (entry.path().extension() != ".proto") continue;
+    EXPECT_EQ(areas.count("ProtoBuf/CmnSys/" + entry.path().filename().string()), 1U) << entry;
   }
   EXPECT_EQ(Util::SchemaArea(*google::protobuf::FileDescriptorProto::descriptor()->file()), "");
 }
