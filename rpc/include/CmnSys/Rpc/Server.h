@@ -85,7 +85,8 @@ struct ServerOptions {
   int workers = 16;
   int max_workers = 256;
   // Answers questions about the services by gRPC's server reflection, as grpc.reflection.v1 and as
-  // v1alpha, for tools such as grpcurl. Open to everybody who can connect: `authorize` is not asked.
+  // v1alpha, for tools such as grpcurl. Open to everybody who can connect: `authorize` is not
+  // asked.
   bool reflection = false;
 };
 

@@ -23,8 +23,8 @@ struct ParseLimits {
   // Length of the bytes. At most 2^31 - 1, what protobuf can parse.
   std::uint64_t max_bytes = (std::uint64_t{1} << 31) - 1;
   // Messages and groups nested below the outermost message. The default is that of protobuf's own
-  // parse functions, and the fastest: with any other value the bytes are read twice. Each level takes some 400
-  // bytes of the stack.
+  // parse functions, and the fastest: with any other value the bytes are read twice. Each level
+  // takes some 400 bytes of the stack.
   int max_depth = 100;
 };
 
