@@ -1,6 +1,7 @@
 #!/bin/sh
 # Runs the Node client; its packages are installed first.
-# Usage: client_js.sh ADDRESS CERTIFICATES DESCRIPTOR_SET    in the folder with client.js
+# Usage: client_js.sh ADDRESS CERTIFICATES DESCRIPTOR_SET    in the folder of the npm packages
 set -eu
-"$(dirname "$0")/../../support/npm_packages.sh"
-exec ./client.js "$@"
+here=$(readlink -f "$(dirname "$0")")
+"$here/../../support/npm_packages.sh" .
+NODE_PATH=$PWD/node_modules exec "$here/client.js" "$@"
