@@ -23,6 +23,8 @@ ProcessResult Run(const std::vector<std::string>& command, std::string_view inpu
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, in.c_str(), O_RDONLY, 0);
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), O_WRONLY | O_CREAT, 0600);
   posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), O_WRONLY | O_CREAT, 0600);
+  // What the test itself inherited would count towards the program's limits.
+  posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
 
   std::vector<char*> arguments;
   for (const std::string& argument : command) {
