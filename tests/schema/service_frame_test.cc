@@ -8,6 +8,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "CmnSys/Util/Schema.h"
@@ -95,19 +96,14 @@ const Message* Prototype(const google::protobuf::Descriptor* type) {
   return google::protobuf::MessageFactory::generated_factory()->GetPrototype(type);
 }
 
-struct Call {
-  const MethodDescriptor* method;
-  const RpcController* controller;
-  const Message* request;
-  Message* response;
-  Closure* done;
-};
+using Call =
+    std::tuple<const MethodDescriptor*, RpcController*, const Message*, Message*, Closure*>;
 
 class RecordingChannel : public google::protobuf::RpcChannel {
  public:
   void CallMethod(const MethodDescriptor* method, RpcController* controller, const Message* request,
                   Message* response, Closure* done) override {
-    calls.push_back({method, controller, request, response, done});
+    calls.emplace_back(method, controller, request, response, done);
   }
 
   std::vector<Call> calls;
@@ -149,13 +145,8 @@ TEST(Stubs, HandTheMethodOfTheirIndexAndAllArgumentsToTheChannel) {
     const std::unique_ptr<Message> response(Prototype(method->output_type())->New());
     stub->CallMethod(method, &controller, request.get(), response.get(), &done);
 
-    ASSERT_EQ(channel.calls.size(), 1U);
-    const Call& call = channel.calls[0];
-    EXPECT_EQ(call.method, method);
-    EXPECT_EQ(call.controller, &controller);
-    EXPECT_EQ(call.request, request.get());
-    EXPECT_EQ(call.response, response.get());
-    EXPECT_EQ(call.done, &done);
+    EXPECT_EQ(channel.calls,
+              (std::vector<Call>{{method, &controller, request.get(), response.get(), &done}}));
     EXPECT_EQ(done.runs, 0);
     EXPECT_FALSE(controller.Failed());
   });

@@ -125,6 +125,55 @@ TEST(ViewsAgreeWithTheParser, OnWhatRandomBytesDoNotFind) {
   }
 }
 
+std::string Repeat(const std::string& text, int times) {
+  std::string result;
+  for (int i = 0; i < times; ++i) result += text;
+  return result;
+}
+
+TEST(ViewsAgreeWithTheParser, OnTagsNumbersLengthsAndGroups) {
+  const std::string type = "Pb.CmnSys.Gid";
+  const Message& gid = Prototype(type);
+  const auto compare = [&](const std::string& bytes) {
+    ASSERT_EQ(Compare(type, gid, bytes), "") << testing::PrintToString(bytes);
+  };
+  // Longer than they need to be, or too long.
+  for (const std::string& begin : {""s, "\x0a\x01x"s, "\x0b"s}) {
+    for (const std::string& end : {""s, "\x0c"s, "\x01x"s, "aaaaaaaa"s}) {
+      for (int more = 0; more <= 11; ++more) {
+        for (int last = 0; last < 0x80; ++last) {
+          const std::string rest = Repeat("\x80", more) + static_cast<char>(last) + end;
+          compare(begin + "\x8a" + rest);      // a tag
+          compare(begin + "\x08\xff" + rest);  // a number
+          compare(begin + "\x0a\x81" + rest);  // a length
+        }
+      }
+    }
+  }
+  for (int first = 0; first < 0x100; ++first) {
+    for (const std::string& rest : {""s, "\x01"s, "\x01\x01\x01\x01"s, Repeat("\x01", 8)}) {
+      compare(static_cast<char>(first) + rest);
+    }
+  }
+  for (int depth = 98; depth <= 103; ++depth) {
+    compare(Repeat("\x0b", depth) + Repeat("\x0c", depth));
+    compare(Repeat("\x13", depth) + "\x0b\x0c" + Repeat("\x14", depth));
+  }
+  for (const std::string& bytes : {"\x0b\x14"s, "\x0b\x13\x0c\x14"s, "\x8b\x01\x8c\x81\x00"s}) {
+    compare(bytes);
+  }
+  std::mt19937 random(1);  // fixed seed: the same bytes in every run
+  // Bytes that mean something in many places.
+  const std::string frequent = "\x00\x01\x02\x08\x09\x0a\x0b\x0c\x0d\x12\x13\x14\x80\x81\xff\x7f"s;
+  for (int i = 0; i < 100000; ++i) {
+    std::string bytes(random() % 24, '\0');
+    for (char& byte : bytes) {
+      byte = random() % 4 != 0 ? frequent[random() % frequent.size()] : static_cast<char>(random());
+    }
+    compare(bytes);
+  }
+}
+
 // The bytes of an Iota that holds messages `depth` levels deep, and in the innermost one these.
 std::string Nested(int depth, std::string inner) {
   const char* const tags[] = {"\x12", "\x0a", "\xe2\x0d"};  // arguments, val, iota_localized_string
