@@ -30,7 +30,7 @@ struct Source {
   bool bad = false;  // Nested too deep.
   std::uint32_t path[kMaxPath];
 
-  Source() {}
+  Source() = default;
   explicit Source(std::string_view bytes)
       : begin(bytes.data()), end(bytes.data() + bytes.size()), bad(bytes.size() > kMaxLength) {
     if (bad) end = begin;
@@ -44,6 +44,7 @@ struct Source {
         bad(other.bad) {
     for (int i = 0; i < path_size; ++i) path[i] = other.path[i];
   }
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it copies onto itself what is there.
   Source& operator=(const Source& other) {
     begin = other.begin;
     end = other.end;
