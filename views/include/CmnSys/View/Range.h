@@ -12,6 +12,7 @@
 #include <iterator>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "CmnSys/View/Source.h"
 #include "CmnSys/View/Wire.h"
@@ -90,7 +91,7 @@ struct EnumFormat {
 template <typename T>
 class Arrow {
  public:
-  explicit Arrow(T element) : element_(element) {}
+  explicit Arrow(T element) : element_(std::move(element)) {}
   const T* operator->() const { return &element_; }
 
  private:
