@@ -57,8 +57,7 @@ Status ChannelCore::CheckToken() {
 }
 
 void ChannelCore::PrepareContext(const Metadata& metadata, bool wait_for_ready,
-                                 std::chrono::system_clock::time_point deadline,
-                                 grpc::ClientContext* context) {
+                                 gpr_timespec deadline, grpc::ClientContext* context) {
   if (options.tls) {
     const std::lock_guard lock(token_mutex_);
     if (token_ != nullptr) context->set_credentials(token_);

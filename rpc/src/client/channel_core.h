@@ -1,11 +1,11 @@
 #ifndef CMNSYS_RPC_SRC_CHANNEL_CORE_H_
 #define CMNSYS_RPC_SRC_CHANNEL_CORE_H_
 
+#include <grpc/support/time.h>
 #include <grpcpp/client_context.h>
 #include <grpcpp/completion_queue.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -33,8 +33,8 @@ class ChannelCore : public std::enable_shared_from_this<ChannelCore> {
   // Fails with kUnauthenticated when there is a token but the connection is plaintext.
   Status CheckToken();
   // Sets metadata, token and deadline. A token is left out on a plaintext connection.
-  void PrepareContext(const Metadata& metadata, bool wait_for_ready,
-                      std::chrono::system_clock::time_point deadline, grpc::ClientContext* context);
+  void PrepareContext(const Metadata& metadata, bool wait_for_ready, gpr_timespec deadline,
+                      grpc::ClientContext* context);
 
   // A call with a closure, from before its first operation until its closure has returned. Returns
   // where its operations complete; the first call starts the threads.

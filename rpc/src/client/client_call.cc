@@ -3,12 +3,12 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/message.h>
 #include <grpcpp/impl/client_unary_call.h>
+#include <grpcpp/support/time.h>
 
 #include <utility>
 
 #include "CmnSys/Rpc/ClientController.h"
 #include "common/payload.h"
-#include "common/time.h"
 
 namespace CmnSys::Rpc {
 
@@ -68,7 +68,7 @@ void ClientCall::Start(std::unique_ptr<ClientCall> owned) {
   // The closure must not run inside the call that it reports about.
   call->step_ = Step::kFailed;
   call->alarm_.emplace();
-  call->alarm_->Set(call->queue_, std::chrono::system_clock::now(), call->Post());
+  call->alarm_->Set(call->queue_, AtOnce(), call->Post());
 }
 
 void ClientCall::Cancel() {
@@ -213,7 +213,8 @@ void ClientCall::Report() {
     const auto& entries = settings_->metadata.entries();
     info.metadata.insert(entries.begin(), entries.end());
   }
-  if (deadline_ != std::chrono::system_clock::time_point::max()) info.deadline = deadline_;
+  const auto deadline = grpc::Timespec2Timepoint(deadline_);
+  if (deadline != std::chrono::system_clock::time_point::max()) info.deadline = deadline;
   channel_->options.observer->OnCallEnd({endpoint_ == nullptr ? "" : endpoint_->address, info,
                                          outcome_, std::chrono::steady_clock::now() - begin_,
                                          peer_.empty() ? 0 : request_bytes_, response_bytes_});

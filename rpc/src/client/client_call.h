@@ -19,6 +19,7 @@
 #include "client/channel_core.h"
 #include "client/client_controller_impl.h"
 #include "common/completion.h"
+#include "common/time.h"
 
 namespace CmnSys::Rpc {
 
@@ -68,7 +69,7 @@ class ClientCall final : private Tag {
   const std::chrono::steady_clock::time_point begin_;
   bool cancelled_early_ = false;
   const std::string path_;
-  std::chrono::system_clock::time_point deadline_ = std::chrono::system_clock::time_point::max();
+  gpr_timespec deadline_ = Never();
   grpc::CompletionQueue* queue_ = nullptr;
   Step step_ = Step::kFailed;
   grpc::ByteBuffer request_;

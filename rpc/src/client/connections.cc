@@ -3,6 +3,7 @@
 #include <grpc/grpc.h>
 
 #include <algorithm>
+#include <chrono>
 #include <stdexcept>
 #include <utility>
 
@@ -99,8 +100,7 @@ void Connections::Watch(Watched* watched) {
   const bool changed = state != watched->state;
   if (changed) OnState(watched, state);
   watched->state = state;
-  channel->NotifyOnStateChange(state, std::chrono::system_clock::time_point::max(),
-                               poller_->queue(), watched->Post());
+  channel->NotifyOnStateChange(state, Never(), poller_->queue(), watched->Post());
   lock.unlock();
   if (changed && observer_ != nullptr) Tell(watched, state);
 }
@@ -169,8 +169,7 @@ Connections::Choice Connections::Choose(std::size_t tried, Waiter* waiter) {
     return {endpoints_[(first + tried) % count]->endpoint.get(), false};
   }
   waiter->alarm = std::make_unique<grpc::Alarm>();
-  waiter->alarm->Set(waiter->queue,
-                     waiter->cancelled ? std::chrono::system_clock::now() : waiter->deadline,
+  waiter->alarm->Set(waiter->queue, waiter->cancelled ? AtOnce() : waiter->deadline,
                      waiter->tag->Post());
   if (waiters_.empty()) connecting_ = 0;
   waiters_.insert(waiter);
@@ -207,8 +206,7 @@ void Connections::ConnectNext() {
   if (connecting_ < count && !staggering_) {
     staggering_ = true;
     ++operations_;
-    stagger_.Set(poller_->queue(), std::chrono::system_clock::now() + kStagger,
-                 stagger_tag_.Post());
+    stagger_.Set(poller_->queue(), DeadlineAfter(kStagger), stagger_tag_.Post());
   }
 }
 

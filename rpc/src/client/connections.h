@@ -7,7 +7,6 @@
 #include <grpcpp/completion_queue.h>
 
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <memory>
@@ -20,6 +19,7 @@
 #include "client/endpoint.h"
 #include "client/poller.h"
 #include "common/completion.h"
+#include "common/time.h"
 
 namespace CmnSys::Rpc {
 
@@ -35,7 +35,7 @@ class Connections {
   // A call that has to wait until there is a connection.
   struct Waiter {
     bool wait_for_ready = false;
-    std::chrono::system_clock::time_point deadline;
+    gpr_timespec deadline = Never();
     // Where `tag` completes: with true when the deadline has passed, otherwise when it is time to
     // choose again.
     grpc::CompletionQueue* queue = nullptr;

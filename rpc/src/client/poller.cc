@@ -1,5 +1,7 @@
 #include "client/poller.h"
 
+#include "common/time.h"
+
 namespace CmnSys::Rpc {
 
 namespace {
@@ -45,7 +47,7 @@ void Poller::Begin() {
   const std::chrono::steady_clock::duration last(last_call_.exchange(now.count()));
   blocked_.fetch_add(1);
   if (polling_ && now - last < kAside && held_ == 0 && !kicked_.exchange(true)) {
-    kick_.Set(&queue_, std::chrono::system_clock::now(), kick_tag_.Post());
+    kick_.Set(&queue_, AtOnce(), kick_tag_.Post());
   }
 }
 
@@ -68,8 +70,7 @@ void Poller::Run() {
       if (stopping_) break;
       lock.unlock();
       // Completes what blocking calls have found for this queue.
-      while (queue_.AsyncNext(&tag, &ok, std::chrono::system_clock::now()) ==
-             grpc::CompletionQueue::GOT_EVENT) {
+      while (queue_.AsyncNext(&tag, &ok, AtOnce()) == grpc::CompletionQueue::GOT_EVENT) {
         Tag::CompletePosted(tag, ok);
       }
       continue;

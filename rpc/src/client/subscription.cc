@@ -142,9 +142,7 @@ bool Subscription::Impl::Wait(grpc::CompletionQueue* queue, const Tag* operation
 }
 
 Status Subscription::Impl::Receive(Endpoint* endpoint, grpc::CompletionQueue* queue,
-                                   bool wait_for_ready,
-                                   std::chrono::system_clock::time_point deadline,
-                                   bool* never_sent) {
+                                   bool wait_for_ready, gpr_timespec deadline, bool* never_sent) {
   grpc::ByteBuffer request_bytes;
   const Status serialized =
       SerializeMessage(*request_, "request", channel_->options.max_message_bytes, &request_bytes);
@@ -152,8 +150,7 @@ Status Subscription::Impl::Receive(Endpoint* endpoint, grpc::CompletionQueue* qu
   const std::size_t request_size = request_bytes.Length();
   {
     auto context = std::make_unique<grpc::ClientContext>();
-    channel_->PrepareContext(metadata_, wait_for_ready,
-                             std::chrono::system_clock::time_point::max(), context.get());
+    channel_->PrepareContext(metadata_, wait_for_ready, Never(), context.get());
     const std::lock_guard lock(mutex_);
     context_ = std::move(context);
     if (cancelled_) context_->TryCancel();

@@ -1,6 +1,7 @@
 #ifndef CMNSYS_RPC_SRC_SUBSCRIPTION_IMPL_H_
 #define CMNSYS_RPC_SRC_SUBSCRIPTION_IMPL_H_
 
+#include <grpc/support/time.h>
 #include <grpcpp/client_context.h>
 #include <grpcpp/completion_queue.h>
 
@@ -45,7 +46,7 @@ class Subscription::Impl {
   Status Attempt(bool wait_for_ready);
   // Receives from one server until the end.
   Status Receive(Endpoint* endpoint, grpc::CompletionQueue* queue, bool wait_for_ready,
-                 std::chrono::system_clock::time_point deadline, bool* never_sent);
+                 gpr_timespec deadline, bool* never_sent);
   void BecomeActive(const Endpoint& endpoint);
   void Tell(Event::Kind kind, const std::string& address, const Status& status) const;
   // Waits for the operation just started.

@@ -1,7 +1,10 @@
-// Durations that callers give, brought into the ranges that gRPC takes.
+// Durations that callers give, brought into the ranges that gRPC takes, and times to wait for.
+// Those are of the monotonic clock: the wall clock may be set meanwhile.
 
 #ifndef CMNSYS_RPC_SRC_TIME_H_
 #define CMNSYS_RPC_SRC_TIME_H_
+
+#include <grpc/support/time.h>
 
 #include <algorithm>
 #include <chrono>
@@ -14,15 +17,17 @@ inline int ToArgument(std::chrono::milliseconds duration) {
   return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(duration.count(), 1, INT_MAX));
 }
 
-// So many milliseconds from now, now for a negative number of them; time_point::max(), which gRPC
-// takes for "never", when it is beyond all times.
-inline std::chrono::system_clock::time_point DeadlineAfter(std::chrono::milliseconds timeout) {
-  using std::chrono::system_clock;
-  const auto now = system_clock::now();
-  if (timeout.count() <= 0) return now;
-  const auto left =
-      std::chrono::duration_cast<std::chrono::milliseconds>(system_clock::time_point::max() - now);
-  return timeout >= left ? system_clock::time_point::max() : now + timeout;
+inline gpr_timespec AtOnce() { return gpr_inf_past(GPR_CLOCK_MONOTONIC); }
+inline gpr_timespec Never() { return gpr_inf_future(GPR_CLOCK_MONOTONIC); }
+
+// So many milliseconds from now; at once when there are none, and never from a century on:
+// system_clock, by which deadlines are told, ends in 2262.
+inline gpr_timespec DeadlineAfter(std::chrono::milliseconds timeout) {
+  constexpr std::chrono::hours kCentury{24 * 365 * 100};
+  if (timeout.count() <= 0) return AtOnce();
+  if (timeout >= kCentury) return Never();
+  return gpr_time_add(gpr_now(GPR_CLOCK_MONOTONIC),
+                      gpr_time_from_millis(timeout.count(), GPR_TIMESPAN));
 }
 
 }  // namespace CmnSys::Rpc

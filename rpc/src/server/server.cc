@@ -463,7 +463,7 @@ void Server::Impl::Stop() {
     publisher->Close({StatusCode::kUnavailable, "the server is shutting down"});
   }
   std::thread canceller([this] { CancelAfterGrace(); });
-  server_->Shutdown(std::chrono::system_clock::time_point::max());
+  server_->Shutdown(Never());
   {
     const std::lock_guard lock(lifecycle_);
     grpc_stopped_ = true;

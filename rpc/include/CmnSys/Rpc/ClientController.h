@@ -26,8 +26,8 @@ class CMNSYSRPC_EXPORT ClientController final : public google::protobuf::RpcCont
   ClientController& operator=(const ClientController&) = delete;
 
   // How long the call may take, connecting included; the channel's timeout when not set. Zero or
-  // less, however negative, fails the call at once; milliseconds::max(), or a time beyond what the
-  // clock can tell, waits for ever.
+  // less, however negative, fails the call at once; a century or more, as milliseconds::max() is,
+  // waits for ever. Setting the system's clock meanwhile changes nothing.
   void SetTimeout(std::chrono::milliseconds timeout);
 
   // With true, the call waits for a connection, up to its timeout, when the server cannot be
