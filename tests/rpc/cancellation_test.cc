@@ -1,8 +1,4 @@
-// Deadlines, cancellation, and peers that vanish.
-
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
+// Deadlines and cancellation.
 
 #include <atomic>
 #include <thread>
@@ -96,19 +92,6 @@ TEST_F(Cancel, DuringTheCallEndsItOnBothSidesWithOneNotificationEach) {
   EXPECT_TRUE(held.CancelledOnce());
 }
 
-TEST_F(Cancel, IsWhatTheServerSeesWhenItsClientIsKilled) {
-  const pid_t client = fork();
-  ASSERT_GE(client, 0);
-  if (client == 0) {
-    execl(CMNSYS_HANGING_CLIENT, CMNSYS_HANGING_CLIENT, server.address().c_str(), nullptr);
-    _exit(127);
-  }
-  EXPECT_TRUE(held.arrived.Wait());
-  kill(client, SIGKILL);
-  EXPECT_EQ(waitpid(client, nullptr, 0), client);
-  EXPECT_TRUE(held.CancelledOnce());
-}
-
 TEST(CancelOfAnAnsweredCall, ChangesNothingAndNotificationsHaveRun) {
   std::atomic<int> server_notifications{0};
   LoopbackServer server(
@@ -138,31 +121,6 @@ TEST(CancelOfAnAnsweredCall, RacingTheResponseNotifiesOnce) {
         << caller.controller.ErrorText();
     EXPECT_EQ(caller.notifications, 1);
   }
-}
-
-TEST(Vanished, ServerFailsTheCallAndItsSuccessorIsFound) {
-  HeldCall held;
-  auto first = std::make_unique<LoopbackServer>(held.Method());
-  const std::string address = first->address();
-  Rpc::Channel channel(address);
-  std::thread stopper([&] {
-    held.arrived.Wait();
-    (*first)->Shutdown(milliseconds(0));
-  });
-  const Result cut = Call(&channel);
-  stopper.join();
-  EXPECT_EQ(cut.code, StatusCode::kUnavailable) << cut.text;
-  first.reset();
-  const Result refused = Call(&channel);
-  EXPECT_EQ(refused.code, StatusCode::kUnavailable);
-  EXPECT_EQ(refused.text.rfind("cannot reach " + address, 0), 0U) << refused.text;
-
-  Rpc::ServerOptions options;
-  options.addresses = {address};
-  LoopbackServer second(Echo(), options);
-  Rpc::ClientController controller;
-  controller.SetWaitForReady(true);
-  EXPECT_EQ(Call(&channel, {}, &controller).code, StatusCode::kOk);
 }
 
 }  // namespace

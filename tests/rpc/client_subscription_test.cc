@@ -141,7 +141,7 @@ TEST(Subscribe, EndsInTimeWhenItIsNotAcceptedAndAtOnceWhenItIsCancelled) {
                std::invalid_argument);
 }
 
-TEST(Subscribe, OutlivesItsChannel) {
+TEST(Subscribe, OutlivesItsChannelAndHasEndedWhenItIsDeleted) {
   AskingServer server([](Rpc::Subscriber&) { return Rpc::Status(); });
   auto channel = std::make_unique<Rpc::Channel>(server.address());
   Signal active;
@@ -151,9 +151,11 @@ TEST(Subscribe, OutlivesItsChannel) {
   handler.on_active = [&] { active.Set(); };
   handler.on_message = [&](const Notification&) { ++messages; };
   handler.on_resumed = [&] { ++resumptions; };
+  Signal ended;
+  handler.on_end = [&](const Rpc::Status&) { ended.Set(); };
   Rpc::SubscribeOptions options;
   options.resubscribe = true;
-  const auto subscription = channel->Subscribe<Notification>(
+  auto subscription = channel->Subscribe<Notification>(
       kTicks, EventNotificationSubscribeReq::default_instance(), handler, options);
   ASSERT_TRUE(active.Wait());
   channel.reset();
@@ -161,6 +163,8 @@ TEST(Subscribe, OutlivesItsChannel) {
   ASSERT_TRUE(Eventually([&] { return resumptions == 1; }));
   server.publisher->Publish(Tick(1));
   EXPECT_TRUE(Eventually([&] { return messages == 1; }));
+  subscription.reset();
+  EXPECT_TRUE(ended.IsSet());
 }
 
 }  // namespace

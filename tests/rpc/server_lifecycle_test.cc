@@ -217,35 +217,6 @@ TEST(ServerShutdown, EndsWithItsCallsWhileClientsKeepSubscribingAndASecondOneHur
   }
 }
 
-TEST(ServerThreads, EndAgainUnderLightLoad) {
-  Rpc::ServerOptions options;
-  options.workers = 2;
-  std::atomic<int> blocked{0};
-  Signal release;
-  LoopbackServer server(
-      [&](Rpc::ServerController*, const InitiateReq& request, InitiateRsp*, Closure* done) {
-        if (request.has_query()) {
-          ++blocked;
-          release.Wait();
-        }
-        done->Run();
-      },
-      options);
-  Rpc::Channel channel(server.address());
-  std::vector<std::future<Result>> callers(40);
-  for (auto& caller : callers) {
-    caller = std::async(std::launch::async, [&] { return Call(&channel, RequestWith("block")); });
-  }
-  ASSERT_TRUE(Eventually([&] { return blocked == 40; }));
-  EXPECT_GE(server->Counters().workers, 40);
-  release.Set();
-  for (auto& caller : callers) caller.get();
-  EXPECT_TRUE(Eventually([&] {
-    Call(&channel);
-    return server->Counters().workers <= 6;
-  }));
-}
-
 TEST(ServerThreads, RunCancelClosuresNeverInsideTheMethodsOwnClosure) {
   std::mutex held_by_method;
   Signal notified;

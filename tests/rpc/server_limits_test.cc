@@ -4,6 +4,7 @@
 #include <google/protobuf/wrappers.pb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -14,11 +15,14 @@
 #include <string>
 #include <vector>
 
-#include "accept_fault.h"
 #include "fixture.h"
 
 namespace CmnSys::Test {
 namespace {
+
+// While this is not 0, accept4() fails with it in this program.
+std::atomic<int> accept_error{0};
+std::atomic<int> accept_failures{0};
 
 // A client that speaks HTTP/2 by hand, to stop wherever it likes.
 class BareClient {
@@ -41,12 +45,12 @@ class BareClient {
   }
   // The client's preface and settings, which makes a connection ready for calls.
   void BeginHttp2() { Send("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + Frame(4, 0, 0, "")); }
-  // The headers of a call of Initiate, and no more.
-  bool BeginCall(std::uint32_t stream) {
+  // The headers of a call, and no more.
+  bool BeginCall(std::uint32_t stream, const char* path = "/Pb.Rpc.SvcQuery.Query/Initiate") {
     std::string headers;
     for (const auto& [name, value] : {std::pair{":method", "POST"},
                                       {":scheme", "http"},
-                                      {":path", "/Pb.Rpc.SvcQuery.Query/Initiate"},
+                                      {":path", path},
                                       {":authority", "x"},
                                       {"te", "trailers"},
                                       {"content-type", "application/grpc"}}) {
@@ -154,20 +158,19 @@ TEST(ServerLimits, ConnectionsAreLimitedInAllAndPerClientAndComeBack) {
 }
 
 TEST(ServerLimits, WhateverKeepsConnectionsFromBeingAcceptedIsSurvived) {
-  AcceptFault& fault = TheAcceptFault();
   // Nothing left, not known, and what otherwise befalls single connections.
   for (const int error : {EMFILE, ENFILE, ENOMEM, EIO, EPERM, ECONNABORTED}) {
     LoopbackServer server(Echo());
     auto stopped = std::make_unique<LoopbackServer>(Echo());
     const BareClient waiting(stopped->address());
-    fault.failures = 0;
-    fault.error = error;
+    accept_failures = 0;
+    accept_error = error;
     Rpc::Channel channel(server.address());
     EXPECT_NE(CallWithTimeout(&channel, milliseconds(300)).code, StatusCode::kOk);
-    EXPECT_TRUE(Eventually([&] { return fault.failures > 0; }));
-    EXPECT_LT(fault.failures, 10'000) << "of error " << error << ", without a pause";
+    EXPECT_TRUE(Eventually([&] { return accept_failures > 0; }));
+    EXPECT_LT(accept_failures, 10'000) << "of error " << error << ", without a pause";
     stopped.reset();
-    fault.error = 0;
+    accept_error = 0;
     Rpc::ClientController patient;
     patient.SetWaitForReady(true);
     EXPECT_EQ(Call(&channel, {}, &patient).code, StatusCode::kOk) << error;
@@ -216,7 +219,58 @@ TEST(ServerLimits, PeersThatSayNothingAreGivenUp) {
   }
 }
 
-TEST(ServerLimits, HealthIsToldWhileAllWorkersAreBlockedAndTheServerIsFull) {
+TEST(ServerLimits, CallsOfAClientThatVanishesAreCancelled) {
+  Signal arrived;
+  Signal cancelled;
+  LoopbackServer server(
+      [&](Rpc::ServerController* controller, const InitiateReq&, InitiateRsp*, Closure* done) {
+        controller->NotifyOnCancel(NewClosure([&, controller, done] {
+          EXPECT_TRUE(controller->IsCanceled());
+          done->Run();
+          cancelled.Set();
+        }));
+        arrived.Set();
+      });
+  auto client = std::make_unique<BareClient>(server.address());
+  client->BeginHttp2();
+  client->BeginCall(1);
+  client->EndCall(1, "");
+  ASSERT_TRUE(arrived.Wait());
+  client.reset();
+  EXPECT_TRUE(cancelled.Wait());
+}
+
+TEST(ServerLimits, CallsOfReflectionAreLimitedAndMakeRoomAgain) {
+  Rpc::ServerOptions options;
+  options.reflection = true;
+  LoopbackServer server(Echo(), options);
+  Rpc::Channel channel(server.address());
+  const std::string method = "grpc.reflection.v1.ServerReflection/ServerReflectionInfo";
+  const auto outcome = [&] {
+    StatusCode code = StatusCode::kUnknown;
+    Signal ended;
+    Rpc::SubscriptionHandler handler;
+    handler.on_end = [&](const Rpc::Status& status) {
+      code = status.code;
+      ended.Set();
+    };
+    const auto call = channel.Subscribe(method, google::protobuf::StringValue(),
+                                        google::protobuf::StringValue::default_instance(), handler);
+    EXPECT_TRUE(ended.Wait());
+    return code;
+  };
+  EXPECT_EQ(outcome(), StatusCode::kOk);
+  auto client = std::make_unique<BareClient>(server.address());
+  client->BeginHttp2();
+  for (std::uint32_t i = 0; i < 64; ++i) client->BeginCall(1 + 2 * i, ("/" + method).c_str());
+  EXPECT_TRUE(Eventually([&] { return outcome() == StatusCode::kResourceExhausted; }));
+  EXPECT_EQ(Call(&channel).code, StatusCode::kOk);
+  client.reset();
+  EXPECT_TRUE(Eventually([&] { return outcome() == StatusCode::kOk; }));
+}
+
+TEST(ServerLimits, HealthIsToldWithItsChangesWhileAllWorkersAreBlockedAndTheServerIsFull) {
+  using google::protobuf::Int32Value;
   Rpc::ServerOptions options;
   options.workers = options.max_workers = options.max_calls = 2;
   Signal release;
@@ -234,24 +288,44 @@ TEST(ServerLimits, HealthIsToldWhileAllWorkersAreBlockedAndTheServerIsFull) {
     caller = std::async(std::launch::async, [&] { return Call(&channel); });
   }
   ASSERT_TRUE(Eventually([&] { return blocked == 2; }));
-  google::protobuf::Int32Value told;
-  Signal watched;
+  // HealthCheckRequest and HealthCheckResponse have the same bytes as these two.
+  google::protobuf::StringValue request;
+  request.set_value("Pb.Rpc.SvcQuery.Query");
+  std::vector<int> told;
+  std::atomic<int> count{0};
+  Signal ended;
   Rpc::SubscriptionHandler handler;
   handler.on_message = [&](const google::protobuf::Message& message) {
-    told.CopyFrom(message);
-    watched.Set();
+    told.push_back(static_cast<const Int32Value&>(message).value());
+    ++count;
   };
-  const auto watch =
-      channel.Subscribe("grpc.health.v1.Health/Watch", google::protobuf::StringValue(),
-                        google::protobuf::Int32Value::default_instance(), handler);
-  EXPECT_TRUE(watched.Wait());
-  EXPECT_EQ(told.value(), 1);
+  handler.on_end = [&](const Rpc::Status&) { ended.Set(); };
+  const auto watch = channel.Subscribe("grpc.health.v1.Health/Watch", request,
+                                       Int32Value::default_instance(), handler);
+  EXPECT_TRUE(Eventually([&] { return count == 1; }));
+  server->SetServing(request.value(), false);
+  server->SetServing(request.value(), true);
+  server->SetServing("", false);  // Not watched here.
+  EXPECT_TRUE(Eventually([&] { return count == 3; }));
   const Rpc::ServerCounters counters = server->Counters();
   EXPECT_EQ(counters.busy_workers, 2);
   EXPECT_EQ(counters.calls, 2);
   release.Set();
   for (auto& caller : callers) EXPECT_EQ(caller.get().code, StatusCode::kOk);
+  server->Shutdown();
+  ASSERT_TRUE(ended.Wait());
+  EXPECT_EQ(told, (std::vector<int>{1, 2, 1, 2}));
 }
 
 }  // namespace
 }  // namespace CmnSys::Test
+
+// Takes the place of the C library's in all of the program.
+extern "C" int accept4(int listener, sockaddr* from, socklen_t* length, int flags) {
+  if (CmnSys::Test::accept_error == 0) {
+    return static_cast<int>(syscall(SYS_accept4, listener, from, length, flags));
+  }
+  ++CmnSys::Test::accept_failures;
+  errno = CmnSys::Test::accept_error;
+  return -1;
+}

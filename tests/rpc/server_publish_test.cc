@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <numeric>
 #include <thread>
 #include <vector>
 
@@ -45,19 +46,9 @@ class CountingObserver final : public Rpc::Observer {
     bytes = end.request_bytes + end.response_bytes;
   }
   void OnEvent(const Rpc::Event& event) override {
-    switch (event.kind) {
-      case Rpc::Event::Kind::kSubscribed:
-        ++subscribed;
-        break;
-      case Rpc::Event::Kind::kSubscriberDropped:
-        ++dropped;
-        break;
-      case Rpc::Event::Kind::kUnsubscribed:
-        ++unsubscribed;
-        break;
-      default:
-        break;
-    }
+    subscribed += event.kind == Rpc::Event::Kind::kSubscribed;
+    dropped += event.kind == Rpc::Event::Kind::kSubscriberDropped;
+    unsubscribed += event.kind == Rpc::Event::Kind::kUnsubscribed;
   }
 
   std::vector<std::string> calls;
@@ -70,7 +61,6 @@ class CountingObserver final : public Rpc::Observer {
 class Publishing : public testing::Test {
  protected:
   void Start(Rpc::PublisherOptions options = {}) {
-    Rpc::ServerOptions server_options;
     server_options.addresses = {"127.0.0.1:0"};
     server_options.observer = observer;
     server = std::make_unique<Rpc::Server>(server_options);
@@ -81,6 +71,7 @@ class Publishing : public testing::Test {
   }
 
   std::shared_ptr<CountingObserver> observer = std::make_shared<CountingObserver>();
+  Rpc::ServerOptions server_options;
   std::unique_ptr<Rpc::Server> server;
   Push push{nullptr};
   std::unique_ptr<Rpc::Channel> channel;
@@ -89,7 +80,7 @@ class Publishing : public testing::Test {
 // One subscription that can be kept from taking messages.
 struct Client {
   explicit Client(Rpc::Channel* channel, const EventNotificationSubscribeReq& request = {},
-                  bool blocked = false, const std::string& method = "Push/All") {
+                  bool blocked = false) {
     if (!blocked) go.Set();
     Rpc::SubscriptionHandler handler;
     handler.on_active = [this] { active.Set(); };
@@ -102,8 +93,8 @@ struct Client {
       outcome = status;
       ended.Set();
     };
-    subscription =
-        channel->Subscribe(method, request, Notification::default_instance(), std::move(handler));
+    subscription = channel->Subscribe("Push/All", request, Notification::default_instance(),
+                                      std::move(handler));
   }
   std::size_t Count() {
     const std::lock_guard lock(mutex);
@@ -118,6 +109,12 @@ struct Client {
   std::vector<int> numbers;
   std::unique_ptr<Rpc::Subscription> subscription;
 };
+
+std::vector<int> CountTo(int end) {
+  std::vector<int> numbers(static_cast<std::size_t>(end));
+  std::iota(numbers.begin(), numbers.end(), 0);
+  return numbers;
+}
 
 TEST_F(Publishing, BurstsLongMessagesAndFirstMessagesDropNobody) {
   Rpc::PublisherOptions options;
@@ -136,6 +133,9 @@ TEST_F(Publishing, BurstsLongMessagesAndFirstMessagesDropNobody) {
   ASSERT_TRUE(Eventually([&] { return client.Count() == 5'042; }));
   EXPECT_EQ(push->LongestQueue(), 0U);
   EXPECT_GE(server->Counters().messages_published, 5'002U);
+  // In order.
+  EXPECT_EQ(std::vector(client.numbers.begin(), client.numbers.begin() + 40), CountTo(40));
+  EXPECT_EQ(std::vector(client.numbers.begin() + 40, client.numbers.end() - 2), CountTo(5'000));
 }
 
 TEST_F(Publishing, WaitsForRoomWhenItIsToldToSoThatNobodyIsDropped) {
@@ -155,6 +155,63 @@ TEST_F(Publishing, WaitsForRoomWhenItIsToldToSoThatNobodyIsDropped) {
   starter.join();
   ASSERT_TRUE(Eventually([&] { return slow.Count() == 60; }));
   EXPECT_EQ(server->Counters().subscribers_dropped, 0U);
+}
+
+TEST_F(Publishing, DropsASlowSubscriberWithAClearStatusWhileOthersLoseNothing) {
+  Rpc::PublisherOptions options;
+  options.max_queued_bytes = 1'000'000;
+  Start(options);
+  Rpc::Channel other_channel(server->Addresses().front());
+  Client slow(channel.get(), {}, true);
+  Client good(&other_channel);
+  ASSERT_TRUE(slow.active.Wait());
+  ASSERT_TRUE(good.active.Wait());
+  int published = 0;
+  while (push.Publish(Numbered(published, 20'000)) == 2) {
+    ASSERT_LT(++published, 5'000) << "the slow subscriber was not dropped";
+    // The good subscriber keeps up.
+    ASSERT_TRUE(Eventually([&] { return static_cast<int>(good.Count()) > published - 20; }));
+  }
+  slow.go.Set();
+  ASSERT_TRUE(slow.ended.Wait());
+  EXPECT_EQ(slow.outcome.code, StatusCode::kResourceExhausted);
+  EXPECT_NE(slow.outcome.text.find("the subscriber is too slow: 49 messages"), std::string::npos)
+      << slow.outcome.text;
+  push->EndAll({});
+  ASSERT_TRUE(good.ended.Wait());
+  EXPECT_EQ(good.outcome.code, StatusCode::kOk);
+  EXPECT_EQ(good.numbers, CountTo(published + 1));
+}
+
+TEST_F(Publishing, RefusesSubscribersAndTellsTheOthersOfTheShutdown) {
+  std::atomic<bool> open{false};
+  server_options.authorize = [&](const Rpc::CallInfo& call) -> Rpc::Status {
+    if (open) return {};
+    return {StatusCode::kPermissionDenied, "closed: " + call.service};
+  };
+  Rpc::PublisherOptions options;
+  options.on_subscribe = [](Rpc::Subscriber& subscriber) -> Rpc::Status {
+    const auto& request = subscriber.RequestAs<EventNotificationSubscribeReq>();
+    if (request.event_filter_size() != 0) return {};
+    return {StatusCode::kInvalidArgument, "an empty filter"};
+  };
+  Start(options);
+  for (const char* text : {"closed: Push", "an empty filter"}) {
+    Client refused(channel.get());
+    ASSERT_TRUE(refused.ended.Wait());
+    EXPECT_EQ(refused.outcome.code,
+              open ? StatusCode::kInvalidArgument : StatusCode::kPermissionDenied);
+    EXPECT_EQ(refused.outcome.text, text);
+    EXPECT_FALSE(refused.active.IsSet());
+    open = true;
+  }
+  Client accepted(channel.get(), Filter(kOne));
+  ASSERT_TRUE(accepted.active.Wait());
+  server->Shutdown();
+  ASSERT_TRUE(accepted.ended.Wait());
+  EXPECT_EQ(accepted.outcome.code, StatusCode::kUnavailable);
+  EXPECT_EQ(accepted.outcome.text, "the server is shutting down");
+  EXPECT_EQ(push.Publish(Numbered(2)), 0U);
 }
 
 TEST_F(Publishing, DropsThoseWhoTakeNothingForTooLongAndTellsTheObserver) {

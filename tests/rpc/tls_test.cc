@@ -1,7 +1,5 @@
 // Who can connect to whom.
 
-#include <filesystem>
-
 #include "fixture.h"
 #include "support/process.h"
 
@@ -134,13 +132,10 @@ TEST(Tls, FilesThatCannotBeUsedAreRefusedByName) {
   const Certificates certificates;
   Rpc::TlsFiles missing = certificates.Server();
   missing.key_file = certificates.PathOf("none.key");
-  Rpc::TlsFiles mixed = certificates.Server();
-  mixed.key_file = certificates.PathOf("client.key");
   Rpc::TlsFiles none;
   none.ca_file = certificates.PathOf("ca.pem");
   const std::pair<Rpc::TlsFiles, std::string> cases[] = {
       {missing, "cannot read the key file " + missing.key_file + ": No such file or directory"},
-      {mixed, "does not belong to the certificate"},
       {none, "TLS needs the certificate file"}};
   for (const auto& [files, text] : cases) {
     try {
@@ -150,33 +145,6 @@ TEST(Tls, FilesThatCannotBeUsedAreRefusedByName) {
       EXPECT_NE(std::string(error.what()).find(text), std::string::npos) << error.what();
     }
   }
-}
-
-TEST(Tls, RenewedCertificatesAreTakenUpWithoutARestart) {
-  namespace fs = std::filesystem;
-  const Certificates first;
-  const Certificates second;
-  const TemporaryFolder folder;
-  const fs::path current = folder.PathOf("current");
-  const auto switch_to = [&](const Certificates& certificates) {
-    fs::create_directory_symlink(certificates.PathOf(""), folder.PathOf("next"));
-    fs::rename(folder.PathOf("next"), current);
-  };
-  switch_to(first);
-  Rpc::TlsFiles files = first.Server();
-  files.ca_file = current / "ca.pem";
-  files.certificate_file = current / "server.pem";
-  files.key_file = current / "server.key";
-  LoopbackServer server(Echo(), ServerWith(files));
-  const auto works = [&](const Certificates& certificates) {
-    Rpc::Channel channel(server.address(), ChannelWith(certificates.Client()));
-    return Call(&channel).code == StatusCode::kOk;
-  };
-  EXPECT_TRUE(works(first));
-  EXPECT_FALSE(works(second));
-  switch_to(second);
-  EXPECT_TRUE(Eventually([&] { return works(second); }));
-  EXPECT_FALSE(works(first));
 }
 
 }  // namespace

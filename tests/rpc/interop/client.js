@@ -1,5 +1,5 @@
 #!/usr/bin/env node
-// A client that knows only the schema: queries, failures, push and health.
+// A client that knows only the schema: queries, failures and push.
 'use strict';
 
 const assert = require('assert');
@@ -70,19 +70,9 @@ function push() {
   });
 }
 
-function health() {
-  const name = Buffer.from('Pb.Rpc.SvcQuery.Query');
-  const request = Buffer.concat([Buffer.from([0x0a, name.length]), name]);
-  return new Promise((resolve, reject) => {
-    client.makeUnaryRequest('/grpc.health.v1.Health/Check', bytes, bytes, request,
-      (error, response) => (error ? reject(error) : resolve(response)));
-  }).then((response) => assert.deepStrictEqual([...response], [0x08, 0x01]));
-}
-
 (async () => {
   await failures(await query());
   await push();
-  await health();
   client.close();
   console.log('Node client: all as expected');
 })().catch((error) => {
