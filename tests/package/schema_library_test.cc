@@ -51,7 +51,7 @@ class VendorProject {
 };
 
 bool Generates(const std::string& output, const std::string& file) {
-  return output.find("Generating ProtoBuf/Vendor/" + file + ".pb") != std::string::npos;
+  return output.find("Generating ProtoBuf/Vendor/" + file + ".") != std::string::npos;
 }
 
 bool Compiles(const std::string& output, const std::string& file) {
