@@ -49,13 +49,17 @@ class RawClient {
 // Stays 0 under the sanitizers, which replace operator new themselves.
 std::atomic<std::size_t> largest_allocation{0};
 
-// The process's memory in use, in MiB.
+// The process's memory in use, in MiB. Not told under the sanitizers, which keep what was freed.
 double MemoryInUse() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  return 0;
+#else
   std::ifstream file("/proc/self/statm");
   double all = 0;
   double resident = 0;
   file >> all >> resident;
   return resident * 4096 / (1 << 20);
+#endif
 }
 
 TEST(Limits, BytesThatAreNoRequestAreRefusedAndTheServerGoesOn) {
