@@ -14,7 +14,7 @@ namespace CmnSys::Test {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;  // The sanitizers need terabytes of addresses.
+constexpr bool kSanitized = true;  // Sanitizers need terabytes of addresses, and descriptors.
 #else
 constexpr bool kSanitized = false;
 #endif
@@ -38,8 +38,9 @@ TEST_P(Environment, IsTold) {
   if (own_mounts && CmnSys::Test::Run({"unshare", "-rm", "true"}).status != 0) {
     GTEST_SKIP() << "needs to mount file systems in a namespace of its own";
   }
-  if (kSanitized && commands.find("ulimit -v") != std::string::npos) {
-    GTEST_SKIP() << "sanitizers take more addresses than any limit leaves";
+  if (kSanitized && (commands.find("ulimit -v") != std::string::npos ||
+                     commands.find("ulimit -n") != std::string::npos)) {
+    GTEST_SKIP() << "sanitizers take more addresses and descriptors than any limit leaves";
   }
   const TemporaryFolder folder;
   std::string stream;

@@ -149,11 +149,11 @@ TEST_F(Publishing, WaitsForRoomWhenItIsToldToSoThatNobodyIsDropped) {
     EXPECT_TRUE(Eventually([&] { return push->LongestQueue() > 200'000; }));
     slow.go.Set();
   });
-  for (int i = 0; i < 60; ++i) {
+  for (int i = 0; i < 300; ++i) {
     EXPECT_EQ(push.Publish(Numbered(i, 100'000), {}, std::chrono::minutes(2)), 1U);
   }
   starter.join();
-  ASSERT_TRUE(Eventually([&] { return slow.Count() == 60; }));
+  ASSERT_TRUE(Eventually([&] { return slow.Count() == 300; }));
   EXPECT_EQ(server->Counters().subscribers_dropped, 0U);
 }
 
