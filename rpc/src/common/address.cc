@@ -68,7 +68,9 @@ bool IsIp6(const std::string& text) {
                       IsNameCharacter));
 }
 
+// "localhost" and the names below it (RFC 6761), but no IPv6 address whose scope ends that way.
 bool IsLocalhost(std::string host) {
+  if (!std::all_of(host.begin(), host.end(), IsNameCharacter)) return false;
   std::transform(host.begin(), host.end(), host.begin(), ToLower);
   if (!host.empty() && host.back() == '.') host.pop_back();
   static constexpr std::string_view kBelow = ".localhost";
