@@ -38,9 +38,9 @@ class TlsFileSet {
   using Tell = std::function<void(Event::Kind, const std::string& text)>;
 
   // Reads and checks: the authorities and revocation lists can be read; certificate and key can be
-  // read and belong together, or are both empty where `certificate_needed` is false. Throws
-  // std::invalid_argument. `tell` is called for what happens later, and for certificates that
-  // expire.
+  // read, belong together and can be used, or are both empty where `certificate_needed` is false.
+  // Throws std::invalid_argument. `tell` is called for what happens later, and for certificates
+  // that expire.
   TlsFileSet(TlsFiles files, bool certificate_needed, Tell tell);
   ~TlsFileSet();
 

@@ -3,7 +3,8 @@
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
-#include <openssl/x509.h>
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -31,6 +32,7 @@ using Bio = std::unique_ptr<BIO, Free<BIO_free>>;
 using Certificate = std::unique_ptr<X509, Free<X509_free>>;
 using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY_free>>;
 using RevocationList = std::unique_ptr<X509_CRL, Free<X509_CRL_free>>;
+using Context = std::unique_ptr<SSL_CTX, Free<SSL_CTX_free>>;
 
 // Longer files are not PEM files of ours.
 constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
@@ -151,6 +153,25 @@ struct TlsFileSet::Parsed {
       throw std::invalid_argument("the key in " + files.key_file +
                                   " does not belong to the certificate in " +
                                   files.certificate_file);
+    }
+    CheckUsable(files);
+  }
+
+  // What OpenSSL would refuse at each handshake only: damaged extensions, keys and signatures that
+  // are too weak for it.
+  void CheckUsable(const TlsFiles& files) const {
+    const Context context(SSL_CTX_new(TLS_method()));
+    for (const Certificate& certificate : certificates) {
+      X509* const one = certificate.get();
+      const bool taken = &certificate == &certificates.front()
+                             ? SSL_CTX_use_certificate(context.get(), one) == 1
+                             : SSL_CTX_add1_chain_cert(context.get(), one) == 1;
+      const char* reason = ERR_reason_error_string(ERR_peek_last_error());
+      if (taken && (X509_get_extension_flags(one) & EXFLAG_INVALID) == 0) continue;
+      const std::string why = reason == nullptr ? "invalid certificate" : reason;
+      ERR_clear_error();
+      throw std::invalid_argument("the certificate of " + NameOf(X509_get_subject_name(one)) +
+                                  " in " + files.certificate_file + " cannot be used: " + why);
     }
   }
 
