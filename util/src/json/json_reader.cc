@@ -387,17 +387,17 @@ class MessageReader {
         : reader_(reader), number_(field.field->number()), kind_(KindOf(field)) {
       WireBytes& wire = reader_->wire_;
       if (kind_ == Kind::kGroup) {
-        wire.Tag(number_, WireType::kGroupBegin);
+        wire.Tag(number_, View::kStartGroup);
         return;
       }
       if (kind_ == Kind::kMessageSetItem) {
         // group Item = 1 { required int32 type_id = 2; required bytes message = 3; }
-        wire.Tag(1, WireType::kGroupBegin);
-        wire.Tag(2, WireType::kVarint);
+        wire.Tag(1, View::kStartGroup);
+        wire.Tag(2, View::kVarint);
         wire.Varint(static_cast<std::uint32_t>(number_));
-        wire.Tag(3, WireType::kLength);
+        wire.Tag(3, View::kLengthDelimited);
       } else {
-        wire.Tag(number_, WireType::kLength);
+        wire.Tag(number_, View::kLengthDelimited);
       }
       begin_ = wire.BeginLength();
     }
@@ -405,11 +405,11 @@ class MessageReader {
     ~Part() {
       WireBytes& wire = reader_->wire_;
       if (kind_ == Kind::kGroup) {
-        wire.Tag(number_, WireType::kGroupEnd);
+        wire.Tag(number_, View::kEndGroup);
         return;
       }
       wire.EndLength(begin_);
-      if (kind_ == Kind::kMessageSetItem) wire.Tag(1, WireType::kGroupEnd);
+      if (kind_ == Kind::kMessageSetItem) wire.Tag(1, View::kEndGroup);
     }
 
     Part(const Part&) = delete;
@@ -462,28 +462,28 @@ class MessageReader {
   }
 
   void PutVarint(const JsonField& field, std::uint64_t value) {
-    wire_.Tag(field.field->number(), WireType::kVarint);
+    wire_.Tag(field.field->number(), View::kVarint);
     wire_.Varint(value);
   }
 
   void PutFixed32(const JsonField& field, std::uint32_t value) {
-    wire_.Tag(field.field->number(), WireType::kFixed32);
+    wire_.Tag(field.field->number(), View::kFixed32);
     wire_.Fixed32(value);
   }
 
   void PutFixed64(const JsonField& field, std::uint64_t value) {
-    wire_.Tag(field.field->number(), WireType::kFixed64);
+    wire_.Tag(field.field->number(), View::kFixed64);
     wire_.Fixed64(value);
   }
 
   void PutText(const JsonField& field, std::string_view text) {
-    wire_.Tag(field.field->number(), WireType::kLength);
+    wire_.Tag(field.field->number(), View::kLengthDelimited);
     wire_.Varint(text.size());
     wire_.Bytes(text);
   }
 
   bool PutBytes(const JsonField& field, std::string_view text) {
-    wire_.Tag(field.field->number(), WireType::kLength);
+    wire_.Tag(field.field->number(), View::kLengthDelimited);
     // The text is longer than its bytes, so that a short one needs one byte for their number.
     const bool is_short = text.size() < 0x80;
     const std::size_t begin = is_short ? 0 : wire_.BeginLength();

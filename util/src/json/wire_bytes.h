@@ -10,16 +10,9 @@
 #include <string_view>
 #include <utility>
 
-namespace CmnSys::Util {
+#include "CmnSys/View/Wire.h"
 
-enum class WireType : std::uint32_t {
-  kVarint = 0,
-  kFixed64 = 1,
-  kLength = 2,
-  kGroupBegin = 3,
-  kGroupEnd = 4,
-  kFixed32 = 5,
-};
+namespace CmnSys::Util {
 
 // A message on the wire, written from front to back into memory that is used again.
 class WireBytes {
@@ -28,8 +21,8 @@ class WireBytes {
   std::size_t size() const { return next_; }
   std::string_view From(std::size_t start) const { return {bytes_.get() + start, next_ - start}; }
 
-  void Tag(int field_number, WireType type) {
-    Varint(static_cast<std::uint32_t>(field_number) << 3 | static_cast<std::uint32_t>(type));
+  void Tag(int field_number, View::WireType type) {
+    Varint(View::MakeTag(static_cast<std::uint32_t>(field_number), type));
   }
 
   void Varint(std::uint64_t value) {

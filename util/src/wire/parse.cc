@@ -6,6 +6,7 @@
 #include <map>
 #include <utility>
 
+#include "CmnSys/View/Wire.h"
 #include "text/field_path.h"
 
 namespace CmnSys::Util {
@@ -17,16 +18,6 @@ using google::protobuf::io::CodedInputStream;
 
 namespace {
 
-// The wire types, as they stand in the low three bits of a tag.
-enum WireType {
-  kVarint = 0,
-  kFixed64 = 1,
-  kLengthDelimited = 2,
-  kStartGroup = 3,
-  kEndGroup = 4,
-  kFixed32 = 5,
-};
-
 // What protobuf's parsers read of a varint: tags and lengths have 32 bits, and more bytes than
 // those take are refused, even when they add nothing.
 constexpr int kLongestTag = 5;
@@ -36,18 +27,18 @@ constexpr int kLongestNumber = 10;
 constexpr std::uint64_t kMostBytes = (std::uint64_t{1} << 31) - 1;
 
 // How an element of a packed field is written.
-WireType WireTypeOfPacked(const FieldDescriptor& field) {
+View::WireType WireTypeOfPacked(const FieldDescriptor& field) {
   switch (field.type()) {
     case FieldDescriptor::TYPE_DOUBLE:
     case FieldDescriptor::TYPE_FIXED64:
     case FieldDescriptor::TYPE_SFIXED64:
-      return kFixed64;
+      return View::kFixed64;
     case FieldDescriptor::TYPE_FLOAT:
     case FieldDescriptor::TYPE_FIXED32:
     case FieldDescriptor::TYPE_SFIXED32:
-      return kFixed32;
+      return View::kFixed32;
     default:
-      return kVarint;
+      return View::kVarint;
   }
 }
 
@@ -87,13 +78,14 @@ class Walker {
       const std::size_t tag_start = position_;
       std::uint64_t tag = 0;
       if (!Varint(end, path, "a field tag", kLongestTag, &tag)) return false;
-      const int number = static_cast<int>((tag & 0xffffffffU) >> 3);
-      const int wire_type = static_cast<int>(tag & 7);
+      const auto bits = static_cast<std::uint32_t>(tag);
+      const int number = static_cast<int>(View::FieldOf(bits));
+      const View::WireType wire_type = View::WireTypeOf(bits);
       if (number == 0) {
         position_ = tag_start;
         return Fault(path, "a tag with field number 0 stands here");
       }
-      if (wire_type == kEndGroup) {
+      if (wire_type == View::kEndGroup) {
         if (number == group) return true;
         position_ = tag_start;
         return Fault(path, "an end of group " + std::to_string(number) +
@@ -111,20 +103,20 @@ class Walker {
   WireFault TakeFault() { return std::move(fault_); }
 
  private:
-  bool Value(const FieldDescriptor* field, int wire_type, int number, std::size_t end, int depth,
-             const Step* path) {
+  bool Value(const FieldDescriptor* field, View::WireType wire_type, int number, std::size_t end,
+             int depth, const Step* path) {
     switch (wire_type) {
-      case kVarint: {
+      case View::kVarint: {
         std::uint64_t ignored = 0;
         return Varint(end, path, "a number", kLongestNumber, &ignored);
       }
-      case kFixed64:
+      case View::kFixed64:
         return Skip(8, end, path);
-      case kFixed32:
+      case View::kFixed32:
         return Skip(4, end, path);
-      case kLengthDelimited:
+      case View::kLengthDelimited:
         return LengthDelimited(field, end, depth, path);
-      case kStartGroup:
+      case View::kStartGroup:
         return ReadMessage(SubMessage(field, FieldDescriptor::TYPE_GROUP), end, number, depth + 1,
                            path);
       default:
@@ -152,7 +144,7 @@ class Walker {
   }
 
   bool Packed(const FieldDescriptor* field, std::size_t end, const Step* path) {
-    const WireType wire_type = WireTypeOfPacked(*field);
+    const View::WireType wire_type = WireTypeOfPacked(*field);
     while (position_ < end) {
       if (!Value(nullptr, wire_type, field->number(), end, 0, path)) return false;
     }

@@ -3,9 +3,8 @@
 // What is taken and what is refused, and which value over-long numbers have, is what the parser of
 // the protobuf runtime (3.21, contiguous input) does, so that views and parsed messages agree:
 //
-// - A tag has at most 5 bytes, and bits above the 32nd are dropped. Field number 0, wire types 6
-// and
-//   7, and an end of a group that was not begun are errors.
+// - A tag has at most 5 bytes, and bits above the 32nd are dropped. Field number 0, wire types
+//   6 and 7, and an end of a group that was not begun are errors.
 // - A number has at most 10 bytes. Fields of 32 bits take its low 32 bits.
 // - A length has at most 5 bytes and is at most 2^31 - 17.
 // - Messages and groups together are at most 100 levels deep below the outermost message.
