@@ -6,6 +6,10 @@ set -euo pipefail
 
 program=$1 examples=$2
 shift 2
+if [ "${1##*.}" = py ] && ! command -v python3 > /dev/null; then
+  echo "skipped: this needs python3"
+  exit 77 # CTest's sign for a skipped test
+fi
 work=$(mktemp -d)
 server=
 trap '[ -z "$server" ] || kill "$server"; rm -rf "$work"' EXIT
