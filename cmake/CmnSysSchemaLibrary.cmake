@@ -21,7 +21,7 @@
 # PRECOMPILED_HEADER  compiles the protobuf headers once for all files; pays from some ten files on.
 #
 # Generated files are written to <build>/ProtoBuf/generated/<Config>-<Platform>/ProtoBuf/<AREA>/ and
-# included as "ProtoBuf/<AREA>/<file>.pb.h", or "ProtoBuf/<AREA>/<file>.view.h" for views. Each
+# included as "ProtoBuf/<AREA>/<file>.pb.h", views as <file>.view.h and writers as <file>.writer.h. Each
 # schema file has a command of its own that knows its imports, and replaces a generated file only
 # when its text changes. The target's property
 # CMNSYS_SCHEMA_FILES lists the schema files by the paths under which they register, and its file
@@ -72,9 +72,10 @@ function(cmnsys_add_schema_library target)
     set(source ${CMNSYS_GENERATED_ROOT}/${area_dir}/${base}.pb.cc)
     set(header ${CMNSYS_GENERATED_ROOT}/${area_dir}/${base}.pb.h)
     set(view ${CMNSYS_GENERATED_ROOT}/${area_dir}/${base}.view.h)
+    set(writer ${CMNSYS_GENERATED_ROOT}/${area_dir}/${base}.writer.h)
     set(stage ${CMAKE_CURRENT_BINARY_DIR}/stage/${arg_AREA}/${base})
     add_custom_command(
-      OUTPUT ${source} ${header} ${view}
+      OUTPUT ${source} ${header} ${view} ${writer}
       COMMAND ${CMAKE_COMMAND}
         -D PROTOC=$<TARGET_FILE:protobuf::protoc>
         -D PLUGIN=$<TARGET_FILE:CmnSys::protoc-gen-cmnsys>
@@ -88,10 +89,10 @@ function(cmnsys_add_schema_library target)
         -P ${_CMNSYS_GENERATE_SCRIPT}
       DEPENDS ${arg_ROOT}/${area_dir}/${file} CmnSys::protoc-gen-cmnsys ${_CMNSYS_GENERATE_SCRIPT}
       DEPFILE ${stage}.d
-      COMMENT "Generating ${area_dir}/${base}.{pb.h,pb.cc,view.h}"
+      COMMENT "Generating ${area_dir}/${base}.{pb.h,pb.cc,view.h,writer.h}"
       VERBATIM)
     list(APPEND sources ${source})
-    list(APPEND headers ${header} ${view})
+    list(APPEND headers ${header} ${view} ${writer})
     list(APPEND schema_files ${area_dir}/${file})
   endforeach()
 

@@ -23,11 +23,11 @@ cmnsys_run_protoc(${PROTOC}
   ${FILE})
 
 cmake_path(REMOVE_EXTENSION FILE LAST_ONLY OUTPUT_VARIABLE base)
-foreach(generated ${base}.pb.cc ${base}.pb.h ${base}.view.h)
+foreach(generated ${base}.pb.cc ${base}.pb.h ${base}.view.h ${base}.writer.h)
   file(COPY_FILE ${STAGE}/${generated} ${GENERATED_ROOT}/${generated} ONLY_IF_DIFFERENT)
 endforeach()
 
 # The command's outputs are the copies, so the list of imports must name one of them.
 file(READ ${depfile} dependencies)
-string(REGEX REPLACE "^.*\\.(pb\\.cc|pb\\.h|view\\.h): *" "" dependencies "${dependencies}")
+string(REGEX REPLACE "^.*\\.(pb\\.cc|pb\\.h|view\\.h|writer\\.h): *" "" dependencies "${dependencies}")
 file(WRITE ${depfile} "${GENERATED_ROOT}/${base}.pb.cc: ${dependencies}")

@@ -8,11 +8,14 @@
 #include <functional>
 #include <memory>
 
+#include "in_place.h"
+#include "messages.h"
 #include "options.h"
 #include "registration.h"
 #include "service_writer.h"
-#include "validation_writer.h"
-#include "view_writer.h"
+#include "validation_header.h"
+#include "view_header.h"
+#include "writer_header.h"
 
 namespace CmnSys::Compiler {
 
@@ -57,10 +60,16 @@ bool Generator::Generate(const FileDescriptor* file, const std::string& paramete
     if (services) WriteServiceDefinitions(file, printer);
   });
 
-  const std::unique_ptr<google::protobuf::io::ZeroCopyOutputStream> view_stream(
-      context->Open(ViewHeaderPath(file)));
-  Printer view_printer(view_stream.get(), '$');
-  WriteViewHeader(file, options, &view_printer);
+  const auto write = [context](const std::string& path,
+                               const std::function<void(Printer*)>& write_all) {
+    const std::unique_ptr<google::protobuf::io::ZeroCopyOutputStream> stream(context->Open(path));
+    Printer printer(stream.get(), '$');
+    write_all(&printer);
+  };
+  write(HeaderPath(file, kViewSuffix),
+        [&](Printer* printer) { WriteViewHeader(file, options, printer); });
+  write(HeaderPath(file, kWriterSuffix),
+        [&](Printer* printer) { WriteWriterHeader(file, options, printer); });
   return true;
 }
 

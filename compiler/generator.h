@@ -1,6 +1,7 @@
 // The code generator behind protoc-gen-cmnsys. It completes the output of protoc's own C++
 // generator through that output's insertion points, so both must run in one protoc call with the
-// same output folder, --cpp_out first. Besides, it writes a header of views for each file.
+// same output folder, --cpp_out first. Besides, it writes a header of views and one of
+// writers for each file.
 
 #ifndef CMNSYS_COMPILER_GENERATOR_H_
 #define CMNSYS_COMPILER_GENERATOR_H_

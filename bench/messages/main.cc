@@ -40,8 +40,8 @@ constexpr Variant kVariants[] = {
     {"ours, walk alone", CmnSys::Bench::MakeOursWalkAlone, false, false, true},
     {"ours, JSON", CmnSys::Bench::MakeOursJson},
     {"ours, JSON alone", CmnSys::Bench::MakeOursJsonAlone, false, true, true},
-    {"ours, views", CmnSys::Bench::MakeViews, true, false},
-    {"ours, views, validated", CmnSys::Bench::MakeValidatedViews, true, false},
+    {"ours, in place", CmnSys::Bench::MakeViews, true},
+    {"ours, in place, validated", CmnSys::Bench::MakeValidatedViews, true, false},
     {"Cap'n Proto", CmnSys::Bench::MakeCapnProto, true},
     {"FlatBuffers, verified", CmnSys::Bench::MakeFlatBuffersVerified, true},
     {"FlatBuffers, objects", CmnSys::Bench::MakeFlatBuffersOwned, true},
@@ -94,6 +94,8 @@ bool Agree() {
   }
   return WriteTheSame(CmnSys::Bench::MakeHandWritten(), CmnSys::Bench::MakeOursReused(),
                       "hand-written") &&
+         WriteTheSame(CmnSys::Bench::MakeViews(), CmnSys::Bench::MakeOursReused(),
+                      "ours, in place") &&
          WriteTheSame(CmnSys::Bench::MakeRapidJsonMapping(), CmnSys::Bench::MakeOursJson(),
                       "RapidJSON, our JSON") &&
          agree;

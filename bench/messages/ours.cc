@@ -13,7 +13,7 @@
 #include "CmnSys/Util/Json.h"
 #include "ProtoBuf/CmnSys/CmnSys.QueryResult.pb.h"
 #include "messages/codec.h"
-#include "values/sum.h"
+#include "messages/event_fields.h"
 
 namespace CmnSys::Bench {
 
@@ -23,143 +23,7 @@ using google::protobuf::Arena;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::Reflection;
-using Pb::CmnSys::Gid;
-using Pb::CmnSys::Events::Event;
 using Pb::CmnSys::QueriesResult::QueryResult;
-namespace Events = Pb::CmnSys::Events;
-
-void Set(const GidValues& values, Gid* gid) {
-  gid->set_id(values.id);
-  gid->set_data_store_id(values.data_store_id);
-  gid->set_server_id(values.server_id);
-  gid->set_cluster_id(values.cluster_id);
-  gid->set_type(static_cast<Pb::CmnSys::GidType>(values.type));
-}
-
-template <typename Motion>
-void SetMotion(const MotionValues& values, Motion* motion) {
-  motion->set_device_id(values.device_id);
-  Set(values.device_gid, motion->mutable_device_gid());
-}
-
-void Set(const EventValues& values, Event* event) {
-  event->set_this_id(values.this_id);
-  event->set_linked_event_id(values.linked_event_id);
-  event->set_timestamp(values.timestamp);
-  event->set_event_type(static_cast<Events::EventType>(values.kind));
-  auto* const trigger = event->mutable_record_trigger_params();
-  trigger->set_pre_post_record_time(values.pre_post_record_time);
-  trigger->set_is_pre_post(values.is_pre_post);
-  trigger->set_trigger_jiffy(values.trigger_jiffy);
-  trigger->set_is_trigger_jiffy(values.is_trigger_jiffy);
-  Set(values.originating_server_gid, event->mutable_originating_server_gid());
-  event->set_originating_event_id(values.originating_event_id);
-  event->set_originating_server_name(values.originating_server_name);
-  switch (values.kind) {
-    case EventKind::kMotionStart:
-      SetMotion(values.motion, event->MutableExtension(Events::event_device_motion_start));
-      break;
-    case EventKind::kMotionStop:
-      SetMotion(values.motion, event->MutableExtension(Events::event_device_motion_stop));
-      break;
-    case EventKind::kPlateFound: {
-      auto* const plate = event->MutableExtension(Events::event_device_lpr_plate_found);
-      plate->set_device_id(values.plate.device_id);
-      Set(values.plate.device_gid, plate->mutable_device_gid());
-      plate->set_license_plate(values.plate.license_plate);
-      plate->set_confidence(values.plate.confidence);
-      break;
-    }
-    case EventKind::kAnalyticsStart: {
-      auto* const analytics = event->MutableExtension(Events::event_device_analytics_start);
-      Set(values.analytics.device_gid, analytics->mutable_device_gid());
-      analytics->set_analytic_event_name(values.analytics.analytic_event_name);
-      analytics->set_sensor_name(values.analytics.sensor_name);
-      analytics->set_activity(
-          static_cast<Pb::CmnSys::Analytics::ActivityType>(values.analytics.activity));
-      for (const std::uint32_t id : values.analytics.target_ids) analytics->add_target_ids(id);
-      break;
-    }
-  }
-}
-
-void Set(const QueryResultValues& values, QueryResult* result) {
-  result->set_type(Pb::CmnSys::QueriesResult::QUERY_RESULT_TYPE_SYSTEM_EVENTS);
-  Set(values.gid, result->mutable_gid());
-  auto* const pairs = result->mutable_query_result_system_events()->mutable_results();
-  pairs->Reserve(static_cast<int>(values.pairs.size()));
-  for (const PairValues& pair_values : values.pairs) {
-    auto* const pair = pairs->Add();
-    Set(pair_values.event, pair->mutable_event());
-    if (pair_values.linked_event) Set(*pair_values.linked_event, pair->mutable_linked_event());
-  }
-}
-
-void Add(const Gid& gid, Sum* sum) {
-  sum->Text(gid.id());
-  sum->Text(gid.data_store_id());
-  sum->Text(gid.server_id());
-  sum->Text(gid.cluster_id());
-  sum->Number(gid.type());
-}
-
-template <typename Motion>
-void AddMotion(const Motion& motion, Sum* sum) {
-  sum->Text(motion.device_id());
-  Add(motion.device_gid(), sum);
-}
-
-void Add(const Event& event, Sum* sum) {
-  sum->Number(event.this_id());
-  sum->Number(event.linked_event_id());
-  sum->Number(event.timestamp());
-  sum->Number(event.event_type());
-  const auto& trigger = event.record_trigger_params();
-  sum->Number(trigger.pre_post_record_time());
-  sum->Number(trigger.is_pre_post() ? 1 : 0);
-  sum->Number(trigger.trigger_jiffy());
-  sum->Number(trigger.is_trigger_jiffy() ? 1 : 0);
-  Add(event.originating_server_gid(), sum);
-  sum->Number(event.originating_event_id());
-  sum->Text(event.originating_server_name());
-  switch (event.event_type()) {
-    case Events::EVENT_DEVICE_MOTION_START:
-      AddMotion(event.GetExtension(Events::event_device_motion_start), sum);
-      break;
-    case Events::EVENT_DEVICE_MOTION_STOP:
-      AddMotion(event.GetExtension(Events::event_device_motion_stop), sum);
-      break;
-    case Events::EVENT_DEVICE_LPR_PLATE_FOUND: {
-      const auto& plate = event.GetExtension(Events::event_device_lpr_plate_found);
-      sum->Text(plate.device_id());
-      Add(plate.device_gid(), sum);
-      sum->Text(plate.license_plate());
-      sum->Real(plate.confidence());
-      break;
-    }
-    case Events::EVENT_DEVICE_ANALYTICS_START: {
-      const auto& analytics = event.GetExtension(Events::event_device_analytics_start);
-      Add(analytics.device_gid(), sum);
-      sum->Text(analytics.analytic_event_name());
-      sum->Text(analytics.sensor_name());
-      sum->Number(analytics.activity());
-      for (const std::uint32_t id : analytics.target_ids()) sum->Number(id);
-      break;
-    }
-    default:
-      break;
-  }
-}
-
-std::uint64_t SumOf(const QueryResult& result) {
-  Sum sum;
-  Add(result.gid(), &sum);
-  for (const Events::EventPair& pair : result.query_result_system_events().results()) {
-    Add(pair.event(), &sum);
-    if (pair.has_linked_event()) Add(pair.linked_event(), &sum);
-  }
-  return sum.value();
-}
 
 void Require(bool good, const char* what) {
   if (!good) throw std::runtime_error(what);
@@ -174,7 +38,7 @@ class Reused : public Codec {
  public:
   std::string_view Encode(const QueryResultValues& values) override {
     written_.Clear();
-    Set(values, &written_);
+    Set(values, written_);
     written_.SerializeToString(&bytes_);
     return bytes_;
   }
@@ -190,16 +54,28 @@ class Reused : public Codec {
   std::string bytes_;
 };
 
+// A message that is built once for the values that are written again and again.
+class BuiltOnce {
+ public:
+  const QueryResult& Of(const QueryResultValues& values) {
+    if (built_of_ != &values) {
+      message_.Clear();
+      Set(values, message_);
+      built_of_ = &values;
+    }
+    return message_;
+  }
+
+ private:
+  const QueryResultValues* built_of_ = nullptr;
+  QueryResult message_;
+};
+
 // The library's part of it: writes a message that is built already, reads bytes and no field.
 class BytesAlone : public Codec {
  public:
   std::string_view Encode(const QueryResultValues& values) override {
-    if (built_of_ != &values) {
-      written_.Clear();
-      Set(values, &written_);
-      built_of_ = &values;
-    }
-    written_.SerializeToString(&bytes_);
+    built_.Of(values).SerializeToString(&bytes_);
     return bytes_;
   }
 
@@ -210,9 +86,8 @@ class BytesAlone : public Codec {
   }
 
  private:
-  const QueryResultValues* built_of_ = nullptr;
+  BuiltOnce built_;
   std::uint64_t sum_ = 0;
-  QueryResult written_;
   QueryResult read_;
   std::string bytes_;
 };
@@ -297,7 +172,7 @@ class Heap : public Codec {
  public:
   std::string_view Encode(const QueryResultValues& values) override {
     QueryResult result;
-    Set(values, &result);
+    Set(values, result);
     result.SerializeToString(&bytes_);
     return bytes_;
   }
@@ -339,15 +214,19 @@ class OnArena : public Codec {
   std::string bytes_;
 };
 
+std::string_view WriteJson(const QueryResult& message, std::string* json) {
+  Util::JsonWriteOptions options;
+  options.indent = 0;
+  Require(!Util::WriteJson(message, options, json), "our JSON: not written");
+  return *json;
+}
+
 class Json : public Codec {
  public:
   std::string_view Encode(const QueryResultValues& values) override {
     written_.Clear();
-    Set(values, &written_);
-    Util::JsonWriteOptions options;
-    options.indent = 0;
-    Require(!Util::WriteJson(written_, options, &json_), "our JSON: not written");
-    return json_;
+    Set(values, written_);
+    return WriteJson(written_, &json_);
   }
 
   std::uint64_t Decode(std::string_view json) override {
@@ -366,15 +245,7 @@ class Json : public Codec {
 class JsonAlone : public Codec {
  public:
   std::string_view Encode(const QueryResultValues& values) override {
-    if (built_of_ != &values) {
-      written_.Clear();
-      Set(values, &written_);
-      built_of_ = &values;
-    }
-    Util::JsonWriteOptions options;
-    options.indent = 0;
-    Require(!Util::WriteJson(written_, options, &json_), "our JSON: not written");
-    return json_;
+    return WriteJson(built_.Of(values), &json_);
   }
 
   std::uint64_t Decode(std::string_view json) override {
@@ -384,9 +255,8 @@ class JsonAlone : public Codec {
   }
 
  private:
-  const QueryResultValues* built_of_ = nullptr;
+  BuiltOnce built_;
   std::uint64_t sum_ = 0;
-  QueryResult written_;
   QueryResult read_;
   std::string json_;
 };

@@ -8,6 +8,7 @@
 
 #include "messages/codec.h"
 #include "messages/json_shape.h"
+#include "messages/rapid_json_payload.h"
 #include "values/sum.h"
 
 namespace CmnSys::Bench {
@@ -16,11 +17,6 @@ namespace {
 
 using rapidjson::Value;
 using Pool = rapidjson::Document::AllocatorType;
-
-// Refers to the text, which outlives the document.
-Value TextOf(std::string_view text) {
-  return Value(rapidjson::StringRef(text.data(), static_cast<rapidjson::SizeType>(text.size())));
-}
 
 Value Build(const GidValues& values, Pool& pool) {
   Value gid(rapidjson::kObjectType);
@@ -32,33 +28,11 @@ Value Build(const GidValues& values, Pool& pool) {
   return gid;
 }
 
-Value BuildPayload(const EventValues& values, Pool& pool) {
-  Value payload(rapidjson::kObjectType);
-  switch (values.kind) {
-    case EventKind::kMotionStart:
-    case EventKind::kMotionStop:
-      payload.AddMember("deviceId", TextOf(values.motion.device_id), pool);
-      payload.AddMember("deviceGid", Build(values.motion.device_gid, pool), pool);
-      break;
-    case EventKind::kPlateFound:
-      payload.AddMember("deviceId", TextOf(values.plate.device_id), pool);
-      payload.AddMember("deviceGid", Build(values.plate.device_gid, pool), pool);
-      payload.AddMember("licensePlate", TextOf(values.plate.license_plate), pool);
-      payload.AddMember("confidence", values.plate.confidence, pool);
-      break;
-    case EventKind::kAnalyticsStart: {
-      payload.AddMember("deviceGid", Build(values.analytics.device_gid, pool), pool);
-      payload.AddMember("analyticEventName", TextOf(values.analytics.analytic_event_name), pool);
-      payload.AddMember("sensorName", TextOf(values.analytics.sensor_name), pool);
-      payload.AddMember("activity", values.analytics.activity, pool);
-      Value ids(rapidjson::kArrayType);
-      for (const std::uint32_t id : values.analytics.target_ids) ids.PushBack(id, pool);
-      payload.AddMember("targetIds", ids, pool);
-      break;
-    }
-  }
-  return payload;
-}
+struct Parts {
+  static Value Gid(const GidValues& values, Pool& pool) { return Build(values, pool); }
+  static Value Real(float number) { return Value(number); }
+  static Value Activity(int activity) { return Value(activity); }
+};
 
 Value Build(const EventValues& values, Pool& pool) {
   Value event(rapidjson::kObjectType);
@@ -75,7 +49,7 @@ Value Build(const EventValues& values, Pool& pool) {
   event.AddMember("originatingServerGid", Build(values.originating_server_gid, pool), pool);
   event.AddMember("originatingEventId", values.originating_event_id, pool);
   event.AddMember("originatingServerName", TextOf(values.originating_server_name), pool);
-  event.AddMember(TextOf(PayloadMember(values.kind)), BuildPayload(values, pool), pool);
+  event.AddMember(TextOf(PayloadMember(values.kind)), BuildPayload<Parts>(values, pool), pool);
   return event;
 }
 

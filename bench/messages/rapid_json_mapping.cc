@@ -13,6 +13,7 @@
 #include <string>
 
 #include "messages/codec.h"
+#include "messages/rapid_json_payload.h"
 #include "values/sum.h"
 
 namespace CmnSys::Bench {
@@ -93,11 +94,6 @@ int NumberOf(const Value& text, const Name (&names)[kCount]) {
   throw std::runtime_error("no such name");
 }
 
-// Refers to the text, which outlives the document.
-Value TextOf(std::string_view text) {
-  return Value(rapidjson::StringRef(text.data(), static_cast<rapidjson::SizeType>(text.size())));
-}
-
 Value NumberAsText(std::int64_t number, Pool& pool) {
   char digits[20];
   const char* const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
@@ -157,33 +153,11 @@ Value Build(float number) {
   return Value(value);
 }
 
-Value BuildPayload(const EventValues& values, Pool& pool) {
-  Value payload(rapidjson::kObjectType);
-  switch (values.kind) {
-    case EventKind::kMotionStart:
-    case EventKind::kMotionStop:
-      payload.AddMember("deviceId", TextOf(values.motion.device_id), pool);
-      payload.AddMember("deviceGid", Build(values.motion.device_gid, pool), pool);
-      break;
-    case EventKind::kPlateFound:
-      payload.AddMember("deviceId", TextOf(values.plate.device_id), pool);
-      payload.AddMember("deviceGid", Build(values.plate.device_gid, pool), pool);
-      payload.AddMember("licensePlate", TextOf(values.plate.license_plate), pool);
-      payload.AddMember("confidence", Build(values.plate.confidence), pool);
-      break;
-    case EventKind::kAnalyticsStart: {
-      payload.AddMember("deviceGid", Build(values.analytics.device_gid, pool), pool);
-      payload.AddMember("analyticEventName", TextOf(values.analytics.analytic_event_name), pool);
-      payload.AddMember("sensorName", TextOf(values.analytics.sensor_name), pool);
-      payload.AddMember("activity", TextOf(NameOf(values.analytics.activity, kActivities)), pool);
-      Value ids(rapidjson::kArrayType);
-      for (const std::uint32_t id : values.analytics.target_ids) ids.PushBack(id, pool);
-      payload.AddMember("targetIds", ids, pool);
-      break;
-    }
-  }
-  return payload;
-}
+struct Parts {
+  static Value Gid(const GidValues& values, Pool& pool) { return Build(values, pool); }
+  static Value Real(float number) { return Build(number); }
+  static Value Activity(int activity) { return TextOf(NameOf(activity, kActivities)); }
+};
 
 Value Build(const EventValues& values, Pool& pool) {
   const Kind& kind = KindOf(values.kind);
@@ -201,7 +175,7 @@ Value Build(const EventValues& values, Pool& pool) {
   event.AddMember("originatingServerGid", Build(values.originating_server_gid, pool), pool);
   event.AddMember("originatingEventId", NumberAsText(values.originating_event_id, pool), pool);
   event.AddMember("originatingServerName", TextOf(values.originating_server_name), pool);
-  event.AddMember(TextOf(kind.payload), BuildPayload(values, pool), pool);
+  event.AddMember(TextOf(kind.payload), BuildPayload<Parts>(values, pool), pool);
   return event;
 }
 

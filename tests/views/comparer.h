@@ -1,5 +1,5 @@
 // Compares what a view reads with what the runtime parsed from the same bytes. The functions that
-// go through the fields of each type are generated, see comparer_plugin.cc.
+// go through the fields of each type are generated, see fields_plugin.cc.
 
 #ifndef CMNSYS_TESTS_VIEWS_COMPARER_H_
 #define CMNSYS_TESTS_VIEWS_COMPARER_H_
@@ -12,6 +12,7 @@
 
 #include "CmnSys/View/View.h"
 #include "ProtoBuf/CmnSys/CmnSys.validate.h"
+#include "views/identifier.h"
 
 namespace CmnSys::Test {
 
@@ -99,16 +100,6 @@ class Comparer {
 
   const google::protobuf::Message* message_;
   Outcome* outcome_;
-};
-
-// What the generated identifier of an extension tells.
-template <typename ExtendeeType, typename Payload, int kNumber>
-struct Identifier {
-  using Extendee = ExtendeeType;
-  struct TypeTraits {
-    using ConstType = const Payload&;
-  };
-  static int number() { return kNumber; }
 };
 
 // Makes the view of the bytes and goes through it.

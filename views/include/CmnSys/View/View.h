@@ -10,6 +10,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "CmnSys/View/Extension.h"
 #include "CmnSys/View/Range.h"
 #include "CmnSys/View/Source.h"
 #include "CmnSys/View/Wire.h"
@@ -20,14 +21,6 @@ namespace CmnSys::View {
 // file must be included.
 template <typename Message>
 struct ViewOf;
-
-// A field that the view's type does not know, or a number that a closed enum does not have.
-struct UnknownField {
-  std::uint32_t number;
-  WireType wire_type;
-  // Its bytes behind the tag: those behind the length if it has one, with the end of a group.
-  std::string_view value;
-};
 
 namespace internal {
 
@@ -93,10 +86,6 @@ class FoundExtensions {
   std::uint32_t tags_[kKept];
   std::string_view values_[kKept];
 };
-
-template <typename Identifier>
-using PayloadOf =
-    std::remove_cv_t<std::remove_reference_t<typename Identifier::TypeTraits::ConstType>>;
 
 // Calls visit(piece) for the pieces of the source until it returns false. Returns whether all were
 // visited.

@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 namespace CmnSys::View {
 
@@ -40,6 +41,14 @@ constexpr std::uint32_t kMaxLength = 0x7fffffff - 16;
 constexpr std::uint32_t MakeTag(std::uint32_t field, WireType type) { return field << 3 | type; }
 constexpr std::uint32_t FieldOf(std::uint32_t tag) { return tag >> 3; }
 constexpr WireType WireTypeOf(std::uint32_t tag) { return static_cast<WireType>(tag & 7); }
+
+// A field that the view's type does not know, or a number that a closed enum does not have.
+struct UnknownField {
+  std::uint32_t number;
+  WireType wire_type;
+  // Its bytes behind the tag: those behind the length if it has one, with the end of a group.
+  std::string_view value;
+};
 
 namespace internal {
 

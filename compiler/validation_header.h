@@ -1,8 +1,8 @@
 // The tables by which a schema's messages are validated without objects: one header for all files
 // of a schema, because only together they tell which extensions a message has.
 
-#ifndef CMNSYS_COMPILER_VALIDATION_WRITER_H_
-#define CMNSYS_COMPILER_VALIDATION_WRITER_H_
+#ifndef CMNSYS_COMPILER_VALIDATION_HEADER_H_
+#define CMNSYS_COMPILER_VALIDATION_HEADER_H_
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/printer.h>
@@ -23,4 +23,4 @@ bool WriteValidationHeader(const std::vector<const google::protobuf::FileDescrip
 
 }  // namespace CmnSys::Compiler
 
-#endif  // CMNSYS_COMPILER_VALIDATION_WRITER_H_
+#endif  // CMNSYS_COMPILER_VALIDATION_HEADER_H_

@@ -1,4 +1,4 @@
-#include "validation_writer.h"
+#include "validation_header.h"
 
 #include <google/protobuf/compiler/cpp/names.h>
 
@@ -7,8 +7,10 @@
 #include <set>
 #include <string>
 
+#include "in_place.h"
+#include "messages.h"
 #include "names.h"
-#include "view_writer.h"
+#include "wire_format.h"
 
 namespace CmnSys::Compiler {
 
@@ -21,20 +23,14 @@ using google::protobuf::io::Printer;
 
 namespace {
 
-void AddMessage(const Descriptor* message, std::vector<const Descriptor*>* messages) {
-  messages->push_back(message);
-  for (int i = 0; i < message->nested_type_count(); ++i) {
-    AddMessage(message->nested_type(i), messages);
-  }
-}
-
 void AddFile(const FileDescriptor* file, std::set<const FileDescriptor*>* added,
              std::vector<const Descriptor*>* messages) {
   if (BelongsToRuntime(file) || !added->insert(file).second) return;
   for (int i = 0; i < file->dependency_count(); ++i) {
     AddFile(file->dependency(i), added, messages);
   }
-  for (int i = 0; i < file->message_type_count(); ++i) AddMessage(file->message_type(i), messages);
+  const std::vector<const Descriptor*> own = MessagesOf(file);
+  messages->insert(messages->end(), own.begin(), own.end());
 }
 
 constexpr std::size_t kMostSlots = 1 << 14;  // Of one message; an event takes 1,024.
@@ -54,20 +50,16 @@ std::vector<Slot> SlotsOf(const Descriptor* message,
   std::vector<Slot> used;
   for (const FieldDescriptor* field : fields) {
     Slot slot;
-    slot.tag = static_cast<std::uint32_t>(field->number()) << 3 | 2;
+    slot.tag = Tag(field, kLengthDelimited);
     if (field->type() == FieldDescriptor::TYPE_MESSAGE) {
       const auto index = indexes.find(field->message_type());
       if (index == indexes.end()) continue;
       slot.content = std::to_string(index->second);
     } else if (!field->is_repeated() || !field->is_packable()) {
       continue;
-    } else if (field->type() == FieldDescriptor::TYPE_FIXED32 ||
-               field->type() == FieldDescriptor::TYPE_SFIXED32 ||
-               field->type() == FieldDescriptor::TYPE_FLOAT) {
+    } else if (InfoOf(field).wire_type == kFixed32) {
       slot.content = "kPackedFixed32";
-    } else if (field->type() == FieldDescriptor::TYPE_FIXED64 ||
-               field->type() == FieldDescriptor::TYPE_SFIXED64 ||
-               field->type() == FieldDescriptor::TYPE_DOUBLE) {
+    } else if (InfoOf(field).wire_type == kFixed64) {
       slot.content = "kPackedFixed64";
     } else {
       slot.content = "kPackedVarints";
@@ -111,7 +103,7 @@ bool WriteValidationHeader(const std::vector<const FileDescriptor*>& files, cons
       "\n",
       "guard", guard);
   for (const Descriptor* message : messages) {
-    if (!HasView(message, options)) continue;
+    if (!IsInPlace(message, options)) continue;
     const std::vector<std::string> parts = PackageParts(message->file());
     for (const std::string& part : parts) printer->Print("namespace $part$ { ", "part", part);
     printer->Print("class $name$View;", "name", ClassName(message));
@@ -149,7 +141,7 @@ bool WriteValidationHeader(const std::vector<const FileDescriptor*>& files, cons
       "}  // namespace $guard$_tables\n",
       "guard", guard, "shapes", shapes);
   for (const Descriptor* message : messages) {
-    if (!HasView(message, options)) continue;
+    if (!IsInPlace(message, options)) continue;
     printer->Print(
         "template <>\n"
         "struct ShapeOf<$class$View> {\n"

@@ -1,0 +1,217 @@
+#include "view_scan.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "messages.h"
+#include "wire_format.h"
+
+namespace CmnSys::Compiler {
+
+using google::protobuf::FieldDescriptor;
+
+namespace {
+
+class ScanWriter {
+ public:
+  explicit ScanWriter(const ViewFields& fields) : fields_(fields) {}
+
+  void WriteScan() {
+    const bool repeated = std::any_of(fields_.all().begin(), fields_.all().end(),
+                                      [](const auto* field) { return field->is_repeated(); });
+    const auto uses = [this](const std::function<bool(const FieldDescriptor*)>& use) {
+      return std::any_of(fields_.all().begin(), fields_.all().end(), use);
+    };
+    fields_.Print(
+        "\n"
+        "inline bool $view$::Scan(const char* p, const char* e) {\n");
+    for (std::size_t word = 0; word < fields_.words(); ++word) {
+      const Vars vars = {{"word", std::to_string(word)}};
+      fields_.Print("  ::std::uint64_t has$word$ = has$word$_;\n", vars);
+      if (fields_.HasSubMessage(word))
+        fields_.Print("  ::std::uint64_t split$word$ = split$word$_;\n", vars);
+    }
+    fields_.Print("  ::std::uint32_t tag = 0;\n");
+    if (uses([](const auto* field) { return !IsNumeric(field) || field->is_repeated(); }) ||
+        fields_.has_extensions()) {
+      fields_.Print("  ::std::uint32_t length = 0;\n");
+    }
+    if (uses([](const auto* field) {
+          return IsNumeric(field) && !field->is_repeated() && InfoOf(field).wire_type == kVarint;
+        })) {
+      fields_.Print("  ::std::uint64_t number = 0;\n");
+    }
+    if (repeated) fields_.Print("  const char* start = nullptr;\n");
+    fields_.Print("  while (p != e) {\n");
+    if (repeated) fields_.Print("    start = p;\n");
+    fields_.Print(
+        "    p = ::CmnSys::View::ReadTag(p, e, &tag);\n"
+        "    if (p == nullptr) return false;\n"
+        "    switch (tag) {\n");
+    for (std::size_t i = 0; i < fields_.all().size(); ++i) {
+      WriteCase(fields_.all()[i], i > 0,
+                i + 1 < fields_.all().size() ? fields_.all()[i + 1] : nullptr);
+    }
+    fields_.Print("      default:\n");
+    if (fields_.has_extensions()) {
+      fields_.Print(
+          "        if ($extension$) {\n"
+          "          p = ::CmnSys::View::ReadLength(p, e, &length);\n"
+          "          if (p == nullptr) return false;\n"
+          "          extensions_.Add(tag, {p, length});\n"
+          "          p += length;\n"
+          "          break;\n"
+          "        }\n",
+          {{"extension", fields_.ExtensionCondition()}});
+    }
+    fields_.Print(
+        "        p = ::CmnSys::View::SkipValue(p, e, tag, source_.depth_left());\n"
+        "        if (p == nullptr) return false;\n"
+        "        break;\n"
+        "    }\n"
+        "  }\n");
+    for (std::size_t word = 0; word < fields_.words(); ++word) {
+      const Vars vars = {{"word", std::to_string(word)}};
+      fields_.Print("  has$word$_ = has$word$;\n", vars);
+      if (fields_.HasSubMessage(word)) fields_.Print("  split$word$_ = split$word$;\n", vars);
+    }
+    fields_.Print(
+        "  return true;\n"
+        "}\n"
+        "\n"
+        "[[gnu::noinline]] inline void $view$::ScanPieces() {\n"
+        "  if (!::CmnSys::View::internal::ForEachPiece(\n"
+        "          source_, [this](const char* p, const char* e) { return Scan(p, e); })) {\n"
+        "    Fail();\n"
+        "  }\n"
+        "}\n"
+        "\n"
+        "[[gnu::noinline, gnu::cold]] inline void $view$::Fail() {\n"
+        "  error_ = true;\n");
+    for (std::size_t word = 0; word < fields_.words(); ++word) {
+      const Vars vars = {{"word", std::to_string(word)}};
+      fields_.Print("  has$word$_ = 0;\n", vars);
+      if (fields_.HasSubMessage(word)) fields_.Print("  split$word$_ = 0;\n", vars);
+    }
+    for (const FieldDescriptor* field : fields_.all()) {
+      if (field->is_repeated()) fields_.Print("  n$number$_ = 0;\n", fields_.VarsOf(field));
+    }
+    if (fields_.has_extensions()) fields_.Print("  extensions_.Clear();\n");
+    fields_.Print("}\n");
+  }
+
+ private:
+  // The tag with which a field is expected: packed fields packed, others one by one.
+  static std::uint32_t ExpectedTag(const FieldDescriptor* field) {
+    return Tag(field, field->is_packed() ? kLengthDelimited : InfoOf(field).wire_type);
+  }
+
+  // Goes straight to the case of the field whose tag follows, if it does.
+  void WriteJump(const FieldDescriptor* field) {
+    const std::uint32_t tag = ExpectedTag(field);
+    if (tag >= 0x4000) return;
+    fields_.Print("        if (::CmnSys::View::internal::StartsWithTag<$tag$u>(p, e)) {\n",
+                  {{"tag", std::to_string(tag)}});
+    if (field->is_repeated()) fields_.Print("          start = p;\n");
+    fields_.Print(
+        "          p += $size$;\n"
+        "          goto field_$number$;\n"
+        "        }\n",
+        {{"size", tag < 0x80 ? "1" : "2"}, {"number", std::to_string(field->number())}});
+  }
+
+  void WriteCase(const FieldDescriptor* field, bool jumped_to, const FieldDescriptor* next) {
+    const Vars vars = fields_.VarsOf(field);
+    const auto tag_case = [this, field](std::uint32_t wire_type) {
+      fields_.Print("      case $tag$u:\n", {{"tag", std::to_string(Tag(field, wire_type))}});
+    };
+    const std::uint32_t wire_type = InfoOf(field).wire_type;
+    jumped_to = (jumped_to || field->is_repeated()) && ExpectedTag(field) < 0x4000;
+    const auto label = [&] {
+      if (jumped_to) fields_.Print("      field_$number$:\n", vars);
+    };
+    if (field->is_repeated() && IsNumeric(field)) {
+      // The form that is not expected comes first and goes on like the other one.
+      const std::uint32_t other = field->is_packed() ? wire_type : kLengthDelimited;
+      const auto read = [this](std::uint32_t type, const char* end) {
+        if (type == kLengthDelimited) {
+          fields_.Print(
+              "        p = ::CmnSys::View::ReadLength(p, e, &length);\n"
+              "        if (p == nullptr) return false;\n"
+              "        p += length;\n");
+        } else {
+          fields_.Print(
+              "        p = ::CmnSys::View::SkipValue(p, e, $type$u | 8, 0);\n"
+              "        if (p == nullptr) return false;\n",
+              {{"type", std::to_string(type)}});
+        }
+        fields_.Print(end);
+      };
+      tag_case(other);
+      read(other, "");
+      fields_.Print(
+          "        if (n$number$_++ == 0) f$number$_ = start;\n"
+          "        break;\n",
+          vars);
+      tag_case(field->is_packed() ? kLengthDelimited : wire_type);
+      label();
+      read(field->is_packed() ? kLengthDelimited : wire_type, "");
+      fields_.Print("        if (n$number$_++ == 0) f$number$_ = start;\n", vars);
+    } else {
+      tag_case(wire_type);
+      label();
+      if (wire_type == kLengthDelimited) {
+        fields_.Print(
+            "        p = ::CmnSys::View::ReadLength(p, e, &length);\n"
+            "        if (p == nullptr) return false;\n");
+        if (field->is_repeated()) {
+          fields_.Print("        if (n$number$_++ == 0) f$number$_ = start;\n", vars);
+        } else {
+          if (IsMessage(field)) fields_.Print("        $split$ |= $has$ & $bit$;\n", vars);
+          fields_.Print(
+              "        f$number$_ = {p, length};\n"
+              "        $has$ |= $bit$;\n",
+              vars);
+        }
+        fields_.Print("        p += length;\n");
+      } else if (wire_type == kVarint) {
+        fields_.Print(
+            "        p = ::CmnSys::View::ReadVarint(p, e, &number);\n"
+            "        if (p == nullptr) return false;\n");
+        if (IsEnum(field)) {
+          fields_.Print(
+              "        if (::CmnSys::View::internal::HasNumber<$type$>(\n"
+              "                static_cast<::std::int32_t>(number))) {\n"
+              "          f$number$_ = static_cast<$type$>(static_cast<::std::int32_t>(number));\n"
+              "          $has$ |= $bit$;\n"
+              "        }\n",
+              vars);
+        } else {
+          fields_.Print(
+              "        f$number$_ = $format$::Convert(number);\n"
+              "        $has$ |= $bit$;\n",
+              vars);
+        }
+      } else {
+        fields_.Print(
+            "        p = ::CmnSys::View::ReadFixed(p, e, &f$number$_);\n"
+            "        if (p == nullptr) return false;\n"
+            "        $has$ |= $bit$;\n",
+            vars);
+      }
+    }
+    if (field->is_repeated()) WriteJump(field);
+    if (next != nullptr) WriteJump(next);
+    fields_.Print("        break;\n");
+  }
+
+  const ViewFields& fields_;
+};
+
+}  // namespace
+
+void WriteViewScan(const ViewFields& fields) { ScanWriter(fields).WriteScan(); }
+
+}  // namespace CmnSys::Compiler
