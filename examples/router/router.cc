@@ -3,9 +3,11 @@
 #include <utility>
 
 #include "ProtoBuf/CmnSys/CmnSys.Events.view.h"
+#include "ProtoBuf/CmnSys/CmnSys.Events.writer.h"
 #include "ProtoBuf/CmnSys/CmnSys.validate.h"
 
 using Pb::CmnSys::Events::EventView;
+using Pb::CmnSys::Events::EventWriter;
 
 void Router::Add(Subscription subscription) { subscriptions_.push_back(std::move(subscription)); }
 
@@ -21,4 +23,13 @@ bool Router::Route(std::string_view event) const {
     }
   }
   return true;
+}
+
+std::string_view WithServerName(std::string_view event, std::string_view name,
+                                CmnSys::View::WriteBuffer* buffer) {
+  EventWriter writer(buffer);
+  writer.AppendFields(event);
+  writer.set_originating_server_name(name);
+  writer.Close();
+  return buffer->bytes();
 }

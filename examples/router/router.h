@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "CmnSys/View/WriteBuffer.h"
 #include "ProtoBuf/CmnSys/CmnSys.Events.pb.h"
 
 // Which events one receiver wants.
@@ -30,5 +31,10 @@ class Router {
  private:
   std::vector<Subscription> subscriptions_;
 };
+
+// Writes the event into the buffer with the name of the server that it came from, and the rest as
+// it is. Returns the bytes, which stay until the buffer is used again.
+std::string_view WithServerName(std::string_view event, std::string_view name,
+                                CmnSys::View::WriteBuffer* buffer);
 
 #endif  // ROUTER_EXAMPLE_ROUTER_H_
