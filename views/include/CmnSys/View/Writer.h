@@ -165,6 +165,9 @@ class MessageWriter {
       const auto length = static_cast<std::size_t>(p_ - start);
       if (length < 0x80 && length_size_ == 1) {
         start[-1] = static_cast<char>(length);
+      } else if (length - 0x80 < 0x4000 - 0x80 && length_size_ == 2) {
+        start[-2] = static_cast<char>(length | 0x80);
+        start[-1] = static_cast<char>(length >> 7);
       } else {
         const Cursor cursor = buffer_->PutLength(p_, limit_, start_, length_size_, expected_);
         p_ = cursor.p;
