@@ -111,6 +111,16 @@ void AddFieldSizes(const Message& message, FieldSize* all) {
   AddFields(message, all);
 }
 
+void MergeFieldSizes(const FieldSize& from, FieldSize* all) {
+  all->bytes += from.bytes;
+  all->count += from.count;
+  for (const auto& [key, size] : from.fields) {
+    std::unique_ptr<FieldSize>& merged = all->fields[key];
+    if (merged == nullptr) merged = std::make_unique<FieldSize>();
+    MergeFieldSizes(*size, merged.get());
+  }
+}
+
 std::vector<SizeRow> LargestFields(const FieldSize& all, int max_depth, std::size_t limit,
                                    std::size_t* left_out) {
   Largest largest(max_depth, limit);

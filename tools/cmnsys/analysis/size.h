@@ -27,6 +27,9 @@ struct FieldSize {
 // the size of the message, in time and memory.
 void AddFieldSizes(const google::protobuf::Message& message, FieldSize* all);
 
+// Adds the fields of other messages.
+void MergeFieldSizes(const FieldSize& from, FieldSize* all);
+
 struct SizeRow {
   // Names joined by dots, "[]" behind repeated fields, extensions in brackets, fields that the type
   // does not know by number.

@@ -3,8 +3,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "commands/commands.h"
@@ -16,9 +19,14 @@
 #include "io/output.h"
 #include "io/progress.h"
 #include "io/record_lines.h"
+#include "pipeline/batches.h"
+#include "pipeline/messages.h"
 #include "schema/message_type.h"
 
 namespace CmnSys::Tool {
+
+using google::protobuf::Message;
+
 namespace {
 
 struct CheckCommandOptions {
@@ -28,6 +36,7 @@ struct CheckCommandOptions {
   InputOptions input;  // The limits; the path is that of each input in turn.
   JsonOptions json;
   std::size_t max_violations = Util::CheckOptions().max_violations;
+  std::size_t jobs = DefaultJobs();
 };
 
 std::string Line(const Util::Violation& violation) {
@@ -37,39 +46,105 @@ std::string Line(const Util::Violation& violation) {
          violation.sentence + "\n";
 }
 
-// Reads the messages of one input into `message`, one after the other, and writes their violations.
-// Returns whether there is none.
-bool CheckRecords(const CheckCommandOptions& options, const InputOptions& input,
-                  MessageSource* source, google::protobuf::Message* message, RecordLines* lines) {
-  Progress progress(input.path);
+// The violations of some messages.
+struct Violations {
+  struct Record {
+    std::uint64_t index = 0;  // Among those messages.
+    std::vector<Util::Violation> violations;
+  };
+
+  std::uint64_t messages = 0;
+  std::vector<Record> records;  // Those with violations.
   std::size_t count = 0;
-  for (std::uint64_t record = 0; source->Next(message); ++record) {
-    lines->Begin(record);
+  std::size_t text_bytes = 0;
+
+  std::size_t bytes() const { return text_bytes; }
+  void Clear() { *this = {}; }
+};
+
+// Checks the messages of one input.
+class Checker {
+ public:
+  Checker(const CheckCommandOptions& options, const InputOptions& input, RecordLines* lines)
+      : options_(options), input_(input), lines_(*lines) {}
+
+  // Returns whether there is no violation.
+  bool Run(MessageSource* source, const Message& prototype) {
+    Progress progress(input_.path);
+    MessageWork<Violations> work;
+    work.in_order = [this](const Message& message) {
+      lines_.Begin(record_);
+      ++record_;
+      return Report(Check(message, count_));
+    };
+    work.apart = [this](const Message& message, Violations* found) {
+      Add(Check(message, found->count), found);
+      return true;
+    };
+    work.join = [this](Violations* found) { return Report(*found); };
+    ForEachMessage(source, prototype, &progress, work).Run(options_.jobs);
+    return count_ == 0;
+  }
+
+ private:
+  // `count` violations have been found before.
+  std::vector<Util::Violation> Check(const Message& message, std::size_t count) const {
     Util::CheckOptions check;
-    check.max_depth = input.max_depth;
+    check.max_depth = input_.max_depth;
     check.max_violations =
-        options.max_violations - count + 1;  // One more tells that there is more.
-    for (const Util::Violation& violation : Util::Check(*message, check)) {
-      if (count == options.max_violations) {
-        PrintError("stopped checking " + input.Name() + " after " + std::to_string(count) +
+        options_.max_violations - count + 1;  // One more tells that there is more.
+    return Util::Check(message, check);
+  }
+
+  static void Add(std::vector<Util::Violation> violations, Violations* found) {
+    if (!violations.empty()) {
+      found->count += violations.size();
+      for (const Util::Violation& violation : violations) {
+        found->text_bytes += sizeof violation + violation.path.size() + violation.sentence.size();
+      }
+      found->records.push_back({found->messages, std::move(violations)});
+    }
+    ++found->messages;
+  }
+
+  // Returns false when there are more than are wanted.
+  bool Report(const std::vector<Util::Violation>& violations) {
+    for (const Util::Violation& violation : violations) {
+      if (count_ == options_.max_violations) {
+        PrintError("stopped checking " + input_.Name() + " after " + std::to_string(count_) +
                    " violations; --max-violations sets the limit");
         return false;
       }
-      lines->Write(Line(violation));
-      ++count;
+      lines_.Write(Line(violation));
+      ++count_;
     }
-    progress.Update(source->position());
+    return true;
   }
-  return count == 0;
-}
+
+  bool Report(const Violations& found) {
+    for (const Violations::Record& record : found.records) {
+      lines_.Begin(record_ + record.index);
+      if (!Report(record.violations)) return false;
+    }
+    record_ += found.messages;
+    if (found.messages > 0) lines_.Begin(record_ - 1);
+    return true;
+  }
+
+  const CheckCommandOptions& options_;
+  const InputOptions& input_;
+  RecordLines& lines_;
+  std::uint64_t record_ = 0;
+  std::size_t count_ = 0;
+};
 
 bool CheckInput(const CheckCommandOptions& options, const InputOptions& input,
-                google::protobuf::Message* message, Output* output) {
+                const Message& prototype, Output* output) {
   const auto source = OpenSource(input, options.from, options.json);
   RecordLines lines(options.paths.size() > 1 ? input.Name() + ": " : "", source->is_stream(),
                     output);
   try {
-    const bool passed = CheckRecords(options, input, source.get(), message, &lines);
+    const bool passed = Checker(options, input, &lines).Run(source.get(), prototype);
     lines.Finish();
     return passed;
   } catch (const Failure&) {
@@ -79,14 +154,14 @@ bool CheckInput(const CheckCommandOptions& options, const InputOptions& input,
 }
 
 void CheckAll(const CheckCommandOptions& options) {
-  const std::unique_ptr<google::protobuf::Message> message = NewMessage(options.type);
+  const std::unique_ptr<Message> message = NewMessage(options.type);
   Output output({}, OutputKind::kText);
   ExitStatus status = ExitStatus::kDone;
   for (const std::string& path : options.paths) {
     InputOptions input = options.input;
     input.path = path;
     try {
-      if (!CheckInput(options, input, message.get(), &output)) {
+      if (!CheckInput(options, input, *message, &output)) {
         status = std::max(status, ExitStatus::kNo);
       }
     } catch (const Failure& failure) {
@@ -114,6 +189,7 @@ void AddCheckCommand(CLI::App* app) {
              1, 1000000)
       ->type_name("COUNT")
       ->capture_default_str();
+  AddJobs(command, &options->jobs);
   command->footer(
       "Prints one violation a line: PATH: RULE: what is wrong. The path . is the message itself.\n"
       "With several inputs, the name of the input stands in front; in a stream, the number of the "

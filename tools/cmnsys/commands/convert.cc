@@ -2,16 +2,23 @@
 
 #include <google/protobuf/message.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "formats/message_stream.h"
+#include "formats/printed.h"
 #include "io/progress.h"
+#include "pipeline/batches.h"
+#include "pipeline/messages.h"
 #include "schema/message_type.h"
 
 namespace CmnSys::Tool {
+
+using google::protobuf::Message;
+
 namespace {
 
 struct ConvertOptions {
@@ -21,18 +28,27 @@ struct ConvertOptions {
   InputOptions input;
   OutputOptions output;
   JsonOptions json;
+  std::size_t jobs = DefaultJobs();
 };
 
 void Convert(ConvertOptions& options) {
-  const std::unique_ptr<google::protobuf::Message> message = NewMessage(options.type);
+  const std::unique_ptr<Message> message = NewMessage(options.type);
   options.json.write.max_depth = options.input.max_depth;
   const auto source = OpenSource(options.input, options.from, options.json);
   const auto sink = OpenSink(options.output, options.to, options.json);
   Progress progress(options.input.path);
-  while (source->Next(message.get())) {
-    sink->Write(*message);
-    progress.Update(source->position());
-  }
+  MessageWork<Printed> work;
+  work.in_order = [&sink](const Message& next) {
+    sink->Write(next);
+    return true;
+  };
+  work.apart = [&sink](const Message& next, Printed* printed) { return printed->Add(*sink, next); };
+  work.join = [&sink](Printed* printed) {
+    sink->WritePrinted(printed->text(), printed->ends());
+    return true;
+  };
+  ForEachMessage(source.get(), *message, &progress, work)
+      .Run(sink->prints_apart() ? options.jobs : 1);
   sink->Finish();
 }
 
@@ -43,6 +59,7 @@ CLI::App* AddConversion(CLI::App* app, const std::string& name, const std::strin
   AddTypeArgument(command, &options->type);
   AddInput(command, &options->input);
   AddOutput(command, &options->output);
+  AddJobs(command, &options->jobs);
   command->callback([options] { Convert(*options); });
   return command;
 }
@@ -71,7 +88,8 @@ void AddConvertCommand(CLI::App* app) {
                   "\n"
                   "\n"
                   "A stream of any length is converted in the memory that its longest message "
-                  "takes; --max-bytes limits each message, and dumps as a whole.\n"
+                  "takes, besides some 10 MB for each of --jobs; --max-bytes limits each message, "
+                  "and dumps as a whole.\n"
                   "\n"
                   "Examples:\n"
                   "  cmnsys convert Gid gid.bin\n"

@@ -3,9 +3,15 @@
 #include <google/protobuf/message.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "commands/commands.h"
 #include "commands/options.h"
@@ -16,6 +22,8 @@
 #include "io/output.h"
 #include "io/progress.h"
 #include "io/record_lines.h"
+#include "pipeline/batches.h"
+#include "pipeline/messages.h"
 #include "schema/message_type.h"
 
 namespace CmnSys::Tool {
@@ -32,6 +40,7 @@ struct DiffOptions {
   Format right_format = Format::kAuto;
   JsonOptions json;
   Comparison comparison;
+  std::size_t jobs = DefaultJobs();
 };
 
 Colour ColourOf(const std::string& line) {
@@ -49,41 +58,186 @@ std::string PaintedLines(const std::string& differences) {
   return text;
 }
 
-// Compares record by record; returns whether all are equal.
-bool DiffRecords(const DiffOptions& options, MessageSource* left_source,
-                 MessageSource* right_source, RecordLines* lines) {
-  const std::unique_ptr<Message> left = NewMessage(options.type);
-  const std::unique_ptr<Message> right(left->New());
-  Progress progress(options.left.path);
-  bool equal = true;
-  for (std::uint64_t record = 0;; ++record) {
-    const bool in_left = left_source->Next(left.get());
-    const bool in_right = right_source->Next(right.get());
-    if (!in_left && !in_right) return equal;
-    lines->Begin(record);
-    if (in_left != in_right) {
-      lines->Write("this and what follows: only in " +
-                   (in_left ? options.left : options.right).Name() + "\n");
-      return false;
+// A record of each side.
+struct Pair {
+  explicit Pair(const Message& prototype) : left(prototype.New()), right(prototype.New()) {}
+
+  std::unique_ptr<Message> left;
+  std::unique_ptr<Message> right;
+};
+
+// Compares two sources record by record.
+class RecordDiff {
+ public:
+  RecordDiff(const DiffOptions& options, const Message& prototype, MessageSource* left,
+             MessageSource* right, RecordLines* lines)
+      : options_(options),
+        prototype_(prototype),
+        left_(*left),
+        right_(*right),
+        lines_(*lines),
+        progress_(options.left.path),
+        own_(prototype) {}
+
+  // Returns whether all are equal.
+  bool Run() {
+    while (options_.jobs == 1 || left_.position() < kBytesBeforeThreads) {
+      if (!Next()) return equal_;
     }
-    const std::string differences = Differences(options.comparison, *left, *right);
-    equal = equal && differences.empty();
-    lines->Write(PaintedLines(differences));
-    progress.Update(left_source->position());
+    std::vector<Batch> batches(PipelineSlots(options_.jobs));
+    for (Batch& batch : batches) {
+      batch.left = left_.NewBlock();
+      batch.right = right_.NewBlock();
+    }
+    const bool splits = batches.back().left != nullptr && batches.back().right != nullptr;
+    if (splits && RunThreads(&batches) == PipelineEnd::kWriter) return equal_;
+    while (Next()) {
+    }
+    return equal_;
   }
-}
+
+ private:
+  // As many records of either side.
+  struct Batch {
+    struct Difference {
+      std::uint64_t index = 0;  // Of the pair, among those compared.
+      std::string text;
+    };
+
+    std::unique_ptr<MessageBlock> left;
+    std::unique_ptr<MessageBlock> right;
+    std::uint64_t compared = 0;
+    std::vector<Difference> differences;
+    std::size_t text_bytes = 0;
+
+    std::size_t bytes() const { return left->bytes() + right->bytes() + text_bytes; }
+    void Release() {
+      left->Release();
+      right->Release();
+      compared = 0;
+      differences.clear();
+      text_bytes = 0;
+    }
+  };
+
+  bool Next() {
+    const bool in_left = left_.Next(own_.left.get());
+    const bool in_right = right_.Next(own_.right.get());
+    if (!in_left && !in_right) return false;
+    progress_.Update(left_.position());
+    if (in_left && in_right) {
+      Compare();
+      return true;
+    }
+    lines_.Begin(record_);
+    lines_.Write("this and what follows: only in " +
+                 (in_left ? options_.left : options_.right).Name() + "\n");
+    equal_ = false;
+    return false;
+  }
+
+  void Compare() {
+    lines_.Begin(record_++);
+    Report(Differences(options_.comparison, *own_.left, *own_.right));
+  }
+
+  void Report(const std::string& differences) {
+    equal_ = equal_ && differences.empty();
+    lines_.Write(PaintedLines(differences));
+  }
+
+  PipelineEnd RunThreads(std::vector<Batch>* batches) {
+    std::vector<Pair> pairs;
+    for (std::size_t i = 0; i < options_.jobs; ++i) pairs.emplace_back(prototype_);
+    return RunBatches(
+        options_.jobs, batches, [this](Batch* batch) { return Take(batch); },
+        [this, &pairs](Batch* batch, std::size_t worker) { Work(batch, &pairs[worker]); },
+        [this](Batch* batch) { return Join(batch); },
+        [this] {
+          left_.Interrupt();
+          right_.Interrupt();
+        });
+  }
+
+  bool Take(Batch* batch) {
+    std::uint64_t count = left_.Wait(kBatchMessages);
+    if (count > 0) count = right_.Wait(count);
+    return count > 0 && left_.Take(count, batch->left.get()) &&
+           right_.Take(count, batch->right.get());
+  }
+
+  // Compares until a pair has to be read in order; the blocks then stand at that pair.
+  void Work(Batch* batch, Pair* pair) const {
+    MessageBlock& left = *batch->left;
+    MessageBlock& right = *batch->right;
+    while (batch->text_bytes < kMostResultBytes) {
+      try {
+        if (!left.Next(pair->left.get())) return;
+      } catch (const std::exception&) {
+        left.Back();
+        return;
+      }
+      try {
+        right.Next(pair->right.get());
+        Add(Differences(options_.comparison, *pair->left, *pair->right), batch);
+      } catch (const std::exception&) {
+        left.Back();
+        right.Back();
+        return;
+      }
+      if (std::max(left.message_bytes(), right.message_bytes()) > kLongMessage) {
+        *pair = Pair(prototype_);
+      }
+    }
+  }
+
+  static void Add(std::string text, Batch* batch) {
+    if (!text.empty()) {
+      const std::size_t size = text.size();
+      batch->differences.push_back({batch->compared, std::move(text)});
+      batch->text_bytes += size + sizeof(Batch::Difference);
+    }
+    ++batch->compared;
+  }
+
+  bool Join(Batch* batch) {
+    for (const Batch::Difference& difference : batch->differences) {
+      lines_.Begin(record_ + difference.index);
+      Report(difference.text);
+    }
+    record_ += batch->compared;
+    if (batch->compared > 0) lines_.Begin(record_ - 1);
+    while (batch->left->Next(own_.left.get())) {
+      batch->right->Next(own_.right.get());
+      Compare();
+    }
+    progress_.Update(batch->left->position());
+    return true;
+  }
+
+  const DiffOptions& options_;
+  const Message& prototype_;
+  MessageSource& left_;
+  MessageSource& right_;
+  RecordLines& lines_;
+  Progress progress_;
+  Pair own_;
+  std::uint64_t record_ = 0;
+  bool equal_ = true;
+};
 
 void Diff(const DiffOptions& options) {
   if (options.left.path == "-" && options.right.path == "-") {
     throw Failure("only one of the two inputs can be standard input");
   }
+  const std::unique_ptr<Message> prototype = NewMessage(options.type);
   const auto left = OpenSource(options.left, options.left_format, options.json);
   const auto right = OpenSource(options.right, options.right_format, options.json);
   Output output({}, OutputKind::kText);
   RecordLines lines("", left->is_stream() || right->is_stream(), &output);
   bool equal = false;
   try {
-    equal = DiffRecords(options, left.get(), right.get(), &lines);
+    equal = RecordDiff(options, *prototype, left.get(), right.get(), &lines).Run();
   } catch (const Failure&) {
     lines.Finish();
     output.Finish();
@@ -112,6 +266,7 @@ void AddDiffCommand(CLI::App* app) {
   command->add_flag("--approximate", options->comparison.approximate,
                     "Ignore the last digits of float and double fields");
   AddLimits(command, &options->left);
+  AddJobs(command, &options->jobs);
   command->footer(
       "Prints one difference a line: a field added in RIGHT, deleted, modified or moved. Of "
       "streams, the records are compared one by one. The two sides may have different formats; "

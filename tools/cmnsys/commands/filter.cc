@@ -1,8 +1,13 @@
 #include <google/protobuf/message.h>
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "CmnSys/Util/Parse.h"
 #include "commands/commands.h"
@@ -11,9 +16,12 @@
 #include "filter/matcher.h"
 #include "formats/delimited_bytes.h"
 #include "formats/message_stream.h"
+#include "formats/printed.h"
 #include "io/failure.h"
 #include "io/output.h"
 #include "io/progress.h"
+#include "pipeline/batches.h"
+#include "pipeline/messages.h"
 #include "schema/message_type.h"
 
 namespace CmnSys::Tool {
@@ -33,6 +41,7 @@ struct FilterOptions {
   bool count = false;
   bool invert = false;
   std::uint64_t limit = UINT64_MAX;
+  std::size_t jobs = DefaultJobs();
 };
 
 // Where selected messages go, in another form than that of their bytes.
@@ -47,6 +56,15 @@ class Selected {
     any_ = true;
   }
 
+  bool prints_apart() const { return sink_->prints_apart(); }
+
+  // Adds a message behind the first one; returns false when only Write can take it. Thread-safe for
+  // distinct `printed`.
+  bool Print(const Message& message, Printed* printed) const {
+    return any_ && printed->Add(*sink_, message);
+  }
+  void Write(const Printed& printed) { sink_->WritePrinted(printed.text(), printed.ends()); }
+
   // No file appears where it would have to hold a message.
   void Finish() {
     if (any_ || takes_none_) sink_->Finish();
@@ -55,104 +73,210 @@ class Selected {
  private:
   std::unique_ptr<MessageSink> sink_;
   bool takes_none_;
-  bool any_ = false;
+  std::atomic<bool> any_ = false;
 };
 
-class Filter {
- public:
-  explicit Filter(const FilterOptions& options)
-      : options_(options),
-        message_(NewMessage(options.type)),
-        matcher_(ParseExpression(options.where, *message_->GetDescriptor())),
-        from_(ResolveFormat(options.from, options.input.path, Format::kDelimited)),
-        to_(ResolveFormat(options.to, options.output.path, from_)) {}
+// Selects from formats that are read by way of messages. Returns how many were selected.
+std::uint64_t SelectMessages(const FilterOptions& options, Format from, Matcher* matcher,
+                             Message* message, Selected* selected) {
+  const auto source = OpenSource(options.input, from, options.json);
+  Progress progress(options.input.path);
+  std::string bytes;
+  std::uint64_t count = 0;
+  while (count < options.limit && source->Next(message)) {
+    message->SerializeToString(&bytes);
+    progress.Update(source->position());
+    if (matcher->Matches(bytes) == options.invert) continue;
+    ++count;
+    if (selected != nullptr) selected->Write(*message);
+  }
+  return count;
+}
 
-  void Run() {
-    if (from_ != Format::kDelimited) {
-      SelectMessages();
-    } else if (options_.count || to_ == Format::kDelimited) {
-      SelectBytes();
-    } else {
-      SelectFromBytes();
+// Selects from delimited messages by their bytes.
+class RecordFilter {
+ public:
+  // The selected ones go to `bytes` as they are, or as messages to `selected`, or nowhere.
+  RecordFilter(const FilterOptions& options, const Expression& condition, const Message& prototype,
+               Output* bytes, Selected* selected)
+      : options_(options),
+        condition_(condition),
+        prototype_(prototype),
+        records_(options.input),
+        progress_(options.input.path),
+        bytes_(bytes),
+        selected_(selected),
+        own_(condition, prototype) {}
+
+  // Returns how many were selected.
+  std::uint64_t Run() {
+    const bool alone = options_.jobs == 1 || (selected_ != nullptr && !selected_->prints_apart());
+    while (alone || records_.position() < kBytesBeforeThreads) {
+      if (!Next()) return count_;
     }
-    if (options_.count) {
-      WriteOutput(options_.output, std::to_string(selected_) + "\n", OutputKind::kText);
+    if (records_.PrepareInterrupt() && RunThreads() == PipelineEnd::kWriter) return count_;
+    while (Next()) {
     }
-    if (selected_ == 0) throw Ended(ExitStatus::kNo);
+    return count_;
   }
 
  private:
-  // Calls `take` for each record selected from bytes.
-  template <typename Take>
-  void ForEachSelected(Take take) {
-    DelimitedBytes records(options_.input);
-    Progress progress(options_.input.path);
-    while (selected_ < options_.limit && records.Next()) {
-      const std::optional<bool> matches = matcher_.Matches(records.message());
-      if (!matches) FailInRecord(records);
-      progress.Update(records.position());
-      if (*matches == options_.invert) continue;
-      ++selected_;
-      take(records);
+  // What a thread selects with.
+  struct Worker {
+    Worker(const Expression& condition, const Message& prototype)
+        : matcher(condition), message(prototype.New()) {}
+    Matcher matcher;
+    std::unique_ptr<Message> message;
+  };
+
+  struct Batch {
+    DelimitedBlock records;
+    std::uint64_t count = 0;  // Of selected records.
+    Printed printed;          // What is written of them.
+
+    std::size_t bytes() const { return records.capacity() + printed.bytes(); }
+    void Release() {
+      records.Release();
+      count = 0;
+      printed.Clear();
     }
+  };
+
+  bool Next() {
+    if (!records_.Next()) return false;
+    progress_.Update(records_.position());
+    return InOrder(records_.record());
   }
 
-  void SelectBytes() {
-    if (options_.count) {
-      ForEachSelected([](const DelimitedBytes&) {});
+  bool InOrder(const DelimitedBlock& record) {
+    const std::optional<bool> matches = own_.matcher.Matches(record.message());
+    if (!matches) FailInRecord(record);
+    if (*matches == options_.invert) return true;
+    ++count_;
+    if (bytes_ != nullptr) bytes_->Write(record.delimited());
+    if (selected_ != nullptr) {
+      if (const auto fault = Parse(record, own_.message.get())) Fail(record, *fault);
+      selected_->Write(*own_.message);
+    }
+    return count_ < options_.limit;
+  }
+
+  PipelineEnd RunThreads() {
+    std::vector<std::unique_ptr<Worker>> workers(options_.jobs);
+    for (auto& worker : workers) worker = std::make_unique<Worker>(condition_, prototype_);
+    std::vector<Batch> batches(PipelineSlots(options_.jobs));
+    return RunBatches(
+        options_.jobs, &batches,
+        [this](Batch* batch) { return records_.Take(kBatchRecords, &batch->records); },
+        [this, &workers](Batch* batch, std::size_t worker) { Work(workers[worker].get(), batch); },
+        [this](Batch* batch) { return Join(batch); }, [this] { records_.Interrupt(); });
+  }
+
+  // Does what can be done apart; the block then stands at the first record that is left.
+  void Work(Worker* worker, Batch* batch) const {
+    DelimitedBlock& records = batch->records;
+    while (batch->printed.bytes() < kMostResultBytes && records.Next()) {
+      try {
+        if (Apart(worker, batch)) continue;
+      } catch (const std::exception&) {
+      }
+      records.Back();
       return;
     }
-    Output output(options_.output, OutputKind::kBinary);
-    ForEachSelected([&](const DelimitedBytes& records) { output.Write(records.delimited()); });
-    output.Finish();
   }
 
-  void SelectFromBytes() {
-    Selected selected(options_.output, to_, options_.json);
-    ForEachSelected([&](const DelimitedBytes& records) {
-      Util::ParseLimits limits;
-      limits.max_depth = options_.input.max_depth;
-      const auto fault = Util::Parse(records.message(), limits, message_.get());
-      if (fault) Fail(records, *fault);
-      selected.Write(*message_);
-    });
-    selected.Finish();
-  }
-
-  // From formats that are read by way of messages.
-  void SelectMessages() {
-    std::optional<Selected> selected;
-    if (!options_.count) selected.emplace(options_.output, to_, options_.json);
-    const auto source = OpenSource(options_.input, from_, options_.json);
-    Progress progress(options_.input.path);
-    std::string bytes;
-    while (selected_ < options_.limit && source->Next(message_.get())) {
-      message_->SerializeToString(&bytes);
-      progress.Update(source->position());
-      if (matcher_.Matches(bytes) == options_.invert) continue;
-      ++selected_;
-      if (selected) selected->Write(*message_);
+  bool Apart(Worker* worker, Batch* batch) const {
+    const DelimitedBlock& record = batch->records;
+    const std::optional<bool> matches = worker->matcher.Matches(record.message());
+    if (!matches) return false;
+    if (*matches == options_.invert) return true;
+    if (bytes_ != nullptr) batch->printed.Add(record.delimited());
+    if (selected_ != nullptr) {
+      if (Parse(record, worker->message.get())) return false;
+      if (!selected_->Print(*worker->message, &batch->printed)) return false;
+      if (record.message().size() > kLongMessage) worker->message.reset(prototype_.New());
     }
-    if (selected) selected->Finish();
+    ++batch->count;
+    return true;
   }
 
-  [[noreturn]] void FailInRecord(const DelimitedBytes& records) {
-    const auto fault = Util::FindWireFault(*message_->GetDescriptor(), records.message());
-    Fail(records, fault.value_or(Util::WireFault{0, "", "the record is malformed"}));
+  bool Join(Batch* batch) {
+    DelimitedBlock& records = batch->records;
+    if (batch->count >= options_.limit - count_) {
+      records.Rewind();
+    } else {
+      count_ += batch->count;
+      if (bytes_ != nullptr) bytes_->WritePieces(batch->printed.text(), batch->printed.ends());
+      if (selected_ != nullptr) selected_->Write(batch->printed);
+    }
+    bool more = true;
+    while (more && records.Next()) more = InOrder(records);
+    progress_.Update(records.position());
+    return more;
   }
 
-  [[noreturn]] static void Fail(const DelimitedBytes& records, const Util::WireFault& fault) {
-    records.FailInRecord(fault.offset,
-                         (fault.path.empty() ? "" : "in " + fault.path + ", ") + fault.reason);
+  std::optional<Util::WireFault> Parse(const DelimitedBlock& record, Message* message) const {
+    Util::ParseLimits limits;
+    limits.max_depth = options_.input.max_depth;
+    return Util::Parse(record.message(), limits, message);
   }
+
+  [[noreturn]] void FailInRecord(const DelimitedBlock& record) const {
+    const auto fault = Util::FindWireFault(*prototype_.GetDescriptor(), record.message());
+    Fail(record, fault.value_or(Util::WireFault{0, "", "the record is malformed"}));
+  }
+
+  [[noreturn]] void Fail(const DelimitedBlock& record, const Util::WireFault& fault) const {
+    record.FailInRecord(options_.input.Name(), fault.offset,
+                        (fault.path.empty() ? "" : "in " + fault.path + ", ") + fault.reason);
+  }
+
+  // Matching is quick: batches are as long as a block mostly is.
+  static constexpr std::uint64_t kBatchRecords = 16 * kBatchMessages;
 
   const FilterOptions& options_;
-  std::unique_ptr<Message> message_;
-  Matcher matcher_;
-  Format from_;
-  Format to_;
-  std::uint64_t selected_ = 0;
+  const Expression& condition_;
+  const Message& prototype_;
+  DelimitedBytes records_;
+  Progress progress_;
+  Output* bytes_;
+  Selected* selected_;
+  Worker own_;
+  std::uint64_t count_ = 0;
 };
+
+void Filter(const FilterOptions& options) {
+  const std::unique_ptr<Message> message = NewMessage(options.type);
+  const Expression condition = ParseExpression(options.where, *message->GetDescriptor());
+  const Format from = ResolveFormat(options.from, options.input.path, Format::kDelimited);
+  const Format to = ResolveFormat(options.to, options.output.path, from);
+  const bool by_bytes = from == Format::kDelimited;
+
+  std::optional<Output> bytes;
+  std::optional<Selected> selected;
+  if (!options.count) {
+    if (by_bytes && to == Format::kDelimited) {
+      bytes.emplace(options.output, OutputKind::kBinary);
+    } else {
+      selected.emplace(options.output, to, options.json);
+    }
+  }
+  std::uint64_t count = 0;
+  if (by_bytes) {
+    count = RecordFilter(options, condition, *message, bytes ? &*bytes : nullptr,
+                         selected ? &*selected : nullptr)
+                .Run();
+  } else {
+    Matcher matcher(condition);
+    count = SelectMessages(options, from, &matcher, message.get(), selected ? &*selected : nullptr);
+  }
+  if (bytes) bytes->Finish();
+  if (selected) selected->Finish();
+  if (options.count) {
+    WriteOutput(options.output, std::to_string(count) + "\n", OutputKind::kText);
+  }
+  if (count == 0) throw Ended(ExitStatus::kNo);
+}
 
 }  // namespace
 
@@ -177,6 +301,7 @@ void AddFilterCommand(CLI::App* app) {
   AddFormat(command, "-t,--to", &options->to,
             "Format of the output; auto is by the ending, else that of the input");
   AddOutput(command, &options->output);
+  AddJobs(command, &options->jobs);
   AddJson(command, &options->json);
   command->footer(
       std::string(kConditionHelp) +
@@ -196,7 +321,7 @@ void AddFilterCommand(CLI::App* app) {
       "originating_server_gid.id = \"server-1\"' --to jsonl\n"
       "  cmnsys filter EventList lists.delimited --where 'not events.timestamp < 1795165330250' "
       "--count");
-  command->callback([options] { Filter(*options).Run(); });
+  command->callback([options] { Filter(*options); });
 }
 
 }  // namespace CmnSys::Tool

@@ -65,6 +65,14 @@ void AddLimits(CLI::App* command, InputOptions* input) {
       ->capture_default_str();
 }
 
+void AddJobs(CLI::App* command, std::size_t* jobs) {
+  TakeWithin(command->add_option("-j,--jobs", *jobs,
+                                 "Threads that work on a long stream; the results are the same"),
+             1, 256)
+      ->type_name("THREADS")
+      ->default_str("one a processor");
+}
+
 void AddOutput(CLI::App* command, OutputOptions* output) {
   command->add_option("-o,--output", output->path, "File to write; - is standard output")
       ->type_name("FILE")

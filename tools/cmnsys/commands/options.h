@@ -4,6 +4,7 @@
 #define CMNSYS_TOOLS_COMMANDS_OPTIONS_H_
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -31,6 +32,9 @@ void AddInput(CLI::App* command, InputOptions* input);
 
 // The options --max-bytes and --max-depth.
 void AddLimits(CLI::App* command, InputOptions* input);
+
+// The option --jobs.
+void AddJobs(CLI::App* command, std::size_t* jobs);
 
 // The option --output.
 void AddOutput(CLI::App* command, OutputOptions* output);

@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cinttypes>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,8 @@
 #include "io/input.h"
 #include "io/output.h"
 #include "io/progress.h"
+#include "pipeline/batches.h"
+#include "pipeline/messages.h"
 #include "schema/message_type.h"
 
 namespace CmnSys::Tool {
@@ -32,6 +36,16 @@ struct SizeOptions {
   int max_depth_shown = 100;
   std::size_t limit = 1000;
   bool by_path = false;
+  std::size_t jobs = DefaultJobs();
+};
+
+// The fields of some messages.
+struct Sizes {
+  FieldSize all;
+  bool broken = false;
+
+  static std::size_t bytes() { return 0; }
+  void Clear() { all = {}; }
 };
 
 std::string Row(std::uint64_t bytes, std::uint64_t total, std::uint64_t count,
@@ -49,10 +63,23 @@ void Size(const SizeOptions& options) {
   FieldSize all;
   {
     Progress progress(options.input.path);
-    while (source->Next(message.get())) {
-      AddFieldSizes(*message, &all);
-      progress.Update(source->position());
-    }
+    MessageWork<Sizes> work;
+    work.in_order = [&all](const Message& next) {
+      AddFieldSizes(next, &all);
+      return true;
+    };
+    work.apart = [](const Message& next, Sizes* sizes) {
+      sizes->broken = true;  // Until all of the message has been added.
+      AddFieldSizes(next, &sizes->all);
+      sizes->broken = false;
+      return true;
+    };
+    work.join = [&all](Sizes* sizes) {
+      if (sizes->broken) throw std::bad_alloc();
+      MergeFieldSizes(sizes->all, &all);
+      return true;
+    };
+    ForEachMessage(source.get(), *message, &progress, work).Run(options.jobs);
   }
 
   std::size_t left_out = 0;
@@ -88,6 +115,7 @@ void AddSizeCommand(CLI::App* app) {
              100000)
       ->type_name("FIELDS")
       ->capture_default_str();
+  AddJobs(command, &options->jobs);
   command->add_flag("--by-path", options->by_path, "Sort by field instead of by size");
   command->footer(
       "The bytes of a field include its tag and length and all that lies below it; those of "

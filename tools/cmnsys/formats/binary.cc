@@ -61,13 +61,13 @@ class BinarySink : public WireSink {
   explicit BinarySink(const OutputOptions& options) : WireSink(options, OutputKind::kBinary) {}
 
  protected:
-  void Print(const Message& message, std::uint64_t index, std::string* text) override {
+  void PrintNext(const Message& message, std::uint64_t index, Buffer* text) override {
     if (index > 0) {
       throw Failure(
           "the input holds several messages, but this format only one; choose one that takes "
           "several with --to, for example delimited");
     }
-    *text = WireBytes(message);
+    text->Append(WireBytes(message));
   }
 };
 
@@ -75,9 +75,15 @@ class HexSink : public WireSink {
  public:
   explicit HexSink(const OutputOptions& options) : WireSink(options, OutputKind::kText) {}
 
+  bool prints_apart() const override { return true; }
+  bool Print(const Message& message, Buffer* text) const override {
+    text->Append(FormatHexDump(WireBytes(message)));
+    return true;
+  }
+
  protected:
-  void Print(const Message& message, std::uint64_t /*index*/, std::string* text) override {
-    *text = FormatHexDump(WireBytes(message));
+  void PrintNext(const Message& message, std::uint64_t /*index*/, Buffer* text) override {
+    Print(message, text);
   }
 };
 

@@ -1,111 +1,121 @@
 // Messages behind their lengths: delimited and delimited-hex.
 
-#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
-
-#include <optional>
-#include <utility>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
 
 #include "CmnSys/Util/DelimitedStream.h"
+#include "CmnSys/Util/Parse.h"
+#include "formats/delimited_bytes.h"
 #include "formats/hex_dump.h"
 #include "formats/sink.h"
 #include "formats/streams.h"
 #include "io/failure.h"
-#include "io/input_stream.h"
 
 namespace CmnSys::Tool {
 
 using google::protobuf::Message;
-using google::protobuf::io::ArrayInputStream;
-using google::protobuf::io::StringOutputStream;
-using google::protobuf::io::ZeroCopyInputStream;
 
 namespace {
 
-// Delimited messages on a stream of protobuf's.
-class DelimitedRecords {
- public:
-  DelimitedRecords(const InputOptions& options, ZeroCopyInputStream* stream)
-      : name_(options.Name()), reader_(stream, {options.max_bytes, options.max_depth}) {}
+// Throws Failure about the record at hand.
+void Decode(const DelimitedBlock& record, const InputOptions& options, Message* message) {
+  Util::ParseLimits limits;
+  limits.max_depth = options.max_depth;
+  if (const auto fault = Util::Parse(record.message(), limits, message)) {
+    record.FailInRecord(options.Name(), fault->offset,
+                        (fault->path.empty() ? "" : "in " + fault->path + ", ") + fault->reason);
+  }
+}
 
-  bool Next(Message* message) {
-    const Util::DelimitedStatus status = reader_.Read(message);
-    if (status == Util::DelimitedStatus::kRecord) return true;
-    if (status == Util::DelimitedStatus::kEnd) return false;
-    std::string error = name_ + ": " + Util::ToString(reader_.error());
-    if (status == Util::DelimitedStatus::kTooLong) error += " (--max-bytes)";
-    throw Failure(error);
+class Block : public MessageBlock {
+ public:
+  explicit Block(const InputOptions& options) : options_(options) {}
+
+  bool Next(Message* message) override {
+    if (!records_.Next()) return false;
+    Decode(records_, options_, message);
+    return true;
   }
 
-  std::uint64_t position() const { return reader_.position(); }
+  void Back() override { records_.Back(); }
+  std::size_t message_bytes() const override { return records_.message().size(); }
+  std::uint64_t position() const override { return records_.position(); }
+  std::size_t bytes() const override { return records_.capacity(); }
+  void Release() override { records_.Release(); }
+
+  DelimitedBlock* records() { return &records_; }
 
  private:
-  std::string name_;
-  Util::DelimitedReader reader_;
+  const InputOptions& options_;
+  DelimitedBlock records_;
 };
 
 class DelimitedSource : public MessageSource {
  public:
-  explicit DelimitedSource(const InputOptions& options)
-      : input_(options), records_(options, input_.get()) {}
+  explicit DelimitedSource(const InputOptions& options) : options_(options), records_(options) {}
+  DelimitedSource(const InputOptions& options, std::string_view bytes)
+      : options_(options), records_(options, bytes) {}
 
   bool Next(Message* message) override {
-    try {
-      if (records_.Next(message)) return true;
-    } catch (const Failure&) {
-      input_.ExpectNoError();
-      throw;
-    }
-    input_.ExpectNoError();
-    return false;
+    if (!records_.Next()) return false;
+    Decode(records_.record(), options_, message);
+    return true;
   }
 
   bool is_stream() const override { return true; }
   std::uint64_t position() const override { return records_.position(); }
 
- private:
-  InputStream input_;
-  DelimitedRecords records_;
-};
-
-class DelimitedHexSource : public MessageSource {
- public:
-  DelimitedHexSource(const InputOptions& options, std::string bytes)
-      : bytes_(std::move(bytes)),
-        stream_(bytes_.data(), static_cast<int>(bytes_.size())),
-        records_(options, &stream_) {}
-
-  bool Next(Message* message) override { return records_.Next(message); }
-  bool is_stream() const override { return true; }
-  std::uint64_t position() const override { return records_.position(); }
+  std::unique_ptr<MessageBlock> NewBlock() override {
+    if (!records_.PrepareInterrupt()) return nullptr;
+    return std::make_unique<Block>(options_);
+  }
+  bool Take(std::uint64_t most, MessageBlock* block) override {
+    return records_.Take(most, static_cast<Block*>(block)->records());
+  }
+  std::uint64_t Wait(std::uint64_t most) override { return records_.Wait(most); }
+  void Interrupt() override { records_.Interrupt(); }
 
  private:
-  std::string bytes_;
-  ArrayInputStream stream_;
-  DelimitedRecords records_;
+  const InputOptions& options_;
+  DelimitedBytes records_;
 };
+
+void Append(const Message& message, Buffer* text) {
+  if (const auto error = Util::WriteDelimited(message, text, UINT64_MAX)) throw Failure(*error);
+}
 
 class DelimitedSink : public Sink {
  public:
-  DelimitedSink(const OutputOptions& options, bool hex)
-      : Sink(options, hex ? OutputKind::kText : OutputKind::kBinary), hex_(hex) {}
+  explicit DelimitedSink(const OutputOptions& options) : Sink(options, OutputKind::kBinary) {}
+
+  bool prints_apart() const override { return true; }
+  bool Print(const Message& message, Buffer* text) const override {
+    Append(message, text);
+    return true;
+  }
 
  protected:
-  void Print(const Message& message, std::uint64_t /*index*/, std::string* text) override {
-    std::optional<std::string> error;
-    {
-      StringOutputStream stream(text);
-      error = Util::WriteDelimited(message, &stream, UINT64_MAX);
-    }
-    if (error) throw Failure(*error);
-    if (hex_) {
-      const std::uint64_t size = text->size();
-      *text = FormatHexDump(*text, offset_);
-      offset_ += size;
-    }
+  void PrintNext(const Message& message, std::uint64_t /*index*/, Buffer* text) override {
+    Append(message, text);
+  }
+};
+
+class DelimitedHexSink : public Sink {
+ public:
+  explicit DelimitedHexSink(const OutputOptions& options) : Sink(options, OutputKind::kText) {}
+
+ protected:
+  void PrintNext(const Message& message, std::uint64_t /*index*/, Buffer* text) override {
+    record_.Truncate(0);
+    Append(message, &record_);
+    text->Append(FormatHexDump(record_.bytes(), offset_));
+    offset_ += record_.size();
   }
 
  private:
-  bool hex_;
+  Buffer record_;
   std::uint64_t offset_ = 0;
 };
 
@@ -115,12 +125,14 @@ std::unique_ptr<MessageSource> OpenDelimitedSource(const InputOptions& options) 
   return std::make_unique<DelimitedSource>(options);
 }
 
-std::unique_ptr<MessageSource> OpenDelimitedSource(const InputOptions& options, std::string bytes) {
-  return std::make_unique<DelimitedHexSource>(options, std::move(bytes));
+std::unique_ptr<MessageSource> OpenDelimitedSource(const InputOptions& options,
+                                                   std::string_view bytes) {
+  return std::make_unique<DelimitedSource>(options, bytes);
 }
 
 std::unique_ptr<MessageSink> OpenDelimitedSink(const OutputOptions& options, bool hex) {
-  return std::make_unique<DelimitedSink>(options, hex);
+  if (hex) return std::make_unique<DelimitedHexSink>(options);
+  return std::make_unique<DelimitedSink>(options);
 }
 
 }  // namespace CmnSys::Tool

@@ -1,14 +1,11 @@
 #include "formats/delimited_bytes.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
+#include <exception>
+#include <utility>
 
 #include "CmnSys/Util/DelimitedStream.h"
-#include "CmnSys/View/Wire.h"
 #include "io/failure.h"
 
 namespace CmnSys::Tool {
@@ -20,34 +17,83 @@ constexpr std::size_t kBlockBytes = std::size_t{256} << 10;
 constexpr std::uint64_t kMostBytes = (std::uint64_t{1} << 31) - 1;
 constexpr std::size_t kLongestLength = 5;
 
+[[noreturn]] void Throw(const std::string& name, const Util::DelimitedError& error) {
+  throw Failure(name + ": " + Util::ToString(error));
+}
+
 }  // namespace
 
-DelimitedBytes::DelimitedBytes(const InputOptions& options)
-    : options_(options), block_(kBlockBytes), end_(block_.data()), at_(end_) {
-  descriptor_ =
-      options.path == "-" ? STDIN_FILENO : ::open(options.path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor_ < 0) {
-    throw Failure("cannot read " + options.Name() + ": " + std::strerror(errno));
-  }
+void DelimitedBlock::FailInRecord(const std::string& name, std::size_t place,
+                                  const std::string& reason) const {
+  Throw(name, {records_ - 1, position() - length_ + place, reason});
 }
 
-DelimitedBytes::~DelimitedBytes() {
-  if (descriptor_ != STDIN_FILENO) ::close(descriptor_);
+void DelimitedBlock::Release() {
+  if (bytes_.capacity() <= kBlockBytes) return;
+  bytes_ = {};
+  begin_ = at_ = end_ = bytes_.data();
 }
 
-bool DelimitedBytes::Next() {
-  message_ = View::ReadLength(at_, end_, &length_);
-  if (message_ == nullptr || length_ > options_.max_bytes) return NextAcrossBlocks();
-  start_ = at_;
-  at_ = message_ + length_;
-  ++records_;
+DelimitedBytes::DelimitedBytes(const InputOptions& options) : options_(options), input_(options) {
+  block_.max_bytes_ = options.max_bytes;
+}
+
+DelimitedBytes::DelimitedBytes(const InputOptions& options, std::string_view bytes)
+    : options_(options) {
+  block_.max_bytes_ = options.max_bytes;
+  block_.bytes_.assign(bytes.begin(), bytes.end());
+  block_.at_ = block_.bytes_.data();
+  block_.end_ = block_.at_ + bytes.size();
+}
+
+bool DelimitedBytes::Take(std::uint64_t most, DelimitedBlock* records) try {
+  if (!Gather()) return false;
+  const DelimitedBlock ahead = Ahead(most);
+
+  // What is left goes into memory that records had which were taken before.
+  const auto left = static_cast<std::size_t>(block_.end_ - ahead.at_);
+  std::vector<char> rest = std::move(records->bytes_);
+  if (rest.size() < std::max(left, kBlockBytes)) rest.resize(std::max(left, kBlockBytes));
+  std::memcpy(rest.data(), ahead.at_, left);
+
+  records->bytes_ = std::move(block_.bytes_);
+  records->begin_ = records->at_ = block_.at_;
+  records->end_ = ahead.at_;
+  records->offset_ = block_.offset_;
+  records->max_bytes_ = block_.max_bytes_;
+  records->records_before_ = records->records_ = block_.records_;
+
+  block_.offset_ += static_cast<std::uint64_t>(ahead.at_ - records->bytes_.data());
+  block_.bytes_ = std::move(rest);
+  block_.at_ = block_.bytes_.data();
+  block_.end_ = block_.at_ + left;
+  block_.records_ += ahead.records_;
   return true;
+} catch (const std::exception&) {
+  return false;  // Next comes to the same place.
 }
 
-// Goes on where the block does not hold all of the record, or something else stands there.
-bool DelimitedBytes::NextAcrossBlocks() {
+std::uint64_t DelimitedBytes::Wait(std::uint64_t most) try {
+  return Gather() ? Ahead(most).records_ : 0;
+} catch (const std::exception&) {
+  return 0;
+}
+
+// Goes over the records that are in the block, at most so many.
+DelimitedBlock DelimitedBytes::Ahead(std::uint64_t most) const {
+  DelimitedBlock ahead;
+  ahead.at_ = block_.at_;
+  ahead.end_ = block_.end_;
+  ahead.max_bytes_ = block_.max_bytes_;
+  while (ahead.records_ < most && ahead.Next()) {
+  }
+  return ahead;
+}
+
+// Reads until all of the next record is in the block. Returns false at the end of the input.
+bool DelimitedBytes::Gather() {
+  const auto byte_at = [this](std::size_t i) { return static_cast<unsigned char>(block_.at_[i]); };
   const std::uint64_t start = position();
-  ++records_;
   std::uint64_t length = 0;
   std::size_t length_size = 0;
   for (bool more = true; more; ++length_size) {
@@ -55,9 +101,8 @@ bool DelimitedBytes::NextAcrossBlocks() {
       if (length_size == 0) return false;
       Fail(start, "the stream ends inside the length of a record");
     }
-    const auto byte = static_cast<unsigned char>(at_[length_size]);
-    length |= static_cast<std::uint64_t>(byte & 0x7f) << (7 * length_size);
-    more = byte >= 0x80;
+    length |= static_cast<std::uint64_t>(byte_at(length_size) & 0x7f) << (7 * length_size);
+    more = byte_at(length_size) >= 0x80;
     if (length > kMostBytes || (more && length_size + 1 == kLongestLength)) {
       Fail(start, "what stands here is no length of a record, which is at most 2147483647");
     }
@@ -68,45 +113,35 @@ bool DelimitedBytes::NextAcrossBlocks() {
                     " are allowed; raise the limit if that is right (--max-bytes)");
   }
   if (!Refill(length_size + length)) {
-    const auto bytes = static_cast<std::uint64_t>(end_ - at_) - length_size;
+    const auto bytes = static_cast<std::uint64_t>(block_.end_ - block_.at_) - length_size;
     Fail(start + length_size + bytes, "the stream ends " + std::to_string(length - bytes) +
                                           " bytes before the record does, which is " +
                                           std::to_string(length) + " bytes long");
   }
-  start_ = at_;
-  message_ = at_ + length_size;
-  length_ = static_cast<std::uint32_t>(length);
-  at_ = message_ + length_;
   return true;
 }
 
 // Reads until at least `wanted` bytes follow; returns false when the input ends before. Memory is
 // taken for bytes that have arrived, not for those that a length announces.
 bool DelimitedBytes::Refill(std::size_t wanted) {
-  while (static_cast<std::size_t>(end_ - at_) < wanted) {
-    const auto left = static_cast<std::size_t>(end_ - at_);
-    offset_ += static_cast<std::uint64_t>(at_ - block_.data());
-    std::memmove(block_.data(), at_, left);
-    if (left == block_.size()) block_.resize(2 * left);
-    at_ = block_.data();
-    end_ = at_ + left;
-    const ssize_t count = ::read(descriptor_, block_.data() + left, block_.size() - left);
-    if (count == 0) return false;
-    if (count > 0) {
-      end_ += count;
-    } else if (errno != EINTR) {
-      throw Failure("cannot read " + options_.Name() + ": " + std::strerror(errno));
+  std::vector<char>& bytes = block_.bytes_;
+  while (static_cast<std::size_t>(block_.end_ - block_.at_) < wanted) {
+    const auto left = static_cast<std::size_t>(block_.end_ - block_.at_);
+    if (block_.at_ != bytes.data()) {
+      block_.offset_ = position();
+      std::memmove(bytes.data(), block_.at_, left);
     }
+    if (left == bytes.size()) bytes.resize(std::max(2 * left, kBlockBytes));
+    block_.at_ = bytes.data();
+    const std::size_t count = input_.Read(bytes.data() + left, bytes.size() - left);
+    block_.end_ = block_.at_ + left + count;
+    if (count == 0) return false;
   }
   return true;
 }
 
 void DelimitedBytes::Fail(std::uint64_t offset, const std::string& reason) const {
-  throw Failure(options_.Name() + ": " + Util::ToString({records_ - 1, offset, reason}));
-}
-
-void DelimitedBytes::FailInRecord(std::size_t place, const std::string& reason) const {
-  Fail(position() - length_ + place, reason);
+  Throw(options_.Name(), {block_.records_, offset, reason});
 }
 
 }  // namespace CmnSys::Tool

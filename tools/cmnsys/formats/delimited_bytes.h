@@ -1,4 +1,4 @@
-// Delimited messages as bytes, for commands that make no objects of most of them.
+// Delimited messages as bytes.
 
 #ifndef CMNSYS_TOOLS_FORMATS_DELIMITED_BYTES_H_
 #define CMNSYS_TOOLS_FORMATS_DELIMITED_BYTES_H_
@@ -9,24 +9,38 @@
 #include <string_view>
 #include <vector>
 
+#include "CmnSys/View/Wire.h"
 #include "io/input.h"
+#include "io/interruptible_input.h"
 
 namespace CmnSys::Tool {
 
-// Reads an input in blocks, in the memory of one block or of the longest record. Not thread-safe.
-class DelimitedBytes {
+// Delimited messages in memory, one behind the other, and which of them is at hand. Not
+// thread-safe.
+class DelimitedBlock {
  public:
-  // Throws Failure when the input cannot be opened. The options must outlive this.
-  explicit DelimitedBytes(const InputOptions& options);
-  ~DelimitedBytes();
-  DelimitedBytes(const DelimitedBytes&) = delete;
-  DelimitedBytes& operator=(const DelimitedBytes&) = delete;
+  // Goes to the next record; returns false when the block holds no further one, or not all of it.
+  bool Next() {
+    const char* const message = View::ReadLength(at_, end_, &length_);
+    if (message == nullptr || length_ > max_bytes_) return false;
+    start_ = at_;
+    message_ = message;
+    at_ = message_ + length_;
+    ++records_;
+    return true;
+  }
 
-  // Goes to the next record; returns false at the end of the input. Throws Failure when the input
-  // cannot be read, or no record stands there.
-  bool Next();
+  // Goes back by one record, or before the first one, from which Next then goes on.
+  void Back() {
+    at_ = start_;
+    --records_;
+  }
+  void Rewind() {
+    at_ = begin_;
+    records_ = records_before_;
+  }
 
-  // The record's bytes, alone and with their length in front; valid until the next call of Next.
+  // The record's bytes, alone and with their length in front; valid as long as the block is.
   std::string_view message() const { return {message_, length_}; }
   std::string_view delimited() const {
     return {start_, static_cast<std::size_t>(message_ - start_) + length_};
@@ -34,27 +48,74 @@ class DelimitedBytes {
 
   // Bytes of the input up to the end of the record.
   std::uint64_t position() const {
-    return offset_ + static_cast<std::uint64_t>(at_ - block_.data());
+    return offset_ + static_cast<std::uint64_t>(at_ - bytes_.data());
   }
 
-  // Throws Failure that tells of the record, with the place in it in bytes.
-  [[noreturn]] void FailInRecord(std::size_t place, const std::string& reason) const;
+  // Throws Failure that tells of the record, with the place in it in bytes. `name` is that of the
+  // input.
+  [[noreturn]] void FailInRecord(const std::string& name, std::size_t place,
+                                 const std::string& reason) const;
+
+  // Memory that the block takes.
+  std::size_t capacity() const { return bytes_.capacity(); }
+  // Gives back memory that is only needed for a long record, which the block then no longer holds.
+  void Release();
 
  private:
-  bool NextAcrossBlocks();
+  friend class DelimitedBytes;
+
+  std::vector<char> bytes_;
+  const char* begin_ = nullptr;
+  std::uint64_t records_before_ = 0;
+  const char* at_ = nullptr;   // Where the next record begins.
+  const char* end_ = nullptr;  // Of the bytes that there are.
+  std::uint64_t offset_ = 0;   // Of the block's beginning in the input.
+  std::uint64_t max_bytes_ = 0;
+  std::uint64_t records_ = 0;  // Of the input, begun so far.
+  const char* start_ = nullptr;
+  const char* message_ = nullptr;
+  std::uint32_t length_ = 0;
+};
+
+// Reads an input in blocks, in the memory of one block or of the longest record.
+class DelimitedBytes {
+ public:
+  // Throws Failure when the input cannot be opened. The options must outlive this.
+  explicit DelimitedBytes(const InputOptions& options);
+  // Bytes that have been read from the input.
+  DelimitedBytes(const InputOptions& options, std::string_view bytes);
+
+  // Goes to the next record; returns false at the end of the input. Throws Failure when the input
+  // cannot be read, or no record stands there.
+  bool Next() { return block_.Next() || (Gather() && block_.Next()); }
+
+  // The record at hand, and no others that could be asked for; valid until the next call.
+  const DelimitedBlock& record() const { return block_; }
+  std::uint64_t position() const { return block_.position(); }
+
+  // Takes 1 to `most` records that are whole, to which Next then does not come any more, for
+  // another thread to read; what else has been read of the input stays. Waits until there is one.
+  // Returns false where Next has to tell what comes: the end, or an error.
+  bool Take(std::uint64_t most, DelimitedBlock* records);
+
+  // Waits until records can be taken, and returns how many are there already, at most `most`; 0
+  // where Next has to tell what comes.
+  std::uint64_t Wait(std::uint64_t most);
+
+  // Lets Take and Wait be interrupted; returns false when that is not possible.
+  bool PrepareInterrupt() { return input_.PrepareInterrupt(); }
+  // Lets a call of them that waits for input return, and those that follow. Thread-safe.
+  void Interrupt() { input_.Interrupt(); }
+
+ private:
+  DelimitedBlock Ahead(std::uint64_t most) const;
+  bool Gather();
   bool Refill(std::size_t wanted);
   [[noreturn]] void Fail(std::uint64_t offset, const std::string& reason) const;
 
   const InputOptions& options_;
-  int descriptor_ = -1;
-  std::vector<char> block_;
-  const char* end_ = nullptr;  // Of the bytes in the block.
-  std::uint64_t offset_ = 0;   // Of the block's beginning in the input.
-  const char* at_ = nullptr;   // Where the next record begins.
-  std::uint64_t records_ = 0;  // Begun so far.
-  const char* start_ = nullptr;
-  const char* message_ = nullptr;
-  std::uint32_t length_ = 0;
+  InterruptibleInput input_;
+  DelimitedBlock block_;
 };
 
 }  // namespace CmnSys::Tool

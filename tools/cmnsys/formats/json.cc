@@ -1,5 +1,9 @@
 // JSON objects one after the other: json and jsonl.
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
 #include "formats/sink.h"
 #include "formats/streams.h"
 #include "io/failure.h"
@@ -56,22 +60,37 @@ class JsonSink : public Sink {
     if (lines) options_.indent = 0;
   }
 
+  bool prints_apart() const override { return true; }
+
+  // Losses are told in the order of messages.
+  bool Print(const Message& message, Buffer* text) const override {
+    const std::size_t before = text->size();
+    if (Util::WriteJson(message, options_, text)) {
+      text->Truncate(before);
+      return false;
+    }
+    text->Append("\n");
+    return true;
+  }
+
  protected:
-  void Print(const Message& message, std::uint64_t index, std::string* text) override {
+  void PrintNext(const Message& message, std::uint64_t index, Buffer* text) override {
+    if (Print(message, text)) return;
     const std::string record = numbered_ ? "record " + std::to_string(index) : "the message";
+    Util::JsonWriteOptions options = options_;
     if (lossy_) {
-      options_.on_loss = [&record](const Util::JsonLoss& loss) {
+      options.on_loss = [&record](const Util::JsonLoss& loss) {
         PrintError("warning: " + record + (loss.path.empty() ? "" : ", in " + loss.path) + ": " +
                    loss.reason);
       };
     }
-    if (const auto error = Util::WriteJson(message, options_, text)) {
+    if (const auto error = Util::WriteJson(message, options, text)) {
       throw Failure(record + " cannot be written as JSON: " + Util::ToString(*error) +
                     (lossy_ ? ""
                             : "; --lossy leaves out what JSON cannot hold, the formats binary and "
                               "delimited keep it"));
     }
-    *text += '\n';
+    text->Append("\n");
   }
 
  private:

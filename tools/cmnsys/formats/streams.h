@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "formats/message_stream.h"
@@ -21,7 +22,8 @@ std::unique_ptr<MessageSink> OpenHexSink(const OutputOptions& options);
 
 // Delimited messages: from the input, or in bytes that are in memory.
 std::unique_ptr<MessageSource> OpenDelimitedSource(const InputOptions& options);
-std::unique_ptr<MessageSource> OpenDelimitedSource(const InputOptions& options, std::string bytes);
+std::unique_ptr<MessageSource> OpenDelimitedSource(const InputOptions& options,
+                                                   std::string_view bytes);
 std::unique_ptr<MessageSink> OpenDelimitedSink(const OutputOptions& options, bool hex);
 
 std::unique_ptr<MessageSource> OpenTextSource(const InputOptions& options);

@@ -117,28 +117,44 @@ class TextSink : public Sink {
   // A separator alone tells a stream of none from one empty message.
   void Finish() override {
     if (count() == 0) output().Write(kSeparatorLine);
-    if (count() > 1 && last_is_empty_) output().Write(kNoFields);
     Sink::Finish();
   }
 
+  bool prints_apart() const override { return true; }
+  bool Print(const Message& message, Buffer* text) const override {
+    text->Append(kSeparatorLine);
+    const std::string fields = Fields(message);
+    text->Append(fields.empty() ? kNoFields : fields);
+    return true;
+  }
+
  protected:
-  void Print(const Message& message, std::uint64_t index, std::string* text) override {
-    // Between separators, an empty message is told by a comment.
-    if (index > 0) *text += (last_is_empty_ ? kNoFields : "") + std::string(kSeparatorLine);
+  void PrintNext(const Message& message, std::uint64_t index, Buffer* text) override {
+    if (index == 0) {
+      const std::string fields = Fields(message);
+      first_is_empty_ = fields.empty();
+      text->Append(fields);
+    } else {
+      if (index == 1 && first_is_empty_) text->Append(kNoFields);
+      Print(message, text);
+    }
+  }
+
+ private:
+  static constexpr std::string_view kSeparatorLine = "---\n";
+  // Tells an empty message between separators.
+  static constexpr std::string_view kNoFields = "# no fields\n";
+
+  std::string Fields(const Message& message) const {
     std::string fields;
     if (!google::protobuf::TextFormat::PrintToString(message, &fields)) {
       throw Failure("cannot print the message as text: out of memory");
     }
-    last_is_empty_ = fields.empty();
-    *text += painted_ ? PaintUnknownFields(fields) : fields;
+    return painted_ ? PaintUnknownFields(fields) : fields;
   }
 
- private:
-  static constexpr const char* kSeparatorLine = "---\n";
-  static constexpr const char* kNoFields = "# no fields\n";
-
   bool painted_;
-  bool last_is_empty_ = false;
+  bool first_is_empty_ = false;
 };
 
 }  // namespace

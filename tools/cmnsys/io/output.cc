@@ -18,6 +18,10 @@
 namespace CmnSys::Tool {
 namespace {
 
+constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
+// Memory that the buffer keeps.
+constexpr std::size_t kMostKept = std::size_t{1} << 20;
+
 // Writes all bytes; returns false with errno set when that fails.
 bool WriteAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
@@ -157,15 +161,41 @@ void Output::Fail(int error) const {
 }
 
 void Output::Write(std::string_view bytes) {
-  constexpr std::size_t kBufferBytes = std::size_t{64} << 10;
-  buffer_ += bytes;
+  // Much is written from where it is.
+  if (bytes.size() >= kBufferBytes) {
+    Flush();
+    WriteInPlace(bytes);
+    return;
+  }
+  buffer_.Append(bytes);
   if (terminal_ || live_ || buffer_.size() >= kBufferBytes) Flush();
 }
 
+void Output::WritePieces(std::string_view bytes, const std::vector<std::size_t>& ends) {
+  if (terminal_ || live_) return Write(bytes);
+  // Up to where the last flush would write.
+  std::size_t flushed = 0;
+  std::size_t before = buffer_.size();
+  for (const std::size_t end : ends) {
+    if (before + end - flushed < kBufferBytes) continue;
+    flushed = end;
+    before = 0;
+  }
+  if (flushed > 0) {
+    Flush();
+    WriteInPlace(bytes.substr(0, flushed));
+  }
+  buffer_.Append(bytes.substr(flushed));
+}
+
 void Output::Flush() {
-  if (terminal_ && !buffer_.empty()) Progress::Hide();
-  if (!WriteAll(descriptor_, buffer_)) Fail(errno);
-  buffer_.clear();
+  WriteInPlace(buffer_.bytes());
+  buffer_.Clear(kMostKept);
+}
+
+void Output::WriteInPlace(std::string_view bytes) {
+  if (terminal_ && !bytes.empty()) Progress::Hide();
+  if (!WriteAll(descriptor_, bytes)) Fail(errno);
 }
 
 void Output::Finish() {

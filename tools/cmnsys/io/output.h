@@ -3,8 +3,12 @@
 #ifndef CMNSYS_TOOLS_IO_OUTPUT_H_
 #define CMNSYS_TOOLS_IO_OUTPUT_H_
 
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "io/buffer.h"
 
 namespace CmnSys::Tool {
 
@@ -36,6 +40,13 @@ class Output {
   // waits for them: at a terminal, or where the options say so.
   void Write(std::string_view bytes);
 
+  // The same as Write of one piece after the other; the pieces are told by where they end.
+  void WritePieces(std::string_view bytes, const std::vector<std::size_t>& ends);
+
+  // What stays in memory. Whatever is appended to it is written with the next call of Write, or
+  // stays as well.
+  Buffer* buffer() { return &buffer_; }
+
   // Completes the output. Throws Failure when that fails.
   void Finish();
 
@@ -43,6 +54,7 @@ class Output {
   void OpenBeside();
   void TakeName();
   void Flush();
+  void WriteInPlace(std::string_view bytes);
   [[noreturn]] void Fail(int error) const;
 
   std::string name_;
@@ -52,7 +64,7 @@ class Output {
   bool own_descriptor_ = true;
   bool terminal_ = false;
   bool live_ = false;
-  std::string buffer_;
+  Buffer buffer_;
 };
 
 // Writes a command's whole result.
