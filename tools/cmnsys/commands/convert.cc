@@ -88,7 +88,7 @@ void AddConvertCommand(CLI::App* app) {
                   "\n"
                   "\n"
                   "A stream of any length is converted in the memory that its longest message "
-                  "takes, besides some 10 MB for each of --jobs; --max-bytes limits each message, "
+                  "takes, besides some 5 MB for each of --jobs; --max-bytes limits each message, "
                   "and dumps as a whole.\n"
                   "\n"
                   "Examples:\n"
