@@ -161,8 +161,10 @@ struct TlsFileSet::Parsed {
   // are too weak for it.
   void CheckUsable(const TlsFiles& files) const {
     const Context context(SSL_CTX_new(TLS_method()));
+    if (context == nullptr) throw std::bad_alloc();
     for (const Certificate& certificate : certificates) {
       X509* const one = certificate.get();
+      ERR_clear_error();
       const bool taken = &certificate == &certificates.front()
                              ? SSL_CTX_use_certificate(context.get(), one) == 1
                              : SSL_CTX_add1_chain_cert(context.get(), one) == 1;

@@ -2,8 +2,11 @@
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
+#include <grpc/grpc.h>
 
+#include <chrono>
 #include <set>
+#include <string>
 
 #include "common/payload.h"
 #include "server/reflection.pb.h"
@@ -20,6 +23,8 @@ namespace {
 
 // Further calls are refused, because an answer to a client that does not take it stays in memory.
 constexpr int kMostCalls = 64;
+// Names are shorter, and an answer repeats its question.
+constexpr std::size_t kLongestQuestion = std::size_t{16} << 10;
 
 void AddWithImports(const FileDescriptor* file, std::set<const FileDescriptor*>* added,
                     ReflectionProto::Files* files) {
@@ -128,6 +133,13 @@ class ReflectionCall {
     if (!listening) delete this;
   }
 
+  void EndSlow(const char* what, std::chrono::milliseconds limit) {
+    const std::string text =
+        std::string(what) + std::to_string(limit.count()) + " ms, the server's limit";
+    grpc_call_cancel_with_status(context_.c_call(), GRPC_STATUS_DEADLINE_EXCEEDED, text.c_str(),
+                                 nullptr);
+  }
+
  private:
   void OnArrived(bool ok) {
     if (!ok) {
@@ -147,14 +159,22 @@ class ReflectionCall {
   }
 
   void Read() {
+    place_ = reflection_->questions_.Begin(this);
     const bool reading =
         core_->gate.Pass([this] { stream_.Read(&bytes_, request_received_.Post()); });
-    if (!reading) OnFinished(false);
+    if (reading) return;
+    reflection_->questions_.End(place_);
+    OnFinished(false);
   }
 
   void OnRequest(bool ok) {
+    reflection_->questions_.End(place_);
     if (!ok) {
       Finish({});  // The client asks no more, or is gone.
+    } else if (bytes_.Length() > kLongestQuestion) {
+      Finish({StatusCode::kResourceExhausted,
+              "a question to the reflection has " + std::to_string(bytes_.Length()) +
+                  " bytes; at most " + std::to_string(kLongestQuestion) + " are taken"});
     } else if (!core_->workers.Post([this] { Answer(); })) {
       OnFinished(false);
     }
@@ -171,11 +191,15 @@ class ReflectionCall {
       Finish(status);
       return;
     }
+    place_ = reflection_->answers_.Begin(this);
     const bool writing = core_->gate.Pass([this] { stream_.Write(bytes_, written_.Post()); });
-    if (!writing) OnFinished(false);
+    if (writing) return;
+    reflection_->answers_.End(place_);
+    OnFinished(false);
   }
 
   void OnWritten(bool ok) {
+    reflection_->answers_.End(place_);
     bytes_.Clear();
     if (ok) {
       Read();
@@ -209,7 +233,17 @@ class ReflectionCall {
   grpc::ServerContext context_;
   RawStream stream_{&context_};
   grpc::ByteBuffer bytes_;
+  TimeLimit<ReflectionCall>::Place place_;
 };
+
+void Reflection::EndSlow(const ServerOptions& options) {
+  questions_.Check(options.request_timeout, [&](ReflectionCall* call) {
+    call->EndSlow("no further question came within ", options.request_timeout);
+  });
+  answers_.Check(options.response_timeout, [&](ReflectionCall* call) {
+    call->EndSlow("the answer was not received within ", options.response_timeout);
+  });
+}
 
 void Reflection::Listen(const std::shared_ptr<ServerCore>& core,
                         const std::shared_ptr<Reflection>& reflection, RawService* raw_service,

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "server/server_core.h"
+#include "server/time_limits.h"
 
 namespace CmnSys::Rpc {
 
@@ -19,6 +20,8 @@ namespace ReflectionProto {
 class Request;
 class Response;
 }  // namespace ReflectionProto
+
+class ReflectionCall;
 
 // Answers from the descriptors that are compiled into the process. Thread-safe.
 class Reflection {
@@ -38,10 +41,15 @@ class Reflection {
                      const std::shared_ptr<Reflection>& reflection, RawService* raw_service,
                      int index, grpc::ServerCompletionQueue* queue);
 
+  // Ends the calls whose client neither asks nor takes its answer in time.
+  void EndSlow(const ServerOptions& options);
+
  private:
   friend class ReflectionCall;
 
   const std::vector<std::string> services_;
+  TimeLimit<ReflectionCall> questions_;  // Waited for.
+  TimeLimit<ReflectionCall> answers_;    // Being sent.
   std::atomic<int> calls_{0};
 };
 

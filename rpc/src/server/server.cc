@@ -394,6 +394,7 @@ void Server::Impl::TakeCare() {
     core_->responses.Check(options.response_timeout, [&](ServerCall* call) {
       call->EndSlow("the response was not received within ", options.response_timeout);
     });
+    if (reflection_ != nullptr) reflection_->EndSlow(options);
     for (const auto& publisher : publishers_) publisher->DropStalled();
     if (core_->tls != nullptr) core_->tls->Refresh();
     lock.lock();

@@ -86,7 +86,8 @@ struct ServerOptions {
   int max_workers = 256;
   // Answers questions about the services by gRPC's server reflection, as grpc.reflection.v1 and as
   // v1alpha, for tools such as grpcurl. Open to everybody who can connect: `authorize` is not
-  // asked.
+  // asked. At most 64 calls of it are answered at a time; one ends when its client asks nothing
+  // for `request_timeout`, or takes no answer for `response_timeout`.
   bool reflection = false;
 };
 
