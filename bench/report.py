@@ -119,6 +119,29 @@ def builds_table(figures):
     return lines
 
 
+def rpc_table(figures):
+    """Of each round the ratio to native at both ends, and the quartiles of these ratios."""
+    titles = ["ours to ours", "ours to native", "native to ours"]
+    securities = ["plaintext", "TLS"]
+    cells = {}
+    for key, values in figures.samples.items():
+        kind, *rest = key.split("/")
+        if kind != "rpc":
+            continue
+        security, name, figure, pair = rest
+        base = figures.samples["/".join(("rpc", security, name, figure, "native to native"))]
+        ratios = [value / native for value, native in zip(values, base)]
+        cells[name, figure, pair, security] = ratio(
+            statistics.quantiles(ratios, n=4, method="inclusive"), 1)
+    lines = [row("calls", "of it", "client to server", *securities), "|---|---|---|--:|--:|"]
+    for name, figure, pair in dict.fromkeys(key[:3] for key in sorted(
+            cells, key=lambda key: titles.index(key[2]) if key[2] in titles else -1)):
+        if pair in titles:
+            lines.append(row(name, figure, pair,
+                             *(cells[name, figure, pair, security] for security in securities)))
+    return lines
+
+
 def colour_of(variant):
     if variant.startswith("ours"):
         return OUR_COLOUR
@@ -186,12 +209,16 @@ def main():
     loads = " and ".join(f"{load:.1f}" for load in about["load"])
     print(f"{about['date']}, {about['processor']}, {about['cores']} cores, load {loads}; "
           f"1.00 is \"{OURS}\" of the {OPTIMIZED} library\n")
-    for table in (messages_table, growth_table, builds_table):
-        print("\n".join(table(figures)) + "\n")
+    kinds = {key.split("/")[0] for key in figures.samples}
+    tables = [(table, {"encode", "start"}) for table in (messages_table, growth_table, builds_table)]
+    for table, needed in tables + [(rpc_table, {"rpc"})]:
+        if needed <= kinds:
+            print("\n".join(table(figures)) + "\n")
 
-    options.charts.mkdir(parents=True, exist_ok=True)
-    messages_chart(figures, options.charts / "performance-messages.svg")
-    growth_chart(figures, options.charts / "performance-growth.svg")
+    if "encode" in kinds:
+        options.charts.mkdir(parents=True, exist_ok=True)
+        messages_chart(figures, options.charts / "performance-messages.svg")
+        growth_chart(figures, options.charts / "performance-growth.svg")
 
 
 if __name__ == "__main__":

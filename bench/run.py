@@ -16,11 +16,14 @@ import re
 import subprocess
 import sys
 
+import rpc_rounds
+
 ALLOCATORS = {
     "jemalloc": "libjemalloc.so.2",
     "mimalloc": "libmimalloc.so.2.0",
     "tcmalloc": "libtcmalloc_minimal.so.4",
 }
+PARTS = ["start-up", "messages", "rpc"]
 LIBRARIES = pathlib.Path("/usr/lib/x86_64-linux-gnu")
 
 
@@ -33,6 +36,9 @@ def arguments():
     parser.add_argument("--rounds", type=int, default=9)
     parser.add_argument("--growth-rounds", type=int, default=3)
     parser.add_argument("--start-up-rounds", type=int, default=25)
+    parser.add_argument("--rpc-rounds", type=int, default=9)
+    parser.add_argument("--parts", nargs="+", choices=PARTS, default=PARTS,
+                        help="what to measure; everything by default")
     parser.add_argument("--seconds", type=float, default=0.03,
                         help="how long one figure is measured in one round, at least")
     parser.add_argument("--figures", type=pathlib.Path, default="build/bench/figures.json",
@@ -141,20 +147,25 @@ def main():
     options = arguments()
     samples, wire = Samples(), {}
     load_before = os.getloadavg()[0]
-    symbols = start_up(options, samples)
-    messages(options, samples, wire)
+    symbols = start_up(options, samples) if "start-up" in options.parts else {}
+    if "messages" in options.parts:
+        messages(options, samples, wire)
+    if "rpc" in options.parts:
+        rpc_rounds.measure(options.bench / "bench/rpc/bench_rpc", options.rpc_rounds, samples.add)
     figures = {
         "date": datetime.date.today().isoformat(),
         "processor": processor(),
         "cores": os.cpu_count(),
         "load": [load_before, os.getloadavg()[0]],
         "command": " ".join(sys.argv),
-        "units": {"encode": "ns CPU an event", "decode": "ns CPU an event", "start": "ms CPU"},
+        "units": {"encode": "ns CPU an event", "decode": "ns CPU an event", "start": "ms CPU",
+                  "rpc": "us; of both processes where it says CPU"},
         "wire bytes an event": wire,
         "symbols looked up when loaded": symbols,
         "library bytes": {
             name: (build / "ProtoBuf/libCmnSysProtoBuf.so").resolve().stat().st_size
-            for name, build in (("plain", options.bench), ("optimized", options.optimized))},
+            for name, build in (("plain", options.bench), ("optimized", options.optimized))
+        } if "start-up" in options.parts else {},
         "samples": samples.values,
     }
     options.figures.write_text(json.dumps(figures, indent=1) + "\n", encoding="utf-8")
