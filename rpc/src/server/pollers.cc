@@ -1,8 +1,12 @@
 #include "server/pollers.h"
 
+#include <pthread.h>
+#include <sys/resource.h>
+
 #include <algorithm>
 
 #include "common/completion.h"
+#include "common/time.h"
 
 namespace CmnSys::Rpc {
 
@@ -12,8 +16,31 @@ namespace {
 constexpr std::chrono::milliseconds kSlow{1};
 // So many quick runs in a row make slow code quick again.
 constexpr int kCaution = 64;
-// So many milliseconds without a run let the guard sleep.
+// So many milliseconds without an event let the guard sleep.
 constexpr int kGuardRests = 100;
+// How often the guard looks how busy the pollers are, and when one is busy.
+constexpr std::chrono::milliseconds kLoadPeriod{16};
+constexpr double kBusy = 0.85;
+// How soon a thread that polls and is not wanted any more ends when there is nothing to do.
+constexpr std::chrono::milliseconds kLook{20};
+
+std::chrono::nanoseconds Read(clockid_t clock) {
+  timespec time{};
+  if (clock_gettime(clock, &time) != 0) return {};
+  return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+// How often the calling thread has waited for something.
+long Waits() {
+  rusage used{};
+  getrusage(RUSAGE_THREAD, &used);
+  return used.ru_nvcsw;
+}
+
+void Decrement(std::atomic<int>* count) {
+  const int now = count->load(std::memory_order_relaxed);
+  if (now > 0) count->store(now - 1, std::memory_order_relaxed);
+}
 
 }  // namespace
 
@@ -22,21 +49,36 @@ static thread_local void* polled_line = nullptr;
 static thread_local std::chrono::steady_clock::rep began = 0;
 
 void Pace::Took(std::chrono::nanoseconds time) {
-  const int caution = caution_.load(std::memory_order_relaxed);
   if (time > kSlow) {
-    caution_.store(kCaution, std::memory_order_relaxed);
-  } else if (caution > 0) {
-    caution_.store(caution - 1, std::memory_order_relaxed);
+    if (IsSuspect()) caution_.store(kCaution, std::memory_order_relaxed);
+    suspicion_.store(kCaution, std::memory_order_relaxed);
+    return;
   }
+  Decrement(&caution_);
+  Decrement(&suspicion_);
+}
+
+RunTime::RunTime(bool exact) : exact_(exact), begin_(std::chrono::steady_clock::now()) {
+  if (!exact) return;
+  cpu_ = Read(CLOCK_THREAD_CPUTIME_ID);
+  waits_ = Waits();
+}
+
+std::chrono::nanoseconds RunTime::Elapsed() const {
+  const std::chrono::nanoseconds elapsed = std::chrono::steady_clock::now() - begin_;
+  if (!exact_ || elapsed <= kSlow || Waits() != waits_) return elapsed;
+  return Read(CLOCK_THREAD_CPUTIME_ID) - cpu_;
 }
 
 Pollers::~Pollers() { Stop(); }
 
-void Pollers::Start(const std::vector<grpc::CompletionQueue*>& queues) {
-  for (grpc::CompletionQueue* queue : queues) lines_.emplace_back(queue);
-  open_lines_ = lines_.size();
+void Pollers::Start(grpc::CompletionQueue* queue) {
+  queue_ = queue;
+  const unsigned most = std::max(1U, std::thread::hardware_concurrency());
+  while (lines_.size() < most) lines_.emplace_back();
+  const std::lock_guard lock(mutex_);
   guard_ = std::thread([this] { Guard(); });
-  for (Line& line : lines_) workers_->PostWaiting([this, &line] { Poll(&line); });
+  Open(&lines_.front());
 }
 
 void Pollers::Stop() {
@@ -50,16 +92,41 @@ void Pollers::Stop() {
   guard_.join();
 }
 
+void Pollers::Open(Line* line) {
+  line->open = true;
+  line->wanted = true;
+  ++open_lines_;
+  workers_->PostWaiting([this, line] { Poll(line); });
+}
+
 void Pollers::Poll(Line* line) {
+  clockid_t clock = CLOCK_REALTIME;
+  pthread_getcpuclockid(pthread_self(), &clock);
+  line->cpu_clock = clock;
   polled_line = line;
   void* tag = nullptr;
   bool ok = false;
-  while (polled_line != nullptr && line->queue->Next(&tag, &ok)) Tag::CompletePosted(tag, ok);
+  while (polled_line != nullptr && Next(line, &tag, &ok)) {
+    ++line->events;
+    WakeGuard();
+    Tag::CompletePosted(tag, ok);
+  }
   if (polled_line == nullptr) return;  // Another thread polls.
   polled_line = nullptr;
   const std::lock_guard lock(mutex_);
+  line->open = false;
+  line->wanted = false;
   --open_lines_;
   changed_.notify_all();
+}
+
+bool Pollers::Next(Line* line, void** tag, bool* ok) {
+  if (line == &lines_.front()) return queue_->Next(tag, ok);
+  while (line->wanted) {
+    const auto got = queue_->AsyncNext(tag, ok, DeadlineAfter(kLook));
+    if (got != grpc::CompletionQueue::TIMEOUT) return got == grpc::CompletionQueue::GOT_EVENT;
+  }
+  return false;
 }
 
 bool Pollers::TryBegin() {
@@ -67,12 +134,7 @@ bool Pollers::TryBegin() {
   if (line == nullptr || began != 0 || !workers_->TryEnter()) return false;
   began = Clock::now().time_since_epoch().count();
   line->since = began;
-  ++line->runs;
-  if (!guard_awake_) {
-    const std::lock_guard lock(mutex_);
-    guard_awake_ = true;
-    changed_.notify_all();
-  }
+  WakeGuard();
   return true;
 }
 
@@ -81,6 +143,13 @@ void Pollers::End() {
   if (!line->since.compare_exchange_strong(began, 0)) polled_line = nullptr;
   began = 0;
   workers_->Leave();
+}
+
+void Pollers::WakeGuard() {
+  if (guard_awake_) return;
+  const std::lock_guard lock(mutex_);
+  guard_awake_ = true;
+  changed_.notify_all();
 }
 
 bool Pollers::RelieveSlow() {
@@ -96,16 +165,42 @@ bool Pollers::RelieveSlow() {
   return running;
 }
 
+void Pollers::AdjustLines(Clock::duration period) {
+  std::chrono::nanoseconds used{0};
+  int wanted = 0;
+  for (Line& line : lines_) {
+    if (!line.open) continue;
+    if (line.wanted) ++wanted;
+    const clockid_t clock = line.cpu_clock;
+    const std::chrono::nanoseconds cpu = Read(clock);
+    if (clock == line.seen_clock && cpu > line.seen_cpu) used += cpu - line.seen_cpu;
+    line.seen_clock = clock;
+    line.seen_cpu = cpu;
+  }
+  const auto enough_for = [&](double lines) { return used < kBusy * lines * period; };
+  if (!enough_for(wanted)) {
+    const auto next =
+        std::find_if(lines_.begin(), lines_.end(), [](const Line& line) { return !line.open; });
+    if (next != lines_.end()) Open(&*next);
+  }
+  for (auto line = lines_.rbegin(); wanted > 1 && enough_for(0.5 * (wanted - 1)); ++line) {
+    if (line->wanted.exchange(false)) --wanted;
+  }
+}
+
 void Pollers::Guard() {
   std::unique_lock lock(mutex_);
-  std::uint64_t seen_runs = 0;
+  std::uint64_t seen_events = 0;
   int quiet = 0;
+  Clock::time_point adjusted = Clock::now();
   while (!stopping_) {
-    std::uint64_t runs = 0;
-    for (const Line& line : lines_) runs += line.runs;
-    const bool active = RelieveSlow() || runs != seen_runs;
-    seen_runs = runs;
+    std::uint64_t events = 0;
+    for (const Line& line : lines_) events += line.events;
+    const bool active = RelieveSlow() || events != seen_events;
+    seen_events = events;
     quiet = active ? 0 : quiet + 1;
+    const Clock::time_point now = Clock::now();
+    if (now - adjusted >= kLoadPeriod) AdjustLines(now - std::exchange(adjusted, now));
     if (quiet <= kGuardRests) {
       changed_.wait_for(lock, kSlow);
       continue;
@@ -115,6 +210,7 @@ void Pollers::Guard() {
     if (RelieveSlow()) continue;
     changed_.wait(lock, [this] { return guard_awake_ || stopping_; });
     quiet = 0;
+    adjusted = Clock::now();
   }
 }
 

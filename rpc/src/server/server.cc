@@ -44,7 +44,6 @@ using google::protobuf::ServiceDescriptor;
 
 namespace {
 
-constexpr int kQueues = 2;
 constexpr std::size_t kMostErrorTextBytes = 2500;
 // So many streams for each call that may be in progress: calls in progress, and as many refusals.
 constexpr int kStreamsPerCall = 2;
@@ -194,7 +193,7 @@ class Server::Impl {
   bool grpc_stopped_ = false;
   std::unique_ptr<Acceptor> acceptor_;
   std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> connections_;
-  std::vector<std::unique_ptr<grpc::ServerCompletionQueue>> queues_;
+  std::unique_ptr<grpc::ServerCompletionQueue> queue_;
   std::unique_ptr<grpc::Server> server_;
   std::thread care_;
 };
@@ -346,14 +345,12 @@ void Server::Impl::Build() {
   connections_ = builder.experimental().AddExternalConnectionAcceptor(
       grpc::ServerBuilder::experimental_type::ExternalConnectionType::FROM_FD,
       options.tls ? MutualTlsServerCredentials(core_->tls) : grpc::InsecureServerCredentials());
-  for (int i = 0; i < kQueues; ++i) queues_.push_back(builder.AddCompletionQueue());
+  queue_ = builder.AddCompletionQueue();
   server_ = builder.BuildAndStart();
   if (server_ != nullptr) return;
-  for (const auto& queue : queues_) {
-    queue->Shutdown();
-    Drain(queue.get());
-  }
-  queues_.clear();
+  queue_->Shutdown();
+  Drain(queue_.get());
+  queue_.reset();
   throw std::runtime_error("gRPC cannot start a server");
 }
 
@@ -363,17 +360,14 @@ void Server::Impl::Listen() {
   for (const auto& publisher : publishers_) {
     core_->most_streams += std::min(publisher->options.max_subscribers, kMostSubscribers);
   }
-  std::vector<grpc::CompletionQueue*> queues;
-  for (const auto& queue : queues_) {
-    for (const UnaryMethod& method : core_->methods) ServerCall::Listen(core_, method, queue.get());
-    for (const auto& publisher : publishers_) SubscriberCall::Listen(publisher.get(), queue.get());
-    for (const auto& [raw_service, index] : reflection_methods_) {
-      Reflection::Listen(core_, reflection_, raw_service, index, queue.get());
-    }
-    UnknownCall::Listen(core_, &unknown_methods_, queue.get());
-    queues.push_back(queue.get());
+  grpc::ServerCompletionQueue* queue = queue_.get();
+  for (const UnaryMethod& method : core_->methods) ServerCall::Listen(core_, method, queue);
+  for (const auto& publisher : publishers_) SubscriberCall::Listen(publisher.get(), queue);
+  for (const auto& [raw_service, index] : reflection_methods_) {
+    Reflection::Listen(core_, reflection_, raw_service, index, queue);
   }
-  core_->pollers.Start(queues);
+  UnknownCall::Listen(core_, &unknown_methods_, queue);
+  core_->pollers.Start(queue);
   care_ = std::thread([this] { TakeCare(); });
   acceptor_->Start([this](int listener, int connection) {
     grpc::experimental::ExternalConnectionAcceptor::NewConnectionParameters parameters;
@@ -473,7 +467,7 @@ void Server::Impl::Stop() {
   canceller.join();
   care_.join();
   core_->gate.Close();
-  for (const auto& queue : queues_) queue->Shutdown();
+  queue_->Shutdown();
   core_->pollers.Stop();
   acceptor_.reset();
   core_->workers.Stop();
