@@ -18,9 +18,15 @@ constexpr std::chrono::milliseconds kSlow{1};
 constexpr int kCaution = 64;
 // So many milliseconds without an event let the guard sleep.
 constexpr int kGuardRests = 100;
-// How often the guard looks how busy the pollers are, and when one is busy.
+// How often the guard looks nevertheless.
+constexpr std::chrono::milliseconds kGuardSleeps{250};
+// How often lines are adjusted to the load, and which part of the time makes a line a busy one.
 constexpr std::chrono::milliseconds kLoadPeriod{16};
 constexpr double kBusy = 0.85;
+// A thread that has used so much CPU time since its last event does not come back soon.
+constexpr std::chrono::milliseconds kStuck{2};
+// Lines besides one for each core, for when all are stuck.
+constexpr int kSpareLines = 4;
 // How soon a thread that polls and is not wanted any more ends when there is nothing to do.
 constexpr std::chrono::milliseconds kLook{20};
 
@@ -74,11 +80,11 @@ Pollers::~Pollers() { Stop(); }
 
 void Pollers::Start(grpc::CompletionQueue* queue) {
   queue_ = queue;
-  const unsigned most = std::max(1U, std::thread::hardware_concurrency());
-  while (lines_.size() < most) lines_.emplace_back();
+  cores_ = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+  for (int i = 0; i < cores_ + kSpareLines; ++i) lines_.emplace_back();
   const std::lock_guard lock(mutex_);
   guard_ = std::thread([this] { Guard(); });
-  Open(&lines_.front());
+  Open();
 }
 
 void Pollers::Stop() {
@@ -92,11 +98,14 @@ void Pollers::Stop() {
   guard_.join();
 }
 
-void Pollers::Open(Line* line) {
+void Pollers::Open() {
+  const auto line =
+      std::find_if(lines_.begin(), lines_.end(), [](const Line& each) { return !each.open; });
+  if (line == lines_.end()) return;
   line->open = true;
   line->wanted = true;
   ++open_lines_;
-  workers_->PostWaiting([this, line] { Poll(line); });
+  workers_->PostWaiting([this, line] { Poll(&*line); });
 }
 
 void Pollers::Poll(Line* line) {
@@ -165,24 +174,38 @@ bool Pollers::RelieveSlow() {
   return running;
 }
 
+bool Pollers::LookAtLines() {
+  bool active = false;
+  stuck_ = true;
+  for (Line& line : lines_) {
+    if (!line.open) continue;
+    const clockid_t clock = line.cpu_clock;
+    const std::chrono::nanoseconds now = Read(clock);
+    const std::uint64_t events = line.events;
+    active = active || now != line.now || events != line.seen_events;
+    if (clock != line.seen_clock) line.adjusted = now;
+    if (clock != line.seen_clock || events != line.seen_events) line.last_event = now;
+    line.seen_clock = clock;
+    line.seen_events = events;
+    line.now = now;
+    stuck_ = stuck_ && line.since == 0 && now - line.last_event > kStuck;
+  }
+  if (stuck_) Open();
+  return active;
+}
+
 void Pollers::AdjustLines(Clock::duration period) {
   std::chrono::nanoseconds used{0};
   int wanted = 0;
   for (Line& line : lines_) {
     if (!line.open) continue;
     if (line.wanted) ++wanted;
-    const clockid_t clock = line.cpu_clock;
-    const std::chrono::nanoseconds cpu = Read(clock);
-    if (clock == line.seen_clock && cpu > line.seen_cpu) used += cpu - line.seen_cpu;
-    line.seen_clock = clock;
-    line.seen_cpu = cpu;
+    used += line.now - line.adjusted;
+    line.adjusted = line.now;
   }
   const auto enough_for = [&](double lines) { return used < kBusy * lines * period; };
-  if (!enough_for(wanted)) {
-    const auto next =
-        std::find_if(lines_.begin(), lines_.end(), [](const Line& line) { return !line.open; });
-    if (next != lines_.end()) Open(&*next);
-  }
+  if (wanted < cores_ && !enough_for(wanted)) Open();
+  if (stuck_) return;
   for (auto line = lines_.rbegin(); wanted > 1 && enough_for(0.5 * (wanted - 1)); ++line) {
     if (line->wanted.exchange(false)) --wanted;
   }
@@ -190,15 +213,11 @@ void Pollers::AdjustLines(Clock::duration period) {
 
 void Pollers::Guard() {
   std::unique_lock lock(mutex_);
-  std::uint64_t seen_events = 0;
   int quiet = 0;
   Clock::time_point adjusted = Clock::now();
   while (!stopping_) {
-    std::uint64_t events = 0;
-    for (const Line& line : lines_) events += line.events;
-    const bool active = RelieveSlow() || events != seen_events;
-    seen_events = events;
-    quiet = active ? 0 : quiet + 1;
+    const bool running = RelieveSlow();
+    quiet = LookAtLines() || running ? 0 : quiet + 1;
     const Clock::time_point now = Clock::now();
     if (now - adjusted >= kLoadPeriod) AdjustLines(now - std::exchange(adjusted, now));
     if (quiet <= kGuardRests) {
@@ -208,9 +227,8 @@ void Pollers::Guard() {
     // A run that does not see the flag cleared is seen here.
     guard_awake_ = false;
     if (RelieveSlow()) continue;
-    changed_.wait(lock, [this] { return guard_awake_ || stopping_; });
-    quiet = 0;
-    adjusted = Clock::now();
+    changed_.wait_for(lock, kGuardSleeps, [this] { return guard_awake_ || stopping_; });
+    quiet = guard_awake_.exchange(true) ? 0 : kGuardRests;
   }
 }
 

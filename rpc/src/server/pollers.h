@@ -50,7 +50,8 @@ class RunTime {
 
 // One thread polls the queue as long as it keeps up: gRPC would wake each of several in turn, which
 // costs more than what it takes off the first. When those that poll are busy nearly all the time
-// another joins them, up to the number of cores.
+// another joins them, up to the number of cores. Another joins as well when they do not come back:
+// gRPC reads on and on from a connection whose client sends as fast as it can.
 //
 // A service's code runs on the thread that polls when it is known to be quick and a worker would be
 // free for it: handing it over costs more than small methods take. When it turns out to be slow,
@@ -87,10 +88,13 @@ class Pollers {
     std::atomic<std::uint64_t> events{0};
     std::atomic<bool> wanted{false};
     std::atomic<clockid_t> cpu_clock{CLOCK_REALTIME};  // Of the thread that polls.
-    // With mutex_ held.
+    // With mutex_ held. Times are of the thread's CPU time.
     bool open = false;
     clockid_t seen_clock = CLOCK_REALTIME;
-    std::chrono::nanoseconds seen_cpu{0};
+    std::uint64_t seen_events = 0;
+    std::chrono::nanoseconds now{0};
+    std::chrono::nanoseconds last_event{0};
+    std::chrono::nanoseconds adjusted{0};  // When lines were last adjusted.
   };
 
   template <typename Task>
@@ -108,16 +112,20 @@ class Pollers {
   void WakeGuard();
   bool RelieveSlow();
   // With mutex_ held.
-  void Open(Line* line);
+  void Open();
+  // Whether anything was done.
+  bool LookAtLines();
   void AdjustLines(Clock::duration period);
 
   WorkerPool* const workers_;
   grpc::CompletionQueue* queue_ = nullptr;
+  int cores_ = 1;
   std::deque<Line> lines_;  // The first is always wanted.
   std::atomic<bool> guard_awake_{false};
   std::mutex mutex_;
   std::condition_variable changed_;
   int open_lines_ = 0;
+  bool stuck_ = false;  // No line that polls comes back.
   bool stopping_ = false;
   std::thread guard_;
 };
