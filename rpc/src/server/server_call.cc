@@ -41,10 +41,12 @@ void ServerCall::OnArrived(bool ok) {
     delete this;
     return;
   }
-  arrived_once_ = true;
-  core_->BeginStream(transport_->context);
   begin_ = std::chrono::steady_clock::now();
-  references_ = 2;  // OnOver and the service method.
+  {
+    const std::lock_guard lock(mutex_);
+    arrived_once_ = true;
+    core_->BeginStream(transport_->context);
+  }
   Listen(core_, method_, queue_);
   if (method_.internal) {
     ReceiveRequest();
@@ -191,7 +193,8 @@ void ServerCall::OnResponseSent(bool /*ok*/) {
 }
 
 void ServerCall::FreeTransportWhenOver() {
-  if (!over_on_wire_ || sending_ || receiving_) return;
+  // gRPC may still be telling of the arrival, on another thread, when the call is over.
+  if (!over_on_wire_ || !arrived_once_ || sending_ || receiving_) return;
   if (!responded_ || core_->options.observer != nullptr) InfoLocked();
   transport_.reset();
 }

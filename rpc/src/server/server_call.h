@@ -93,11 +93,10 @@ class ServerCall final : private ServerController, private google::protobuf::Clo
   MemberTag<ServerCall, &ServerCall::OnOver> over_{this};
   MemberTag<ServerCall, &ServerCall::OnResponseSent> response_sent_{this};
 
-  std::atomic<int> references_{0};
+  std::atomic<int> references_{2};  // Of OnOver and the service method.
   std::atomic<bool> responded_{false};
   std::atomic<bool> cancelled_{false};
   std::atomic<const char*> too_slow_{nullptr};  // What took the client too long.
-  bool arrived_once_ = false;
   std::chrono::steady_clock::time_point begin_;
   CancelNotifier notifier_;
   google::protobuf::Arena arena_;
@@ -112,6 +111,7 @@ class ServerCall final : private ServerController, private google::protobuf::Clo
   mutable std::optional<CallInfo> info_;
   std::optional<Place> receiving_;
   std::optional<Place> sending_;
+  bool arrived_once_ = false;
   bool over_on_wire_ = false;
   bool failed_ = false;
   Status failure_;

@@ -43,8 +43,10 @@ void SubscriberCall::OnArrived(bool ok) {
   arrived_once_ = true;
   core_->BeginStream(context_);
   Listen(publisher_, queue_);
-  progress_ = Clock::now();
-  asking_ = true;
+  {
+    const std::lock_guard lock(mutex_);
+    progress_ = Clock::now();
+  }
   if (!publisher_->Reserve()) {
     Answer({StatusCode::kResourceExhausted,
             "there are " + std::to_string(publisher_->options.max_subscribers) +

@@ -108,7 +108,7 @@ class SubscriberCall final : public Subscriber,
   Clock::time_point progress_;      // When the client last took something.
   bool arrived_once_ = false;
   bool accepted_ = false;
-  bool asking_ = false;  // Not answered yet.
+  bool asking_ = true;  // Not answered yet.
   bool reading_ = false;
   bool writing_ = false;
   bool finishing_ = false;
