@@ -227,7 +227,6 @@ class ViewWriter {
         "\n"
         "inline ::CmnSys::View::internal::Known $view$::Knows(::std::uint32_t tag) {\n"
         "  switch (tag) {\n");
-    std::string enums;
     std::set<std::uint32_t> enum_tags;
     bool any = false;
     for (const FieldDescriptor* field : fields_.all()) {

@@ -71,7 +71,10 @@ Vars ViewFields::VarsOf(const FieldDescriptor* field) const {
   }
   if (!field->is_repeated()) vars["default"] = DefaultValue(field);
   vars["value"] = (IsText(field) ? "::std::string_view(f" : "(f") + vars["number"] + "_)";
-  vars["stored"] = IsNumeric(field) ? vars["type"] : "::CmnSys::View::internal::Piece";
+  // Views are copied with the values of unset fields, which are anything: no bool may be.
+  vars["stored"] = !IsNumeric(field)                             ? "::CmnSys::View::internal::Piece"
+                   : field->type() == FieldDescriptor::TYPE_BOOL ? "::std::uint8_t"
+                                                                 : vars["type"];
   return vars;
 }
 

@@ -86,7 +86,9 @@ std::uint64_t SelectMessages(const FilterOptions& options, Format from, Matcher*
   while (count < options.limit && source->Next(message)) {
     message->SerializeToString(&bytes);
     progress.Update(source->position());
-    if (matcher->Matches(bytes) == options.invert) continue;
+    const std::optional<bool> matches = matcher->Matches(bytes);
+    if (!matches) throw Failure("a message is not well-formed where the condition looks into it");
+    if (*matches == options.invert) continue;
     ++count;
     if (selected != nullptr) selected->Write(*message);
   }
@@ -106,7 +108,7 @@ class RecordFilter {
         progress_(options.input.path),
         bytes_(bytes),
         selected_(selected),
-        own_(condition, prototype) {}
+        own_(condition, prototype, options.input.max_depth) {}
 
   // Returns how many were selected.
   std::uint64_t Run() {
@@ -123,8 +125,8 @@ class RecordFilter {
  private:
   // What a thread selects with.
   struct Worker {
-    Worker(const Expression& condition, const Message& prototype)
-        : matcher(condition), message(prototype.New()) {}
+    Worker(const Expression& condition, const Message& prototype, int max_depth)
+        : matcher(condition, max_depth), message(prototype.New()) {}
     Matcher matcher;
     std::unique_ptr<Message> message;
   };
@@ -163,7 +165,8 @@ class RecordFilter {
 
   PipelineEnd RunThreads() {
     std::vector<std::unique_ptr<Worker>> workers(options_.jobs);
-    for (auto& worker : workers) worker = std::make_unique<Worker>(condition_, prototype_);
+    for (auto& worker : workers)
+      worker = std::make_unique<Worker>(condition_, prototype_, options_.input.max_depth);
     std::vector<Batch> batches(PipelineSlots(options_.jobs));
     return RunBatches(
         options_.jobs, &batches,
@@ -222,7 +225,8 @@ class RecordFilter {
   }
 
   [[noreturn]] void FailInRecord(const DelimitedBlock& record) const {
-    const auto fault = Util::FindWireFault(*prototype_.GetDescriptor(), record.message());
+    const auto fault = Util::FindWireFault(*prototype_.GetDescriptor(), record.message(),
+                                           options_.input.max_depth);
     Fail(record, fault.value_or(Util::WireFault{0, "", "the record is malformed"}));
   }
 
@@ -267,7 +271,7 @@ void Filter(const FilterOptions& options) {
                          selected ? &*selected : nullptr)
                 .Run();
   } else {
-    Matcher matcher(condition);
+    Matcher matcher(condition, options.input.max_depth);
     count = SelectMessages(options, from, &matcher, message.get(), selected ? &*selected : nullptr);
   }
   if (bytes) bytes->Finish();

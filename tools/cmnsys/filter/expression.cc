@@ -156,6 +156,9 @@ class Parser {
     }
     const FieldDescriptor* const field = type.FindFieldByName(Peek().text);
     if (field == nullptr) FailUnknown(type);
+    if (field->type() == FieldDescriptor::TYPE_GROUP || field->real_containing_oneof() != nullptr) {
+      Fail(field->full_name() + " is a group or in a oneof, which conditions cannot look into");
+    }
     ++at_;
     return field;
   }

@@ -96,7 +96,7 @@ class LiteralParser {
   double Real() {
     constexpr auto kInfinity = std::numeric_limits<double>::infinity();
     if (token_.kind == TokenKind::kName && token_.text == "inf") return kInfinity;
-    if (token_.text == "-inf") return -kInfinity;
+    if (token_.kind == TokenKind::kNumber && token_.text == "-inf") return -kInfinity;
     Number number = 0;
     const char* const end = token_.text.data() + token_.text.size();
     const auto [stop, error] = std::from_chars(token_.text.data(), end, number);

@@ -202,8 +202,9 @@ struct Matcher::Field {
         enum_numbers(field.enum_type()) {}
 };
 
-Matcher::Matcher(const Expression& expression)
-    : nodes_(expression.nodes),
+Matcher::Matcher(const Expression& expression, int max_depth)
+    : max_depth_(max_depth),
+      nodes_(expression.nodes),
       message_(std::make_unique<Message>()),
       current_(expression.comparisons.size()),
       unset_(expression.comparisons.size()),
@@ -253,7 +254,7 @@ std::optional<bool> Matcher::Matches(std::string_view message) {
   }
   if (message.size() > View::kMaxLength) return std::nullopt;
   if (!message.empty() && ReadMessage(*message_, message.data(), message.data() + message.size(),
-                                      View::kMaxDepth) == nullptr) {
+                                      max_depth_) == nullptr) {
     return std::nullopt;
   }
   return IsTrue(nodes_.size() - 1);

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "CmnSys/View/Wire.h"
 #include "filter/expression.h"
 
 namespace CmnSys::Tool {
@@ -21,11 +22,11 @@ namespace CmnSys::Tool {
 // and of each message only the fields are looked into that the condition asks for. Fields mean what
 // they mean to the protobuf runtime: the last value of a singular field counts, sub-messages that
 // occur several times are merged, a field with another wire type is unknown, an enum's undeclared
-// number leaves the field as it is, repeated numbers are read packed or not. Oneofs and groups, of
-// which this schema has none, are not known. Not thread-safe.
+// number leaves the field as it is, repeated numbers are read packed or not. Not thread-safe.
 class Matcher {
  public:
-  explicit Matcher(const Expression& expression);
+  // Messages nested more than `max_depth` levels below the outermost one count as malformed.
+  explicit Matcher(const Expression& expression, int max_depth = View::kMaxDepth);
   ~Matcher();
   Matcher(const Matcher&) = delete;
   Matcher& operator=(const Matcher&) = delete;
@@ -50,6 +51,7 @@ class Matcher {
   void Take(const Field& field, Value value);
   bool IsTrue(std::size_t node) const;
 
+  const int max_depth_;
   std::vector<Expression::Node> nodes_;
   std::unique_ptr<Message> message_;
   std::vector<Values> values_;  // One for each comparison.

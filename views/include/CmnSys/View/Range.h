@@ -93,6 +93,7 @@ class Arrow {
  public:
   explicit Arrow(T element) : element_(std::move(element)) {}
   const T* operator->() const { return &element_; }
+  const T& operator*() const { return element_; }
 
  private:
   T element_;
