@@ -136,7 +136,7 @@ class ViewWriter {
     if (field->is_repeated()) {
       vars["range"] = RangeType(field, vars);
       if (vars["range"].empty()) {
-        fields_.Print("  // No view: $name$, of another library.\n", vars);
+        fields_.Print("  // $name$ has no view.\n", vars);
         return;
       }
       fields_.Print(
@@ -152,7 +152,7 @@ class ViewWriter {
     } else if (vars.count("sub") != 0) {
       fields_.Print("  $sub$ $name$() const;\n", vars);
     } else {
-      fields_.Print("  // No view: $name$, of another library.\n", vars);
+      fields_.Print("  // $name$ has no view.\n", vars);
     }
   }
 
