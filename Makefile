@@ -19,7 +19,7 @@ help:
 	@echo "make build     build everything"
 	@echo "make baseline  make the schema as it is now the contract that the tests hold it to"
 	@echo "make sanitize  run the tests under ASan with UBSan, and those with threads under TSan"
-	@echo "make fuzz      run all fuzz targets for 20 seconds each; TARGET=wire SECONDS=60 for one longer"
+	@echo "make fuzz      run all fuzz targets as CI does, 20 seconds each; TARGET=wire SECONDS=60 for one longer"
 	@echo "make soak      run a server and its clients for ten minutes; SECONDS=3600 for longer"
 	@echo "make lint      check the format and run clang-tidy"
 	@echo "make format    format our own C++ code"
@@ -68,7 +68,7 @@ fuzz:
 	$(need) build fuzz
 	@$(call configure,fuzz)
 	cmake --build --preset fuzz
-	@fuzz/run.py --seconds $(or $(SECONDS),20) $(TARGET)
+	@fuzz/run.py $(if $(SECONDS),--seconds $(SECONDS)) $(TARGET)
 
 soak:
 	$(need) build test

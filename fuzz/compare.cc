@@ -2,11 +2,12 @@
 //
 // Equal messages have no differences and others have some, in every way of comparing that can tell
 // them apart; shuffled elements are no difference where the order does not count; the sizes of the
-// fields add up to that of the message.
+// fields add up to that of the message. Time and memory grow as the messages do.
 
 #include "CmnSys/Util/RandomMessage.h"
 #include "analysis/diff.h"
 #include "analysis/size.h"
+#include "growth.h"
 #include "messages.h"
 
 namespace CmnSys::Fuzz {
@@ -67,6 +68,21 @@ void Run(std::string_view input) {
   std::size_t left_out = 0;
   for (const auto& row : Tool::LargestFields(all, 1, 1 << 20, &left_out)) sum += row.bytes;
   Expect(sum == all.bytes && left_out == 0, "the fields add up to the message");
+
+  ExpectLinear("comparing", split.content, 8 << 10, [&](const std::string& bytes) {
+    const auto one = split.New();
+    kWireForm.read(bytes, one.get());
+    const auto other = split.New();
+    other->CopyFrom(*one);
+    Shuffle(other.get(), &random);
+    for (const bool any_order : {false, true}) {
+      Tool::Differences({any_order, any_order, false}, *one, *other);
+    }
+    Tool::FieldSize sizes;
+    Tool::AddFieldSizes(*one, &sizes);
+    std::size_t none = 0;
+    Tool::LargestFields(sizes, 1, 1 << 20, &none);
+  });
 }
 
 const Registration kRegistration({"compare", Run, WireSeeds, MutateWire});

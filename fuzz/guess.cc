@@ -2,6 +2,7 @@
 //
 // Every type that is named can hold all records, the list is sorted, the type that made the bytes
 // is not left out without reason, and the beginning of the bytes is as well-formed as they are.
+// Time and memory grow as the bytes do.
 
 #include "analysis/guess.h"
 
@@ -9,6 +10,7 @@
 
 #include "CmnSys/Util/Parse.h"
 #include "analysis/sample.h"
+#include "growth.h"
 #include "messages.h"
 
 namespace CmnSys::Fuzz {
@@ -52,6 +54,13 @@ void Run(std::string_view input) {
                record.data() + record.size() <= split.content.data() + split.content.size(),
            "a record lies in the bytes");
   }
+  ExpectLinear("sampling", split.content, 8 << 10, [](const std::string& bytes) {
+    Tool::BeginningOfMessage(bytes, bytes.size() - 1, true);
+    Tool::IsWellFormed(bytes);
+    Tool::SplitDelimited(bytes, true);
+  });
+  ExpectLinear("guessing", split.content, 1 << 10,
+               [](const std::string& bytes) { Tool::Candidates({bytes}, 100); });
 }
 
 const Registration kRegistration({"guess", Run, WireSeeds, MutateWire});

@@ -1,9 +1,13 @@
 #!/usr/bin/python3
 """Runs fuzz targets, two at a time, and tells how often each ran and what it found.
 
-Each target begins with seeds of its own making, what earlier runs added to its corpus, and the inputs
-that once failed. What fails is left below FOLDER/failed; copy it to fuzz/failed/TARGET/ once it is
-mended, under a name that says what it is."""
+Each target begins with seeds of its own making and the inputs that once failed. Without --seconds, as
+CI runs them, all that is random begins with the same number, so that two runs of one build try the same
+inputs as far as their time goes. With it every run tries others, and begins with what earlier ones of
+the kind added to the corpus.
+
+What fails is left below FOLDER/failed; copy it to fuzz/failed/TARGET/ once it is mended, under a name
+that says what it is."""
 
 import argparse
 import concurrent.futures
@@ -15,6 +19,10 @@ import sys
 import tempfile
 
 KEPT = pathlib.Path(__file__).parent / "failed"
+SECONDS_IN_CI = 20
+# Their threads free memory when they like, so that libFuzzer would look for leaks, long, after every
+# input. The tests do so at their end.
+WITH_THREADS = {"server"}
 
 
 def arguments():
@@ -22,12 +30,13 @@ def arguments():
     parser.add_argument("targets", nargs="*", help="all when none is named")
     parser.add_argument("--build", type=pathlib.Path, default="build/fuzz", metavar="FOLDER",
                         help="build folder")
-    parser.add_argument("--seconds", type=int, default=20, help="how long each target runs")
+    parser.add_argument("--seconds", type=int,
+                        help=f"how long each target runs; {SECONDS_IN_CI} without it")
     return parser.parse_args()
 
 
 def run(build, target, seconds):
-    """Returns a line for the table and whether all was well."""
+    """Returns a line for the table and whether all was well. `seconds` is None as in CI."""
     program = build / "bin" / f"fuzz_{target}"
     corpus = build / "corpus" / target
     failed = build / "failed" / target
@@ -36,13 +45,15 @@ def run(build, target, seconds):
         folder.mkdir(parents=True, exist_ok=True)
     before = set(failed.iterdir())
     kept = [folder for folder in [KEPT / target] if folder.is_dir()]
-    with tempfile.TemporaryDirectory() as seeds:
+    with tempfile.TemporaryDirectory() as seeds, tempfile.TemporaryDirectory() as nothing:
+        inputs = [corpus if seconds else nothing, seeds, *kept]
+        flags = ([] if seconds else ["-seed=1"]) + ["-detect_leaks=0"] * (target in WITH_THREADS)
         with log.open("w") as output:
             subprocess.run([program, f"--write-seeds={seeds}"], check=True, stderr=output)
             status = subprocess.run(
-                [program, f"-max_total_time={seconds}", "-timeout=20", "-rss_limit_mb=3000",
-                 "-malloc_limit_mb=500", "-print_final_stats=1", f"-artifact_prefix={failed}/",
-                 corpus, seeds, *kept],
+                [program, f"-max_total_time={seconds or SECONDS_IN_CI}", "-timeout=20",
+                 "-rss_limit_mb=3000", "-malloc_limit_mb=500", "-print_final_stats=1",
+                 f"-artifact_prefix={failed}/", *flags, *inputs],
                 stdout=output, stderr=subprocess.STDOUT,
                 env={"TMPDIR": "/dev/shm", "ASAN_OPTIONS": "detect_odr_violation=0:allocator_may_return_null=1",
                      "UBSAN_OPTIONS": "print_stacktrace=1", **os.environ}).returncode

@@ -169,6 +169,7 @@ int main(int argc, char** argv) {
     std::vector<std::string> addresses = {argv[1]};
     addresses.insert(addresses.end(), argv + 3, argv + argc);
     QueryRpcExample::Demonstrate(addresses, argv[2]);
+    if (!std::cout.flush()) throw std::runtime_error("cannot write standard output");
   } catch (const std::exception& error) {
     std::cerr << "query_rpc_client: " << error.what() << "\n";
     return 1;

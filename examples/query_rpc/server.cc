@@ -3,15 +3,19 @@
 
 #include "CmnSys/Rpc/Server.h"
 
+#include <fcntl.h>
 #include <google/protobuf/stubs/common.h>
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 
 #include "ProtoBuf/CmnSys/CmnSys.Notifications.pb.h"
@@ -46,9 +50,12 @@ void Tell(const Push& push, const Events::Event& event) {
   });
 }
 
-// Lets those in whose certificate names a client of this system.
+// Lets those in whose certificate names a client of this system. Called by several threads; a line
+// that cannot be logged, for example on a full disk, is lost and no later one.
 Rpc::Status Authorize(const Rpc::CallInfo& call) {
-  std::clog << call.identity.common_name + " calls " + call.service + "/" + call.method + "\n";
+  const std::string line =
+      call.identity.common_name + " calls " + call.service + "/" + call.method + "\n";
+  std::fputs(line.c_str(), stderr);
   if (call.identity.common_name == "client") return {};
   return {Rpc::StatusCode::kPermissionDenied, call.identity.common_name + " is no client"};
 }
@@ -68,6 +75,7 @@ void Serve(const std::string& address, const std::string& folder, const Events::
       kPushService, kPushMethod);
   server.Start();
   std::cout << server.Addresses().front() << std::endl;
+  if (!std::cout) throw std::runtime_error("cannot write standard output");
 
   for (int i = 0; sigtimedwait(&end_signals, nullptr, &kPause) < 0;) {
     if (events.events_size() == 0) continue;
@@ -75,6 +83,16 @@ void Serve(const std::string& address, const std::string& folder, const Events::
     i = (i + 1) % events.events_size();
   }
   server.Shutdown(std::chrono::seconds(5));
+}
+
+// What is logged must neither end the server, because nobody reads it any more, nor go into a
+// connection that got the number of a standard descriptor which was closed.
+void MakeLoggingSafe() {
+  signal(SIGPIPE, SIG_IGN);
+  int descriptor = 0;
+  do descriptor = open("/dev/null", O_RDWR);
+  while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+  close(descriptor);
 }
 
 }  // namespace
@@ -89,6 +107,7 @@ int main(int argc, char** argv) {
            "Pb.CmnSys.Events.EventList in text format.\n";
     return 2;
   }
+  QueryRpcExample::MakeLoggingSafe();
   // Blocked before any thread exists, so that all threads block them and the main loop takes them.
   sigset_t end_signals;
   sigemptyset(&end_signals);
