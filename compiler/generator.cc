@@ -4,9 +4,12 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/printer.h>
 #include <google/protobuf/io/zero_copy_stream.h>
+#include <google/protobuf/stubs/strutil.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "in_place.h"
 #include "messages.h"
@@ -22,11 +25,33 @@ namespace CmnSys::Compiler {
 using google::protobuf::FileDescriptor;
 using google::protobuf::io::Printer;
 
+namespace {
+
+// Whether the name can stand in comments and #include lines. Returns false and sets *error when
+// not.
+bool CheckName(const FileDescriptor* file, std::string* error) {
+  const std::string& name = file->name();
+  const bool fits = std::none_of(name.begin(), name.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < ' ' || byte == 0x7f || c == '"' || c == '\\';
+  });
+  if (!fits) {
+    *error = "rename the file \"" + google::protobuf::CEscape(name) +
+             "\": control characters, quotes and backslashes cannot stand in an #include";
+  }
+  return fits;
+}
+
+}  // namespace
+
 bool Generator::Generate(const FileDescriptor* file, const std::string& parameter,
                          google::protobuf::compiler::GeneratorContext* context,
                          std::string* error) const {
   Options options;
-  if (!ParseOptions(parameter, &options, error)) return false;
+  if (!ParseOptions(parameter, &options, error) || !CheckName(file, error)) return false;
+  for (int i = 0; i < file->dependency_count(); ++i) {
+    if (!CheckName(file->dependency(i), error)) return false;
+  }
 
   const std::string base = google::protobuf::compiler::cpp::StripProto(file->name());
   const std::string header = base + ".pb.h";

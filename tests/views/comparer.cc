@@ -4,6 +4,8 @@
 #include <google/protobuf/unknown_field_set.h>
 
 #include <cstring>
+#include <memory>
+#include <vector>
 
 namespace CmnSys::Test {
 
@@ -184,6 +186,19 @@ void Comparer::HasUnknown(const std::string& unknown) {
 std::map<std::string, CompareBytes>& Comparers() {
   static std::map<std::string, CompareBytes> comparers;
   return comparers;
+}
+
+std::string CompareWithParser(const Message& type, std::string_view text) {
+  // A copy of the exact size, so that AddressSanitizer sees what reads behind it.
+  const std::vector<char> bytes(text.begin(), text.end());
+  const std::unique_ptr<Message> message(type.New());
+  const bool parsed = message->ParseFromArray(bytes.data(), static_cast<int>(bytes.size()));
+  const Outcome outcome = Comparers().at(type.GetTypeName())({bytes.data(), bytes.size()},
+                                                             parsed ? message.get() : nullptr);
+  if (outcome.valid != parsed) return parsed ? "parsed, but not valid" : "valid, but not parsed";
+  if (outcome.error == parsed)
+    return parsed ? "parsed, but viewed as malformed" : "viewed, but not parsed";
+  return outcome.difference;
 }
 
 }  // namespace CmnSys::Test

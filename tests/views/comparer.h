@@ -108,6 +108,10 @@ using CompareBytes = Outcome (*)(std::string_view bytes, const google::protobuf:
 // By the full names of the messages.
 std::map<std::string, CompareBytes>& Comparers();
 
+// Parses the bytes and reads them in place. Tells the first difference, what Validate says and
+// errors of views included; empty if there is none. The message is only asked for its type.
+std::string CompareWithParser(const google::protobuf::Message& type, std::string_view bytes);
+
 template <typename V>
 Outcome CompareView(std::string_view bytes, const google::protobuf::Message* message) {
   Outcome outcome;
