@@ -65,6 +65,13 @@ TEST_P(Environment, IsTold) {
 INSTANTIATE_TEST_SUITE_P(
     Each, Environment,
     testing::ValuesIn(std::vector<Case>{
+#ifdef CMNSYS_RPC
+        {"DescriptorLimitOfACall", "ulimit -n 10; $CMNSYS health --target 127.0.0.1:1 --plaintext",
+         "gRPC needs file descriptors: Too many open files\n"},
+        {"ThreadLimitOfACall",
+         "ulimit -v 3000000; ulimit -s 4000000; $CMNSYS health --target 127.0.0.1:1 --plaintext",
+         "gRPC needs threads: Resource temporarily unavailable\n"},
+#endif
         {"FullDisk",
          "limited 256k; (convert --to delimited -o fs/out); status=$?; ls -A fs >&2; exit $status",
          "cannot write fs/out: No space left on device\n"},

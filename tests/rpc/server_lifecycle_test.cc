@@ -1,5 +1,6 @@
 // Wrong use of a server, what services throw, and stopping while clients keep coming.
 
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -48,6 +49,12 @@ TEST(ServerUse, IsDefinedWhereItIsWrong) {
   // A failed start can be repeated.
   Rpc::Server second(At(server.Addresses().front()));
   EXPECT_THROW(second.Start(), std::runtime_error);
+  rlimit enough{};
+  getrlimit(RLIMIT_NOFILE, &enough);
+  const rlimit few{16, enough.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &few);
+  EXPECT_THROW(second.Start(), std::runtime_error);
+  setrlimit(RLIMIT_NOFILE, &enough);
   const std::string address = server.Addresses().front();
   server.Shutdown(milliseconds::max());
   server.Shutdown(milliseconds::min());

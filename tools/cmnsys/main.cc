@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <sstream>
@@ -109,6 +110,20 @@ void OccupyStandardDescriptors() {
   }
 }
 
+// Threads of gRPC that get no memory end the process.
+[[noreturn]] void EndWithoutMemory() {
+  try {
+    if (const std::exception_ptr exception = std::current_exception()) {
+      std::rethrow_exception(exception);
+    }
+  } catch (const std::bad_alloc&) {
+    CmnSys::Tool::PrintError("out of memory");
+    std::_Exit(Number(ExitStatus::kTrouble));
+  } catch (...) {
+  }
+  std::abort();
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -118,6 +133,7 @@ int main(int argc, char* argv[]) {
   std::signal(SIGXFSZ, SIG_IGN);
   // Commands report what is wrong themselves; the runtime's own log would only repeat it.
   google::protobuf::SetLogHandler(nullptr);
+  std::set_terminate(EndWithoutMemory);
   try {
     return Main(argc, argv);
   } catch (const std::bad_alloc&) {

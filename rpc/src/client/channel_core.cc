@@ -70,9 +70,10 @@ void ChannelCore::PrepareContext(const Metadata& metadata, bool wait_for_ready,
 grpc::CompletionQueue* ChannelCore::Add(ClientCall* call) {
   const std::lock_guard lock(calls_mutex_);
   while (queues_.size() < kCompletionThreads) {
-    queues_.push_back(std::make_unique<grpc::CompletionQueue>());
-    threads_.emplace_back(
-        [self = shared_from_this(), queue = queues_.back().get()] { Drain(queue); });
+    // A queue without a thread would never complete a call.
+    auto queue = std::make_unique<grpc::CompletionQueue>();
+    threads_.emplace_back([self = shared_from_this(), queue = queue.get()] { Drain(queue); });
+    queues_.push_back(std::move(queue));
   }
   calls_.insert(call);
   return queues_[turn_++ % queues_.size()].get();

@@ -1,5 +1,6 @@
 #include "client/poller.h"
 
+#include "common/reserves.h"
 #include "common/time.h"
 
 namespace CmnSys::Rpc {
@@ -18,6 +19,7 @@ std::shared_ptr<Poller> Poller::Shared() {
   const std::lock_guard lock(mutex);
   std::shared_ptr<Poller> poller = shared.lock();
   if (poller == nullptr) {
+    ExpectReserves();
     poller = std::make_shared<Poller>();
     shared = poller;
   }

@@ -23,6 +23,7 @@
 
 #include "common/grpc_log.h"
 #include "common/payload.h"
+#include "common/reserves.h"
 #include "common/time.h"
 #include "common/tls.h"
 #include "server/acceptor.h"
@@ -292,6 +293,7 @@ void Server::Impl::Start() {
   CheckNotStarted();
   const ServerOptions& options = core_->options;
   CheckOptions(options);
+  ExpectReserves();
   SendGrpcLogTo(options.observer);
   std::vector<Address> to_listen;
   for (const std::string& text : options.addresses) {

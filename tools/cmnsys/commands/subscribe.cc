@@ -1,7 +1,9 @@
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -33,6 +35,9 @@ struct SubscribeCommandOptions {
 
 // Blocks the signals that end the program by hand, for threads that are made from now on too, so
 // that Wait() takes them.
+//
+// A message that is being written is waited for, and its reader may take nothing: another signal,
+// or some seconds, then end the program at once.
 class EndSignals {
  public:
   EndSignals() {
@@ -46,10 +51,22 @@ class EndSignals {
   void Wait() const {
     int signal = 0;
     sigwait(&signals_, &signal);
+    if (signal == SIGUSR1) return;
+    taken = signal;
+    struct sigaction action = {};
+    action.sa_handler = [](int) { raise(taken); };
+    sigaction(SIGALRM, &action, nullptr);
+    pthread_sigmask(SIG_UNBLOCK, &signals_, nullptr);
+    alarm(kPatienceSeconds);
   }
+  // What a signal asked for is done.
+  static void Ended() { alarm(0); }
   void Raise() const { pthread_kill(thread_, SIGUSR1); }
 
  private:
+  static constexpr unsigned kPatienceSeconds = 5;
+  static inline volatile std::sig_atomic_t taken = 0;
+
   sigset_t signals_{};
   const pthread_t thread_ = pthread_self();
 };
@@ -98,6 +115,7 @@ void Subscribe(SubscribeCommandOptions& options) {
       channel->Subscribe(options.method, *request, *prototype, std::move(handler), subscribe);
   signals.Wait();
   subscription.reset();  // When it has returned, the handlers have too.
+  EndSignals::Ended();
   if (failure) std::rethrow_exception(failure);
   if (!enough && outcome.code != Rpc::StatusCode::kCancelled) {
     // What has come is kept, also when the server ends with a failure.
