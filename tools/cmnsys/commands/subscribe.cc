@@ -56,7 +56,9 @@ class EndSignals {
     struct sigaction action = {};
     action.sa_handler = [](int) { raise(taken); };
     sigaction(SIGALRM, &action, nullptr);
-    pthread_sigmask(SIG_UNBLOCK, &signals_, nullptr);
+    sigset_t again = signals_;
+    sigdelset(&again, SIGUSR1);
+    pthread_sigmask(SIG_UNBLOCK, &again, nullptr);
     alarm(kPatienceSeconds);
   }
   // What a signal asked for is done.
