@@ -12,6 +12,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <thread>
 
@@ -135,7 +136,10 @@ class Connection {
   bool ReadTo(std::size_t size) {
     while (received_.size() < size) {
       pollfd ready = {descriptor_, POLLIN, 0};
-      Expect(::poll(&ready, 1, 30'000) == 1, "the server answers or ends the connection");
+      int count = 0;
+      do count = ::poll(&ready, 1, 30'000);
+      while (count < 0 && errno == EINTR);  // By libFuzzer's alarm.
+      Expect(count == 1, "the server answers or ends the connection");
       char block[4096];
       const ssize_t got = ::recv(descriptor_, block, sizeof block, 0);
       if (got <= 0) return false;
