@@ -98,7 +98,8 @@ void Connections::Watch(Watched* watched) {
   const std::shared_ptr<grpc::Channel> channel = watched->endpoint->channel;
   const grpc_connectivity_state state = channel->GetState(false);
   const bool changed = state != watched->state;
-  if (changed) OnState(watched, state);
+  // It may have changed and come back since: those who wait must not miss that.
+  if (changed || !waiters_.empty()) OnState(watched, state);
   watched->state = state;
   channel->NotifyOnStateChange(state, Never(), poller_->queue(), watched->Post());
   lock.unlock();
