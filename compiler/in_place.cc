@@ -11,10 +11,26 @@
 namespace CmnSys::Compiler {
 
 using google::protobuf::Descriptor;
+using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::FileDescriptor;
+using google::protobuf::compiler::cpp::ClassName;
 using google::protobuf::compiler::cpp::QualifiedClassName;
 using google::protobuf::io::Printer;
+
+namespace {
+
+// Whether a message of the same file has the name of the other's view or writer.
+bool IsNameTaken(const Descriptor* message) {
+  for (const char* kind : {"View", "Writer"}) {
+    const Descriptor* const other =
+        message->file()->pool()->FindMessageTypeByName(message->full_name() + kind);
+    if (other != nullptr && other->file() == message->file()) return true;
+  }
+  return false;
+}
+
+}  // namespace
 
 bool IsInPlace(const FileDescriptor* file, const Options& options) {
   return file->syntax() == FileDescriptor::SYNTAX_PROTO2 && !BelongsToRuntime(file) &&
@@ -23,7 +39,8 @@ bool IsInPlace(const FileDescriptor* file, const Options& options) {
 
 bool IsInPlace(const Descriptor* message, const Options& options) {
   if (!IsInPlace(message->file(), options) || message->oneof_decl_count() > 0 ||
-      message->options().message_set_wire_format() || message->options().map_entry()) {
+      message->options().message_set_wire_format() || message->options().map_entry() ||
+      IsNameTaken(message)) {
     return false;
   }
   for (int i = 0; i < message->field_count(); ++i) {
@@ -75,6 +92,30 @@ void InPlaceHeader::Begin(const std::string& suffix, const std::string& comment,
       printer_->Print("#include \"$path$\"\n", "path", HeaderPath(import, suffix));
     }
   }
+}
+
+void InPlaceHeader::Declare(const std::string& kind) {
+  InNamespace([&] {
+    for (const EnumDescriptor* type : EnumsOf(file_)) {
+      printer_->Print("enum $name$ : int;\n", "name", ClassName(type));
+    }
+    for (const Descriptor* message : messages_) {
+      printer_->Print(
+          "class $name$;\n"
+          "class $name$$kind$;\n",
+          "name", ClassName(message), "kind", kind);
+    }
+  });
+  printer_->Print("\nnamespace CmnSys::View {\n");
+  for (const Descriptor* message : messages_) {
+    printer_->Print(
+        "template <>\n"
+        "struct $kind$Of<$class$> {\n"
+        "  using type = $class$$kind$;\n"
+        "};\n",
+        "class", QualifiedClassName(message), "kind", kind);
+  }
+  printer_->Print("}  // namespace CmnSys::View\n");
 }
 
 void InPlaceHeader::InNamespace(const std::function<void()>& write) {

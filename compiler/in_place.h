@@ -23,7 +23,8 @@ constexpr char kWriterSuffix[] = ".writer.h";
 bool IsInPlace(const google::protobuf::FileDescriptor* file, const Options& options);
 
 // Whether a message has a view and a writer. It has none where those do not do what the runtime
-// does: with oneofs, maps, groups, required fields and enums of files without views.
+// does: with oneofs, maps, groups, required fields and enums of files without views; nor where
+// another message of the file has the name of one of them.
 bool IsInPlace(const google::protobuf::Descriptor* message, const Options& options);
 
 std::string ViewName(const google::protobuf::Descriptor* message);
@@ -41,6 +42,10 @@ class InPlaceHeader {
   // `comment` tells what it holds.
   void Begin(const std::string& suffix, const std::string& comment,
              const std::vector<std::string>& includes);
+
+  // Declares the enums, messages and classes of the file, and which class is a message's: `kind`
+  // ends the names of the classes.
+  void Declare(const std::string& kind);
 
   // Writes declarations into the namespace of the schema file.
   void InNamespace(const std::function<void()>& write);

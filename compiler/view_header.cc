@@ -16,7 +16,6 @@ namespace CmnSys::Compiler {
 using google::protobuf::Descriptor;
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FileDescriptor;
-using google::protobuf::compiler::cpp::ClassName;
 using google::protobuf::compiler::cpp::QualifiedClassName;
 using google::protobuf::io::Printer;
 
@@ -48,31 +47,10 @@ void WriteViewHeader(const FileDescriptor* file, const Options& options, Printer
   header.Begin(
       kViewSuffix, "Views of the file's messages, which read their bytes in place.",
       {"<cstdint>", "<limits>", "<string_view>", "<type_traits>", "", "\"CmnSys/View/View.h\""});
-  header.InNamespace([&] {
-    for (const EnumDescriptor* type : EnumsOf(file)) {
-      printer->Print("enum $name$ : int;\n", "name", ClassName(type));
-    }
-    for (const Descriptor* message : header.messages()) {
-      printer->Print(
-          "class $name$;\n"
-          "class $name$View;\n",
-          "name", ClassName(message));
-    }
-  });
-  printer->Print("\nnamespace CmnSys::View {\n");
-  for (const Descriptor* message : header.messages()) {
-    printer->Print(
-        "template <>\n"
-        "struct ViewOf<$class$> {\n"
-        "  using type = $class$View;\n"
-        "};\n",
-        "class", QualifiedClassName(message));
-  }
-  printer->Print("namespace internal {\n");
+  header.Declare("View");
+  printer->Print("\nnamespace CmnSys::View::internal {\n");
   for (const EnumDescriptor* type : EnumsOf(file)) WriteNumbers(type, printer);
-  printer->Print(
-      "}  // namespace internal\n"
-      "}  // namespace CmnSys::View\n");
+  printer->Print("}  // namespace CmnSys::View::internal\n");
   header.InNamespace([&] {
     for (const Descriptor* message : header.messages()) {
       WriteViewClass(ViewFields(message, options, printer));

@@ -14,7 +14,6 @@
 namespace CmnSys::Compiler {
 
 using google::protobuf::Descriptor;
-using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::FileDescriptor;
 using google::protobuf::compiler::cpp::ClassName;
@@ -140,27 +139,7 @@ void WriteWriterHeader(const FileDescriptor* file, const Options& options, Print
   InPlaceHeader header(file, options, printer);
   header.Begin(kWriterSuffix, "Writers of the file's messages, which write bytes without objects.",
                {"<cstdint>", "<string_view>", "", "\"CmnSys/View/Writer.h\""});
-  header.InNamespace([&] {
-    for (const EnumDescriptor* type : EnumsOf(file)) {
-      printer->Print("enum $name$ : int;\n", "name", ClassName(type));
-    }
-    for (const Descriptor* message : header.messages()) {
-      printer->Print(
-          "class $name$;\n"
-          "class $name$Writer;\n",
-          "name", ClassName(message));
-    }
-  });
-  printer->Print("\nnamespace CmnSys::View {\n");
-  for (const Descriptor* message : header.messages()) {
-    printer->Print(
-        "template <>\n"
-        "struct WriterOf<$class$> {\n"
-        "  using type = $class$Writer;\n"
-        "};\n",
-        "class", QualifiedClassName(message));
-  }
-  printer->Print("}  // namespace CmnSys::View\n");
+  header.Declare("Writer");
   header.InNamespace([&] {
     for (const Descriptor* message : header.messages()) WriteClass(message, options, printer);
     printer->Print("\n");
