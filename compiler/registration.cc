@@ -2,7 +2,6 @@
 
 #include <google/protobuf/compiler/cpp/names.h>
 #include <google/protobuf/stubs/common.h>
-#include <google/protobuf/stubs/strutil.h>
 
 #include <algorithm>
 
@@ -19,9 +18,6 @@ using google::protobuf::FileDescriptor;
 using google::protobuf::io::Printer;
 
 namespace {
-
-// A path as the content of a string literal.
-std::string Literal(const std::string& path) { return google::protobuf::CEscape(path); }
 
 std::string SourcePath(const FileDescriptor* file) {
   return google::protobuf::compiler::cpp::StripProto(file->name()) + ".pb.cc";
@@ -68,7 +64,7 @@ void WriteRegistrationDefinition(const FileDescriptor* file, const Options& opti
                                  Printer* printer) {
   const std::map<std::string, std::string> vars = {{"mangled", MangledPath(file->name())},
                                                    {"routine", RegistrationRoutine(file)},
-                                                   {"source", Literal(SourcePath(file))}};
+                                                   {"source", SourcePath(file)}};
   // The flag is set first, so that a cycle of calls ends. It is a plain flag: registration runs on
   // the one thread that loads the library.
   printer->Print(vars,
@@ -123,7 +119,7 @@ void WriteAssignedFile(const FileDescriptor* file, Printer* printer) {
       "  return assigned;\n"
       "}\n",
       "function", AssignedFile(file), "routine", RegistrationRoutine(file), "mangled",
-      MangledPath(file->name()), "path", Literal(file->name()));
+      MangledPath(file->name()), "path", file->name());
 }
 
 }  // namespace CmnSys::Compiler
