@@ -4,6 +4,8 @@
 
 #include "common/tls.h"
 
+#include <openssl/err.h>
+#include <openssl/pem.h>
 #include <openssl/ssl.h>
 
 #include <cstdlib>
@@ -18,11 +20,26 @@ namespace {
 // Stands between the files of an input.
 constexpr std::string_view kBetween = "====\n";
 
+// As gRPC does, which passes over what are no certificates.
+bool CanUseAuthorities(const std::string& path, X509_STORE* store) {
+  const std::unique_ptr<BIO, decltype(&BIO_free)> bio(BIO_new_file(path.c_str(), "r"), &BIO_free);
+  int count = 0;
+  while (true) {
+    const std::unique_ptr<X509, decltype(&X509_free)> authority(
+        PEM_read_bio_X509_AUX(bio.get(), nullptr, nullptr, nullptr), &X509_free);
+    if (authority == nullptr) break;
+    if (X509_STORE_add_cert(store, authority.get()) != 1) return false;
+    ++count;
+  }
+  ERR_clear_error();
+  return count > 0;
+}
+
 bool CanUse(const Rpc::TlsFiles& files) {
   const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(SSL_CTX_new(TLS_method()),
                                                                   &SSL_CTX_free);
   SSL_CTX_set_security_level(context.get(), 0);
-  return SSL_CTX_load_verify_locations(context.get(), files.ca_file.c_str(), nullptr) == 1 &&
+  return CanUseAuthorities(files.ca_file, SSL_CTX_get_cert_store(context.get())) &&
          SSL_CTX_use_certificate_chain_file(context.get(), files.certificate_file.c_str()) == 1 &&
          SSL_CTX_use_PrivateKey_file(context.get(), files.key_file.c_str(), SSL_FILETYPE_PEM) == 1;
 }

@@ -127,7 +127,8 @@ struct TlsFileSet::Parsed {
     static const std::string kCertificate = "the certificate file";
     static const std::string kRevocations = "the revocation file";
     content->authorities = Read(files.ca_file, kAuthorities);
-    authorities = ReadAll<Certificate>(content->authorities, PEM_read_bio_X509, files.ca_file,
+    // Certificates are read as gRPC does it, with what may stand behind them.
+    authorities = ReadAll<Certificate>(content->authorities, PEM_read_bio_X509_AUX, files.ca_file,
                                        kAuthorities, "certificate");
     if (!files.revocation_file.empty()) {
       content->revocations = Read(files.revocation_file, kRevocations);
@@ -137,7 +138,7 @@ struct TlsFileSet::Parsed {
     }
     if (!certificate_needed && files.certificate_file.empty() && files.key_file.empty()) return;
     content->certificate = Read(files.certificate_file, kCertificate);
-    certificates = ReadAll<Certificate>(content->certificate, PEM_read_bio_X509,
+    certificates = ReadAll<Certificate>(content->certificate, PEM_read_bio_X509_AUX,
                                         files.certificate_file, kCertificate, "certificate");
     content->key = Read(files.key_file, "the key file");
     const Key key(

@@ -148,7 +148,8 @@ class Range {
 
   bool empty() const { return begin() == end(); }
 
-  // For numbers, and in messages that have nothing but lists, walks over all elements; else takes no time.
+  // For numbers, and in messages that have nothing but lists, walks over all elements; else takes
+  // no time.
   int size() const {
     Walk walk = walk_;
     if (walk.count() != Occurrences::kUnknownCount) return static_cast<int>(walk.count());
