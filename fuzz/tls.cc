@@ -20,13 +20,16 @@ namespace {
 // Stands between the files of an input.
 constexpr std::string_view kBetween = "====\n";
 
+// Nothing asks at the terminal.
+char kNoPassphrase[] = "";
+
 // As gRPC does, which passes over what are no certificates.
 bool CanUseAuthorities(const std::string& path, X509_STORE* store) {
   const std::unique_ptr<BIO, decltype(&BIO_free)> bio(BIO_new_file(path.c_str(), "r"), &BIO_free);
   int count = 0;
   while (true) {
     const std::unique_ptr<X509, decltype(&X509_free)> authority(
-        PEM_read_bio_X509_AUX(bio.get(), nullptr, nullptr, nullptr), &X509_free);
+        PEM_read_bio_X509_AUX(bio.get(), nullptr, nullptr, kNoPassphrase), &X509_free);
     if (authority == nullptr) break;
     if (X509_STORE_add_cert(store, authority.get()) != 1) return false;
     ++count;
@@ -38,7 +41,7 @@ bool CanUseAuthorities(const std::string& path, X509_STORE* store) {
 bool CanUse(const Rpc::TlsFiles& files) {
   const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(SSL_CTX_new(TLS_method()),
                                                                   &SSL_CTX_free);
-  SSL_CTX_set_security_level(context.get(), 0);
+  SSL_CTX_set_default_passwd_cb_userdata(context.get(), kNoPassphrase);
   return CanUseAuthorities(files.ca_file, SSL_CTX_get_cert_store(context.get())) &&
          SSL_CTX_use_certificate_chain_file(context.get(), files.certificate_file.c_str()) == 1 &&
          SSL_CTX_use_PrivateKey_file(context.get(), files.key_file.c_str(), SSL_FILETYPE_PEM) == 1;
