@@ -169,8 +169,9 @@ struct TlsFileSet::Parsed {
       const bool taken = &certificate == &certificates.front()
                              ? SSL_CTX_use_certificate(context.get(), one) == 1
                              : SSL_CTX_add1_chain_cert(context.get(), one) == 1;
+      const bool damaged = (X509_get_extension_flags(one) & EXFLAG_INVALID) != 0;
+      if (taken && !damaged && ERR_peek_error() == 0) continue;
       const char* reason = ERR_reason_error_string(ERR_peek_last_error());
-      if (taken && (X509_get_extension_flags(one) & EXFLAG_INVALID) == 0) continue;
       const std::string why = reason == nullptr ? "invalid certificate" : reason;
       ERR_clear_error();
       throw std::invalid_argument("the certificate of " + NameOf(X509_get_subject_name(one)) +
