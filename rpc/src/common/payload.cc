@@ -75,14 +75,17 @@ Status ParseMessage(grpc::ByteBuffer* bytes, const char* what, MessageLite* mess
   bytes->Clear();
   Status status;
   if (!parsed) {
-    status = {StatusCode::kInvalidArgument, std::string(what) + " is no " + message->GetTypeName() +
-                                                ": its " + std::to_string(size) +
-                                                " bytes do not parse"};
+    status = DoesNotParse(what, message->GetTypeName(), size);
   } else if (!message->IsInitialized()) {
     status = LacksRequiredFields(*message, what);
   }
   if (!status.Ok()) message->Clear();
   return status;
+}
+
+Status DoesNotParse(const char* what, const std::string& type, std::size_t size) {
+  return {StatusCode::kInvalidArgument, std::string(what) + " is no " + type + ": its " +
+                                            std::to_string(size) + " bytes do not parse"};
 }
 
 std::string CutText(const std::string& text, std::size_t limit) {

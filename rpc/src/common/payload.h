@@ -28,6 +28,9 @@ Status SerializeMessage(const google::protobuf::MessageLite& message, const char
 Status ParseMessage(grpc::ByteBuffer* bytes, const char* what,
                     google::protobuf::MessageLite* message);
 
+// The failure of bytes that are no message of the type.
+Status DoesNotParse(const char* what, const std::string& type, std::size_t size);
+
 // Cuts a text to at most `limit` bytes after a whole UTF-8 character, "..." included where that has
 // room.
 std::string CutText(const std::string& text, std::size_t limit);

@@ -154,6 +154,7 @@ class Server::Impl {
   explicit Impl(ServerOptions options) : core_(std::make_shared<ServerCore>(std::move(options))) {}
 
   void Register(Service* service, Ownership ownership);
+  void AddBytesMethod(BytesMethod method);
   Publisher* AddPublisher(PublisherOptions options);
   void Start();
   void SetServing(const std::string& service, bool serving);
@@ -236,6 +237,27 @@ void Server::Impl::Register(Service* service, Ownership ownership) {
   }
   health_.Add(descriptor->full_name());
   if (owned != nullptr) owned_services_.push_back(std::move(owned));
+}
+
+void Server::Impl::AddBytesMethod(BytesMethod method) {
+  CheckNotStarted();
+  const std::string path = method.service + "/" + method.method;
+  if (!method.is_valid || !method.run) {
+    throw std::invalid_argument("BytesMethod " + path + " lacks is_valid or run");
+  }
+  const auto found = std::find_if(
+      core_->methods.begin(), core_->methods.end(), [&method](const UnaryMethod& offered) {
+        return offered.service == method.service && offered.name == method.method;
+      });
+  if (found == core_->methods.end()) {
+    throw std::invalid_argument("the server has no registered service with a method " + path);
+  }
+  if (found->request->GetDescriptor() != method.request ||
+      found->response->GetDescriptor() != method.response) {
+    throw std::invalid_argument("the method " + path + " takes " + found->request->GetTypeName() +
+                                " and returns " + found->response->GetTypeName());
+  }
+  found->in_place = std::move(method);
 }
 
 PublisherImpl* Server::Impl::AddPublisher(PublisherOptions options, RawService* raw_service) {
@@ -506,6 +528,8 @@ Server::~Server() {
 void Server::Register(Service* service, Ownership ownership) {
   impl_->Register(service, ownership);
 }
+
+void Server::AddBytesMethod(BytesMethod method) { impl_->AddBytesMethod(std::move(method)); }
 
 Publisher* Server::AddPublisher(PublisherOptions options) {
   return impl_->AddPublisher(std::move(options));

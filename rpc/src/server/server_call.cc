@@ -2,11 +2,20 @@
 
 #include <grpc/grpc.h>
 
+#include <string_view>
 #include <utility>
 
 #include "common/payload.h"
 
 namespace CmnSys::Rpc {
+
+namespace {
+
+std::string_view AsText(const grpc::Slice& bytes) {
+  return {reinterpret_cast<const char*>(bytes.begin()), bytes.size()};
+}
+
+}  // namespace
 
 void ServerCall::Listen(const std::shared_ptr<ServerCore>& core, const UnaryMethod& method,
                         grpc::ServerCompletionQueue* queue) {
@@ -130,7 +139,7 @@ void ServerCall::Serve() {
   try {
     Status status = cancelled_ ? Status{StatusCode::kCancelled, ""} : ReadRequest();
     if (status.Ok()) {
-      method_.run(this, request_, response_, this);
+      RunMethod();
     } else {
       RespondOnce(std::move(status));
     }
@@ -148,9 +157,25 @@ Status ServerCall::ReadRequest() {
     if (transport_ == nullptr) return {StatusCode::kCancelled, ""};
     bytes.Swap(&transport_->request);
   }
-  request_ = method_.request->New(&arena_);
   response_ = method_.response->New(&arena_);
+  if (method_.in_place) {
+    if (!bytes.TrySingleSlice(&request_in_place_).ok() &&
+        !bytes.DumpToSingleSlice(&request_in_place_).ok()) {
+      return {StatusCode::kInternal, "the request cannot be read"};
+    }
+    if (method_.in_place->is_valid(AsText(request_in_place_))) return {};
+    return DoesNotParse("request", method_.request->GetTypeName(), request_in_place_.size());
+  }
+  request_ = method_.request->New(&arena_);
   return ParseMessage(&bytes, "request", request_);
+}
+
+void ServerCall::RunMethod() {
+  if (method_.in_place) {
+    method_.in_place->run(this, AsText(request_in_place_), response_, this);
+  } else {
+    method_.run(this, request_, response_, this);
+  }
 }
 
 void ServerCall::EndSlow(const char* what, std::chrono::milliseconds limit) {
@@ -270,6 +295,7 @@ void ServerCall::RespondOnce(Status status, grpc::ByteBuffer* response) {
 
 void ServerCall::Respond(Status status, grpc::ByteBuffer* response) {
   arena_.Reset();
+  request_in_place_ = grpc::Slice();
   core_->Unbuffer(kept_request_bytes_);
   const std::size_t bytes = status.Ok() && response != nullptr ? response->Length() : 0;
   if (status.Ok() && !method_.internal && !core_->Buffer(bytes)) {

@@ -5,6 +5,7 @@
 
 #include <google/protobuf/arena.h>
 #include <grpcpp/server_context.h>
+#include <grpcpp/support/slice.h>
 
 #include <atomic>
 #include <chrono>
@@ -55,6 +56,7 @@ class ServerCall final : private ServerController, private google::protobuf::Clo
   void ReceiveRequest();
   void Serve();
   Status ReadRequest();
+  void RunMethod();
   Status TooMuchBuffered() const;
   void Notify(google::protobuf::Closure* closure);
   // Adds the call to the numbers, and tells the observer.
@@ -101,6 +103,7 @@ class ServerCall final : private ServerController, private google::protobuf::Clo
   CancelNotifier notifier_;
   google::protobuf::Arena arena_;
   google::protobuf::Message* request_ = nullptr;
+  grpc::Slice request_in_place_;  // Instead of the message.
   google::protobuf::Message* response_ = nullptr;
   std::size_t request_bytes_ = 0;
   std::size_t kept_request_bytes_ = 0;  // In the core's buffered bytes.

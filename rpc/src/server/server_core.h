@@ -13,6 +13,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -37,6 +38,8 @@ struct UnaryMethod {
   std::function<void(google::protobuf::RpcController*, const google::protobuf::Message*,
                      google::protobuf::Message*, google::protobuf::Closure*)>
       run;
+  // Instead of `run`, where the request is read in place.
+  std::optional<BytesMethod> in_place;
   // One of the server's own: open to everybody, outside the limits, and always quick.
   bool internal = false;
   RawService* raw_service = nullptr;

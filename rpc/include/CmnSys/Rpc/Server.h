@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -91,6 +92,21 @@ struct ServerOptions {
   bool reflection = false;
 };
 
+// A method that gets the bytes of its request instead of a message.
+struct BytesMethod {
+  std::string service;  // The full name of a registered service.
+  std::string method;
+  // The types that the method has in that service.
+  const google::protobuf::Descriptor* request = nullptr;
+  const google::protobuf::Descriptor* response = nullptr;
+  // Whether the bytes are a request; others fail the call with kInvalidArgument.
+  std::function<bool(std::string_view request)> is_valid;
+  // As the method of a service: the bytes, too, are valid until `done` is run.
+  std::function<void(ServerController* controller, std::string_view request,
+                     google::protobuf::Message* response, google::protobuf::Closure* done)>
+      run;
+};
+
 // What a server has done and is doing. The totals count from its construction.
 struct ServerCounters {
   std::uint64_t calls_ended = 0;    // Those that failed included.
@@ -135,6 +151,13 @@ class CMNSYSRPC_EXPORT Server {
   // there already, and std::logic_error after Start().
   enum Ownership { kCallerOwns, kServerOwns };
   void Register(google::protobuf::Service* service, Ownership ownership = kCallerOwns);
+
+  // Serves a method of a registered service by a function that reads the request in place, so that
+  // it is never parsed; the service's own function is not called any more. AddViewMethod of
+  // "CmnSys/Rpc/ViewMethod.h" does so with generated views. Before Start() (std::logic_error).
+  // Throws std::invalid_argument when the server has no such service or method, the types are not
+  // the method's, or a function is missing.
+  void AddBytesMethod(BytesMethod method);
 
   // Offers a stream of messages. Before Start() (std::logic_error). Several methods of one service
   // name may be publishers. Throws std::invalid_argument when names are missing, or taken by a
