@@ -1,6 +1,7 @@
 // A server and its clients over days, in short: calls, cancellations, subscriptions, renewed
 // certificates and restarts. Afterwards the process has no more memory, descriptors and threads
-// than after the first tenth of the time.
+// than after the first tenth of the time, but for the workers of the server and a few that gRPC's
+// own pools may add under load: what leaks in each round is more.
 //
 // CMNSYS_SOAK_SECONDS says how long it takes; make soak runs it for ten minutes.
 
@@ -103,6 +104,9 @@ class Soak {
     Subscribe(fresh.get());
   }
 
+  // The server's own, which come with its load and end after some seconds without.
+  int Workers() const { return server_->Counters().workers; }
+
   // Whether the server has nothing to do any more.
   bool IsIdle() const {
     const Rpc::ServerCounters counters = server_->Counters();
@@ -177,11 +181,13 @@ TEST(Soak, HoldsNoMoreThanAtTheBeginning) {
   int rounds = 0;
   // At least so many rounds that everything has happened in both parts.
   constexpr int kFewest = 8;
+  constexpr int kOfPools = 4;
   for (bool begins = true; steady_clock::now() < start + length || rounds < 2 * kFewest; ++rounds) {
     soak.Round(rounds);
     ASSERT_FALSE(testing::Test::HasFailure()) << "in round " << rounds;
     ASSERT_TRUE(Eventually([&] { return soak.IsIdle(); })) << "in round " << rounds;
-    const Holdings now = Measure();
+    Holdings now = Measure();
+    now.threads -= soak.Workers();
     begins = begins && (rounds < kFewest || steady_clock::now() < start + length / 10);
     if (begins) {
       most.kilobytes = std::max(most.kilobytes, now.kilobytes);
@@ -206,8 +212,8 @@ TEST(Soak, HoldsNoMoreThanAtTheBeginning) {
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // They keep what was freed.
   EXPECT_LE(least(&Holdings::kilobytes), most.kilobytes + most.kilobytes / 10);
 #endif
-  EXPECT_LE(least(&Holdings::descriptors), most.descriptors);
-  EXPECT_LE(least(&Holdings::threads), most.threads);
+  EXPECT_LE(least(&Holdings::descriptors), most.descriptors + kOfPools);
+  EXPECT_LE(least(&Holdings::threads), most.threads + kOfPools);
 }
 
 }  // namespace
