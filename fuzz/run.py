@@ -51,7 +51,7 @@ def run(build, target, seconds):
         with log.open("w") as output:
             subprocess.run([program, f"--write-seeds={seeds}"], check=True, stderr=output)
             status = subprocess.run(
-                [program, f"-max_total_time={seconds or SECONDS_IN_CI}", "-timeout=20",
+                [program, f"-max_total_time={seconds or SECONDS_IN_CI}", "-timeout=60", "-report_slow_units=60",
                  "-rss_limit_mb=3000", "-malloc_limit_mb=500", "-print_final_stats=1",
                  f"-artifact_prefix={failed}/", *flags, *inputs],
                 stdout=output, stderr=subprocess.STDOUT,

@@ -52,10 +52,8 @@ std::optional<Declaration> FindDeclaration(std::string_view text) {
   return declaration;
 }
 
-std::vector<std::string> Dumps(std::string_view text, const std::string& name,
-                               std::uint64_t max_bytes) {
-  const std::vector<HexLine> lines = SplitLines(text);
-  if (!HasOffsets(lines)) return {PlainBytes(lines, name, max_bytes)};
+std::vector<std::string> DumpsWithOffsets(const std::vector<HexLine>& lines,
+                                          const std::string& name, std::uint64_t max_bytes) {
   std::vector<std::string> dumps;
   for (auto begin = lines.begin(); begin != lines.end();) {
     const auto end = std::find_if(begin + 1, lines.end(), BeginsAtZero);
@@ -69,19 +67,21 @@ std::vector<std::string> Dumps(std::string_view text, const std::string& name,
 
 std::vector<std::string> ParseHexDumps(std::string_view text, const std::string& name,
                                        std::uint64_t max_bytes) {
+  const std::vector<HexLine> lines = SplitLines(text);
+  if (HasOffsets(lines)) return DumpsWithOffsets(lines, name, max_bytes);
   const std::optional<Declaration> declaration = FindDeclaration(text);
-  if (!declaration) return Dumps(text, name, max_bytes);
+  if (!declaration) return {PlainBytes(lines, name, max_bytes)};
   // Blanks in place of the declaration leave lines and columns as they are.
   std::string inner(text.substr(0, declaration->end));
   std::replace_if(
       inner.begin(), inner.begin() + static_cast<std::ptrdiff_t>(declaration->begin),
       [](char c) { return c != '\n'; }, ' ');
-  std::vector<std::string> dumps = Dumps(inner, name, max_bytes);
-  if (declaration->size && *declaration->size != dumps.front().size()) {
+  const std::string bytes = PlainBytes(SplitLines(inner), name, max_bytes);
+  if (declaration->size && *declaration->size != bytes.size()) {
     throw Failure(name + " declares " + std::to_string(*declaration->size) + " bytes but holds " +
-                  std::to_string(dumps.front().size()));
+                  std::to_string(bytes.size()));
   }
-  return dumps;
+  return {bytes};
 }
 
 std::string FormatHexDump(std::string_view bytes, std::uint64_t offset) {
