@@ -57,7 +57,7 @@ TEST(DelimitedStream, IsProtobufsOwnForm) {
   EXPECT_EQ(ours, theirs.str());
 
   // As bytes, passed on without parsing.
-  ArrayInputStream input(ours.data(), static_cast<int>(ours.size()), 7);
+  ArrayInputStream input(ours.data(), static_cast<int>(ours.size()), 100);
   DelimitedReader reader(&input);
   std::string copy;
   {

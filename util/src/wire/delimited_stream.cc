@@ -6,6 +6,7 @@
 
 #include "CmnSys/Util/DelimitedStream.h"
 #include "CmnSys/Util/Parse.h"
+#include "CmnSys/View/Wire.h"
 
 namespace CmnSys::Util {
 
@@ -55,7 +56,7 @@ DelimitedStatus DelimitedReader::Read(Message* message) {
   if (status != DelimitedStatus::kRecord) return status;
 
   const std::uint64_t start = position_ - length;
-  if (const auto fault = Parse(bytes_, {kMostBytes, options_.max_depth}, message)) {
+  if (const auto fault = Parse(record_, {kMostBytes, options_.max_depth}, message)) {
     status = Fail(DelimitedStatus::kCorruptRecord, start + fault->offset,
                   (fault->path.empty() ? "" : "in " + fault->path + ", ") + fault->reason);
   }
@@ -68,17 +69,39 @@ DelimitedStatus DelimitedReader::Read(std::string_view* bytes) {
   std::uint64_t length = 0;
   const DelimitedStatus status = ReadRecord(&length);
   if (status != DelimitedStatus::kRecord) return status;
-  *bytes = bytes_;
+  *bytes = record_;
   ++records_;
   return status;
 }
 
 DelimitedStatus DelimitedReader::ReadRecord(std::uint64_t* length) {
   if (final_) return *final_;
+  if (ReadInPlace(length)) return DelimitedStatus::kRecord;
   DelimitedStatus status = ReadLength(length);
   if (status == DelimitedStatus::kRecord) status = ReadBytes(*length);
   if (status != DelimitedStatus::kRecord && status != DelimitedStatus::kEnd) final_ = status;
   return status;
+}
+
+// Reads a record that lies in one block with its length; takes nothing when there is none.
+bool DelimitedReader::ReadInPlace(std::uint64_t* length) {
+  const void* data = nullptr;
+  int size = 0;
+  if (!input_->Next(&data, &size)) return false;
+  const char* const start = static_cast<const char*>(data);
+  const char* const end = start + size;
+  std::uint32_t bytes = 0;
+  const char* const p = View::ReadLength(start, end, &bytes);
+  if (p == nullptr || bytes > options_.max_record_bytes) {
+    input_->BackUp(size);
+    return false;
+  }
+  *length = bytes;
+  record_ = {p, bytes};
+  const char* const behind = p + bytes;
+  position_ += static_cast<std::uint64_t>(behind - start);
+  input_->BackUp(static_cast<int>(end - behind));
+  return true;
 }
 
 DelimitedStatus DelimitedReader::ReadLength(std::uint64_t* length) {
@@ -122,6 +145,7 @@ DelimitedStatus DelimitedReader::ReadBytes(std::uint64_t length) {
     position_ += wanted;
     input_->BackUp(size - static_cast<int>(wanted));
   }
+  record_ = bytes_;
   return DelimitedStatus::kRecord;
 }
 

@@ -76,7 +76,9 @@ class CMNSYSUTIL_EXPORT DelimitedReader {
   [[nodiscard]] DelimitedStatus Read(google::protobuf::Message* message);
 
   // The same without parsing: gives the record's bytes, which need not be a message, for views and
-  // for passing on. They stay until the next call.
+  // for passing on. They stay until the next call, or any other use of the input: a record that
+  // lies in one of the input's blocks is not copied. An input has to keep its block when BackUp is
+  // called, as all of protobuf's do.
   [[nodiscard]] DelimitedStatus Read(std::string_view* bytes);
 
   // What was wrong when Read last returned neither kRecord nor kEnd.
@@ -89,6 +91,7 @@ class CMNSYSUTIL_EXPORT DelimitedReader {
 
  private:
   DelimitedStatus ReadRecord(std::uint64_t* length);
+  bool ReadInPlace(std::uint64_t* length);
   DelimitedStatus ReadLength(std::uint64_t* length);
   DelimitedStatus ReadBytes(std::uint64_t length);
   DelimitedStatus Fail(DelimitedStatus status, std::uint64_t offset, std::string reason);
@@ -99,7 +102,8 @@ class CMNSYSUTIL_EXPORT DelimitedReader {
   std::optional<DelimitedStatus> final_;
   std::uint64_t position_ = 0;
   std::uint64_t records_ = 0;
-  std::string bytes_;  // Of the record being read.
+  std::string_view record_;  // The one being read.
+  std::string bytes_;        // Of one that is in several blocks.
 };
 
 // Appends one record to the output. Returns nothing when that succeeded, or why not: the message is

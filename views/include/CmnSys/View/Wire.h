@@ -54,17 +54,21 @@ namespace internal {
 
 inline std::uint32_t ByteAt(const char* p) { return static_cast<unsigned char>(*p); }
 
-[[gnu::noinline]] inline const char* ReadTagSlow(const char* p, const char* e, std::uint32_t* tag) {
+// What was read and the place behind it, or null: in two registers, where a result by way of a
+// pointer would keep the caller's variable in memory.
+struct Found {
+  const char* behind;
+  std::uint64_t value;
+};
+
+[[gnu::noinline]] inline Found FindTag(const char* p, const char* e) {
   std::uint32_t value = 0;
   for (int i = 0; i < 5 && p != e; ++i) {
     const std::uint32_t byte = ByteAt(p++);
     value |= (byte & 0x7f) << (7 * i);
-    if (byte < 0x80) {
-      *tag = value;
-      return p;
-    }
+    if (byte < 0x80) return {p, value};
   }
-  return nullptr;
+  return {nullptr, 0};
 }
 
 // Eight bytes, the first one lowest.
@@ -78,26 +82,29 @@ inline std::uint64_t EightBytesAt(const char* p) {
 // The top bits of those bytes that end a number.
 inline std::uint64_t NumberEnds(std::uint64_t bytes) { return ~bytes & 0x8080808080808080; }
 
-[[gnu::noinline]] inline const char* ReadVarintByteByByte(const char* p, const char* e,
-                                                          std::uint64_t* value) {
-  std::uint64_t result = 0;
+[[gnu::noinline]] inline Found FindVarint(const char* p, const char* e) {
+  std::uint64_t value = 0;
   for (int i = 0; i < 10 && p != e; ++i) {
     const std::uint64_t byte = ByteAt(p++);
-    result |= (byte & 0x7f) << (7 * i);
-    if (byte < 0x80) {
-      *value = result;
-      return p;
-    }
+    value |= (byte & 0x7f) << (7 * i);
+    if (byte < 0x80) return {p, value};
   }
-  return nullptr;
+  return {nullptr, 0};
 }
 
 // Numbers of up to 8 bytes without a branch that depends on their length.
 inline const char* ReadVarintSlow(const char* p, const char* e, std::uint64_t* value) {
-  if (e - p < 8) return ReadVarintByteByByte(p, e, value);
-  std::uint64_t bytes = EightBytesAt(p);
-  const std::uint64_t ends = NumberEnds(bytes);
-  if (ends == 0) return ReadVarintByteByByte(p, e, value);
+  std::uint64_t bytes = 0;
+  std::uint64_t ends = 0;
+  if (e - p >= 8) {
+    bytes = EightBytesAt(p);
+    ends = NumberEnds(bytes);
+  }
+  if (ends == 0) {
+    const Found found = FindVarint(p, e);
+    *value = found.value;
+    return found.behind;
+  }
   bytes &= (ends ^ (ends - 1)) & 0x7f7f7f7f7f7f7f7f;
   // Close the gaps between groups of 7, then 14, then 28 bits.
   bytes = (bytes & 0x007f007f007f007f) | (bytes & 0x7f007f007f007f00) >> 1;
@@ -106,18 +113,16 @@ inline const char* ReadVarintSlow(const char* p, const char* e, std::uint64_t* v
   return p + (__builtin_ctzll(ends) >> 3) + 1;
 }
 
-[[gnu::noinline]] inline const char* ReadLengthSlow(const char* p, const char* e,
-                                                    std::uint32_t* length) {
-  std::uint64_t result = 0;
+[[gnu::noinline]] inline Found FindLength(const char* p, const char* e) {
+  std::uint64_t length = 0;
   for (int i = 0; i < 5 && p != e; ++i) {
     const std::uint64_t byte = ByteAt(p++);
-    result |= (byte & 0x7f) << (7 * i);
-    if (byte < 0x80) {
-      *length = static_cast<std::uint32_t>(result);
-      return result <= kMaxLength && result <= static_cast<std::size_t>(e - p) ? p : nullptr;
-    }
+    length |= (byte & 0x7f) << (7 * i);
+    if (byte >= 0x80) continue;
+    if (length > kMaxLength || length > static_cast<std::size_t>(e - p)) break;
+    return {p, length};
   }
-  return nullptr;
+  return {nullptr, 0};
 }
 
 }  // namespace internal
@@ -136,7 +141,9 @@ inline const char* ReadTag(const char* p, const char* e, std::uint32_t* tag) {
       return p + 2;
     }
   }
-  return internal::ReadTagSlow(p, e, tag);
+  const internal::Found found = internal::FindTag(p, e);
+  *tag = static_cast<std::uint32_t>(found.value);
+  return found.behind;
 }
 
 // Reads a number.
@@ -157,8 +164,7 @@ inline const char* SkipVarint(const char* p, const char* e) {
     const std::uint64_t ends = internal::NumberEnds(internal::EightBytesAt(p));
     if (ends != 0) return p + (__builtin_ctzll(ends) >> 3) + 1;
   }
-  std::uint64_t number = 0;
-  return internal::ReadVarintByteByByte(p, e, &number);
+  return internal::FindVarint(p, e).behind;
 }
 
 // Reads the length of a string, message or packed field. Succeeds only if that many bytes follow.
@@ -169,7 +175,9 @@ inline const char* ReadLength(const char* p, const char* e, std::uint32_t* lengt
     *length = first;
     return first < e - p ? p + 1 : nullptr;
   }
-  return internal::ReadLengthSlow(p, e, length);
+  const internal::Found found = internal::FindLength(p, e);
+  *length = static_cast<std::uint32_t>(found.value);
+  return found.behind;
 }
 
 // Reads a little-endian number of 4 or 8 bytes into an integer, float or double of that size.
