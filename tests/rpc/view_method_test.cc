@@ -1,6 +1,8 @@
 // Methods that read their request in place.
 
+#include <mutex>
 #include <thread>
+#include <vector>
 
 #include "CmnSys/Rpc/ViewMethod.h"
 #include "ProtoBuf/CmnSys/CmnSys.Query.view.h"
@@ -26,17 +28,18 @@ class ViewMethods : public testing::Test {
                InitiateRsp* response, Closure* done) {
           EXPECT_EQ(controller->Info().method, "Initiate");
           // Answers when this function has returned.
-          answering_ = std::thread([view = request.query(), response, done] {
+          const std::lock_guard lock(mutex_);
+          answering_.emplace_back([view = request.query(), response, done] {
             response->mutable_query_result()->mutable_gid()->set_id(std::string(view.gid().id()));
             done->Run();
           });
         });
   }
 
-  Result CallOnce(const InitiateReq& request) {
-    const Result result = Call(&channel(), request);
-    if (answering_.joinable()) answering_.join();
-    return result;
+  // No function is running any more when the server is shut down.
+  ~ViewMethods() override {
+    server_.Shutdown();
+    for (std::thread& thread : answering_) thread.join();
   }
 
   Rpc::Channel& channel() {
@@ -53,7 +56,8 @@ class ViewMethods : public testing::Test {
     return options;
   }
 
-  std::thread answering_;
+  std::mutex mutex_;
+  std::vector<std::thread> answering_;
   QueryService service_{FailWith("this one parses")};
   Rpc::Server server_{Options()};
   std::unique_ptr<Rpc::Channel> channel_;
@@ -63,11 +67,11 @@ TEST_F(ViewMethods, ReadTheRequestUntilTheClosureIsRun) {
   // In one piece, in many pieces, and so short that gRPC keeps it elsewhere.
   for (const std::size_t length : {100, 300'000, 1}) {
     const std::string text(length, 'x');
-    const Result result = CallOnce(RequestWith(text));
+    const Result result = Call(&channel(), RequestWith(text));
     EXPECT_EQ(result.code, StatusCode::kOk) << result.text;
     EXPECT_EQ(TextIn(result.response), text);
   }
-  EXPECT_EQ(TextIn(CallOnce({}).response), "");
+  EXPECT_EQ(TextIn(Call(&channel()).response), "");
 }
 
 TEST_F(ViewMethods, RefuseWhatParsersRefuseInTheSameWords) {
@@ -78,7 +82,7 @@ TEST_F(ViewMethods, RefuseWhatParsersRefuseInTheSameWords) {
   InitiateReq::GetReflection()->MutableUnknownFields(&garbage)->AddLengthDelimited(
       1, "\x12\x02\x0a\x05");
   const Result parsed = Call(&parsing_channel, garbage);
-  const Result read = CallOnce(garbage);
+  const Result read = Call(&channel(), garbage);
   EXPECT_EQ(read.code, StatusCode::kInvalidArgument);
   EXPECT_EQ(read.code, parsed.code);
   EXPECT_EQ(read.text, parsed.text);
