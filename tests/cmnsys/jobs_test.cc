@@ -29,10 +29,10 @@ std::string Delimited(const std::string& bytes) {
 
 std::string Event(const std::string& text) { return Cmnsys({"encode", "Event"}, text).output; }
 
-// Some 280 kB of valid events.
-std::string Events() {
-  return Cmnsys({"sample", "Event", "--count", "3000", "--percent-set", "50", "--max-bytes", "500",
-                 "--to", "delimited"})
+// Valid events, some 90 bytes each.
+std::string Events(int count = 3000) {
+  return Cmnsys({"sample", "Event", "--count", std::to_string(count), "--percent-set", "50",
+                 "--max-bytes", "500", "--to", "delimited"})
       .output;
 }
 
@@ -57,10 +57,33 @@ TEST(Jobs, ChangeNothing) {
   };
   folder.Write("empty.delimited", "");
   folder.Write("cut.delimited", events + events + Delimited("xyz").substr(0, 2));
-  std::vector<std::string> streams = {"empty", "cut"};
+  std::vector<std::string> streams = {"empty.delimited", "cut.delimited"};
   for (const std::string& middle : middles) {
-    streams.push_back(std::to_string(streams.size()));
-    folder.Write(streams.back() + ".delimited", events + middle + events + middle + events);
+    streams.push_back(std::to_string(streams.size()) + ".delimited");
+    folder.Write(streams.back(), events + middle + events + middle + events);
+  }
+  // Mostly what may mislead those who look for the ends of records only.
+  const std::tuple<const char*, const char*, std::vector<std::string>> readable[] = {
+      {"json",
+       "",
+       {"", "{\"thisId\": \"7\"} {}", R"({"originatingServerName": "\"}{\\"})", "{\"thisId\": tru}",
+        R"({"originatingServerName": "\u1"})", R"({"originatingServerName": "\ud800"})",
+        "{\"originatingServerName\": \"cut\n", "{\"thisId\": \"7\"\n", "\xef\xbb\xbf{}", "]",
+        std::string(100'000, ' '),
+        "{\"originatingServerName\": \"" + std::string(1 << 20, 'x') + "\"}"}},
+      {"txt",
+       "---\n",
+       {"", "\n", "this_id: 7\n ---\t\r\n", "this_id: x\n", "---", "# \"\n---\n---\n"}},
+  };
+  for (const auto& [ending, separator, inserted] : readable) {
+    const std::string text = Cmnsys({"convert", "Event", "--from", "delimited", "--to",
+                                     ending == std::string("txt") ? "text" : "json"},
+                                    Events(700))
+                                 .output;
+    for (const std::string& middle : inserted) {
+      streams.push_back(std::to_string(streams.size()) + "." + ending);
+      folder.Write(streams.back(), text + separator + middle + text + separator + middle + text);
+    }
   }
   const char* const commands[] = {
       "convert Event --to jsonl",
@@ -70,20 +93,19 @@ TEST(Jobs, ChangeNothing) {
       "check Event --max-violations 1",
       "size Event",
       "diff Event 2.delimited",
-      "filter Event --where 'has this_id'",
+      "filter Event --where 'has this_id' --to delimited",
       "filter Event --where 'has this_id' --to text --limit 3100",
       "filter Event --where 'this_id = 7' --to jsonl",
   };
   // Some of the pairs, in which each stream and each command occurs; fewer of sanitized programs,
   // which take long to start.
-  const std::size_t step = kSanitized ? 7 : 3;
+  const std::size_t step = kSanitized ? 13 : 7;
   std::size_t tried = 0;
   std::vector<int> runs(3);  // By their status.
   for (const std::string& stream : streams) {
     for (const char* const command : commands) {
       if (tried++ % step != 0) continue;
-      const std::string run =
-          "$CMNSYS " + std::string(command) + " " + stream + ".delimited --jobs ";
+      const std::string run = "$CMNSYS " + std::string(command) + " " + stream + " --jobs ";
       const ProcessResult one = Shell(folder, run + "1");
       const ProcessResult many = Shell(folder, run + "4");
       EXPECT_EQ(one.status, many.status) << run;
@@ -129,12 +151,18 @@ TEST(Jobs, ShowRecordsWhenTheyCome) {
   const TemporaryFolder folder;
   folder.Write("events", Events());
   folder.Write("last", Delimited(Event("originating_server_name: 'the last one'")));
-  const ProcessResult result = Shell(
-      folder,
-      "mkfifo pipe; script -qfec \"$CMNSYS convert Event pipe --from delimited --jobs 4\" shown "
-      "> /dev/null & exec 3> pipe; cat events events >&3; cat last >&3; "
-      "until grep -q 'the last one' shown; do sleep .01; done; exec 3>&-; wait $!");
-  EXPECT_EQ(result.status, 0) << result.errors;
+  for (const std::string format : {"delimited", "json"}) {
+    const ProcessResult result = Shell(
+        folder,
+        "for f in events last; do $CMNSYS convert Event $f --from delimited --to " + format +
+            " > $f.in; done; rm -f pipe; mkfifo pipe; script -qfec \"$CMNSYS convert Event pipe "
+            "--from " +
+            format +
+            " --jobs 4\" shown > /dev/null & exec 3> pipe; "
+            "cat events.in events.in >&3; cat last.in >&3; "
+            "until grep -q 'the last one' shown; do sleep .01; done; exec 3>&-; wait $!");
+    EXPECT_EQ(result.status, 0) << result.errors;
+  }
 }
 
 // Nobody reads what is written: the threads come to rest, and what they have read and made by then

@@ -4,15 +4,20 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <sstream>
+#include <string>
 #include <string_view>
 
 #include "formats/parse.h"
+#include "formats/record_input.h"
 #include "formats/sink.h"
 #include "formats/streams.h"
+#include "io/block_input.h"
 #include "io/colour.h"
 #include "io/failure.h"
-#include "io/input_stream.h"
 
 namespace CmnSys::Tool {
 
@@ -23,9 +28,95 @@ namespace {
 constexpr std::string_view kSeparator = "---";
 constexpr const char* kBlanks = " \t\r\n";
 
+bool IsSeparator(std::string_view line) {
+  const std::size_t end = line.find_last_not_of(kBlanks);
+  return end != std::string_view::npos && line.substr(0, end + 1) == kSeparator;
+}
+
+int CountLines(std::string_view text) {
+  return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// A record ends with a separator.
+class TextEnds : public RecordEnds {
+ public:
+  Found Next(std::string_view text) override {
+    begin_ = end_;
+    while (true) {
+      const std::size_t line_end = text.find('\n', at_);
+      if (line_end == std::string_view::npos) break;
+      const std::string_view line = text.substr(line_, line_end - line_);
+      at_ = line_ = line_end + 1;
+      if (!IsSeparator(line)) continue;
+      end_ = at_;
+      return Found::kRecord;
+    }
+    at_ = text.size();
+    return Found::kNone;
+  }
+  void Drop(std::size_t size) override {
+    for (std::size_t* place : {&begin_, &end_, &line_, &at_}) *place -= std::min(*place, size);
+  }
+  void Reset() override { *this = {}; }
+  std::size_t begin() const override { return begin_; }
+  std::size_t end() const override { return end_; }
+
+ private:
+  std::size_t begin_ = 0;
+  std::size_t end_ = 0;
+  std::size_t line_ = 0;  // Where the line begins that is looked at, and up to where that is done.
+  std::size_t at_ = 0;
+};
+
+class TextBlock : public MessageBlock {
+ public:
+  explicit TextBlock(const InputOptions& options) : options_(options) {}
+
+  InputBlock* block() { return &block_; }
+  // To be called when the block has been filled; so many lines and bytes of the input are before
+  // it.
+  void Begin(int lines, std::uint64_t bytes) {
+    at_ = before_ = 0;
+    lines_ = lines_before_ = lines;
+    offset_ = bytes;
+  }
+
+  bool Next(Message* message) override {
+    TextEnds ends;
+    const std::string_view rest = block_.bytes.substr(at_);
+    if (ends.Next(rest) != RecordEnds::Found::kRecord) return false;
+    const std::string_view record = rest.substr(0, ends.end());
+    before_ = at_;
+    lines_before_ = lines_;
+    at_ += record.size();
+    lines_ += CountLines(record);
+    const std::size_t separator = record.rfind('\n', record.size() - 2) + 1;
+    ParseText(std::string(record.substr(0, separator)), options_, message, lines_before_ + 1);
+    return true;
+  }
+  void Back() override {
+    at_ = before_;
+    lines_ = lines_before_;
+  }
+  std::size_t message_bytes() const override { return at_ - before_; }
+  std::uint64_t position() const override { return offset_ + at_; }
+  std::size_t bytes() const override { return block_.memory.capacity(); }
+  void Release() override { block_.Release(); }
+
+ private:
+  const InputOptions& options_;
+  InputBlock block_;
+  std::size_t at_ = 0;  // Where the next record begins, and the one at hand.
+  std::size_t before_ = 0;
+  int lines_ = 0;  // Of the input, before these.
+  int lines_before_ = 0;
+  std::uint64_t offset_ = 0;  // Of the block in the input.
+};
+
 class TextSource : public MessageSource {
  public:
-  explicit TextSource(const InputOptions& options) : options_(options), input_(options) {}
+  explicit TextSource(const InputOptions& options)
+      : options_(options), input_(options, std::make_unique<TextEnds>()) {}
 
   // A text without separators is one message, also when it is empty. Of one with separators, blank
   // ends are no messages.
@@ -36,7 +127,7 @@ class TextSource : public MessageSource {
       std::string text;
       bool blank = true;
       done_ = !ReadSection(&text, &blank);
-      input_.ExpectNoError();
+      input_.input().ExpectNoError();
       const bool is_end = is_first != done_;
       if (blank && is_end) continue;
       ParseText(text, options_, message, first_line);
@@ -46,6 +137,22 @@ class TextSource : public MessageSource {
   }
 
   std::uint64_t position() const override { return input_.position(); }
+
+  std::unique_ptr<MessageBlock> NewBlock() override {
+    if (!input_.PrepareInterrupt()) return nullptr;
+    return std::make_unique<TextBlock>(options_);
+  }
+  // Whether the first section is a message, only Next tells.
+  std::uint64_t Wait(std::uint64_t most) override { return line_ == 0 ? 0 : input_.Wait(most); }
+  bool Take(std::uint64_t most, MessageBlock* block) override {
+    auto* const taken = static_cast<TextBlock*>(block);
+    const std::uint64_t before = position();
+    if (line_ == 0 || !input_.Take(most, taken->block())) return false;
+    taken->Begin(line_, before);
+    line_ += CountLines(taken->block()->bytes);
+    return true;
+  }
+  void Interrupt() override { input_.Interrupt(); }
 
  private:
   // Reads up to the next separator, and returns whether there is one.
@@ -60,22 +167,18 @@ class TextSource : public MessageSource {
     return false;
   }
 
-  static bool IsSeparator(const std::string& line) {
-    const std::size_t end = line.find_last_not_of(kBlanks);
-    return end != std::string::npos && line.compare(0, end + 1, kSeparator) == 0;
-  }
-
   // The next line with its end. Returns false when there is none.
   bool ReadLine(std::string* line) {
     line->clear();
+    BlockInput* const input = input_.stream();
     const void* data = nullptr;
     int size = 0;
-    while (input_.get()->Next(&data, &size)) {
+    while (input->Next(&data, &size)) {
       const std::string_view block(static_cast<const char*>(data), static_cast<std::size_t>(size));
       const std::size_t end = block.find('\n');
       const std::size_t taken = end == std::string_view::npos ? block.size() : end + 1;
       *line += block.substr(0, taken);
-      input_.get()->BackUp(size - static_cast<int>(taken));
+      input->BackUp(size - static_cast<int>(taken));
       if (end != std::string_view::npos) return true;
       if (line->size() > options_.max_bytes) throw TooLong();
     }
@@ -89,7 +192,7 @@ class TextSource : public MessageSource {
   }
 
   const InputOptions& options_;
-  InputStream input_;
+  RecordInput input_;
   int line_ = 0;
   bool done_ = false;
 };

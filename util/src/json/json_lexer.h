@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "CmnSys/Util/Json.h"
+
 namespace CmnSys::Util {
 
 enum class JsonToken {
@@ -23,12 +25,6 @@ enum class JsonToken {
   kFalse,
   kNull,
   kInvalid,
-};
-
-struct JsonPlace {
-  std::uint64_t line = 1;
-  std::uint64_t column = 1;  // In bytes.
-  std::uint64_t offset = 0;  // In bytes from the beginning of the text.
 };
 
 // Text from the input, shortened and escaped to be part of an error.
@@ -75,7 +71,10 @@ class JsonLexer {
   std::string_view text() const { return text_; }
 
   // Where the last token begins, or the byte that was peeked at since.
-  JsonPlace place() const { return {line_, place_ - line_start_ + 1, place_}; }
+  JsonPlace place() const { return At(place_); }
+
+  // Where the next byte stands.
+  JsonPlace next_place() const { return At(offset()); }
 
   // Lets at most this many further bytes be read.
   void Limit(std::uint64_t bytes);
@@ -91,6 +90,7 @@ class JsonLexer {
   std::uint64_t offset() const {
     return block_offset_ + static_cast<std::uint64_t>(next_ - block_begin_);
   }
+  JsonPlace At(std::uint64_t offset) const { return {line_, offset - line_start_ + 1, offset}; }
   void Mark() { place_ = offset(); }
   void FlushCopy();
 

@@ -758,8 +758,8 @@ class Parser {
  public:
   using Status = JsonReader::Status;
 
-  Parser(ZeroCopyInputStream* input, const JsonReadOptions& options)
-      : options_(options), lexer_(input), reader_(options_, &lexer_) {
+  Parser(ZeroCopyInputStream* input, const JsonReadOptions& options, const JsonPlace& start = {})
+      : options_(options), lexer_(input, start), reader_(options_, &lexer_) {
     options_.max_bytes = std::min(options_.max_bytes, kMostBytes);
   }
 
@@ -794,6 +794,7 @@ class Parser {
     error_ = reader_.TakeError();
   }
 
+  JsonPlace place() const { return lexer_.next_place(); }
   const JsonError& error() const { return error_; }
 
  private:
@@ -811,12 +812,15 @@ class JsonReader::Implementation : public Parser {
   using Parser::Parser;
 };
 
-JsonReader::JsonReader(ZeroCopyInputStream* input, const JsonReadOptions& options)
-    : implementation_(std::make_unique<Implementation>(input, options)) {}
+JsonReader::JsonReader(ZeroCopyInputStream* input, const JsonReadOptions& options,
+                       const JsonPlace& start)
+    : implementation_(std::make_unique<Implementation>(input, options, start)) {}
 
 JsonReader::~JsonReader() = default;
 
 JsonReader::Status JsonReader::Read(Message* message) { return implementation_->Read(message); }
+
+JsonPlace JsonReader::place() const { return implementation_->place(); }
 
 const JsonError& JsonReader::error() const { return implementation_->error(); }
 

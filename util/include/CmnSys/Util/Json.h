@@ -44,6 +44,13 @@ enum class JsonBytes {
   kHexadecimal,
 };
 
+// A place in a text: line and column (in bytes) from 1, and bytes from the beginning.
+struct JsonPlace {
+  std::uint64_t line = 1;
+  std::uint64_t column = 1;
+  std::uint64_t offset = 0;
+};
+
 struct JsonError {
   // Where the offending token begins in the text read: line and column (in bytes) from 1, and bytes
   // from the beginning of the stream. All 0 when writing.
@@ -136,15 +143,19 @@ class CMNSYSUTIL_EXPORT JsonReader {
   };
 
   // The input must outlive the reader. What the reader has taken from it and not used goes back
-  // when the reader is destroyed.
+  // when the reader is destroyed. `start` is where the input begins in the whole stream; a byte
+  // order mark may stand at the beginning of the whole only.
   explicit JsonReader(google::protobuf::io::ZeroCopyInputStream* input,
-                      const JsonReadOptions& options = {});
+                      const JsonReadOptions& options = {}, const JsonPlace& start = {});
   ~JsonReader();
   JsonReader(const JsonReader&) = delete;
   JsonReader& operator=(const JsonReader&) = delete;
 
   // Replaces the content of `message` by the next one. It is empty unless the result is kMessage.
   [[nodiscard]] Status Read(google::protobuf::Message* message);
+
+  // Behind the last message, or the beginning.
+  JsonPlace place() const;
 
   // What was wrong when Read returned kError.
   const JsonError& error() const;
