@@ -3,7 +3,6 @@
 #include <google/protobuf/message.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -23,7 +22,7 @@
 #include "io/progress.h"
 #include "io/record_lines.h"
 #include "pipeline/batches.h"
-#include "pipeline/messages.h"
+#include "pipeline/fresh_message.h"
 #include "schema/message_type.h"
 
 namespace CmnSys::Tool {
@@ -60,10 +59,10 @@ std::string PaintedLines(const std::string& differences) {
 
 // A record of each side.
 struct Pair {
-  explicit Pair(const Message& prototype) : left(prototype.New()), right(prototype.New()) {}
+  explicit Pair(const Message& prototype) : left(prototype), right(prototype) {}
 
-  std::unique_ptr<Message> left;
-  std::unique_ptr<Message> right;
+  FreshMessage left;
+  FreshMessage right;
 };
 
 // Compares two sources record by record.
@@ -121,8 +120,8 @@ class RecordDiff {
   };
 
   bool Next() {
-    const bool in_left = left_.Next(own_.left.get());
-    const bool in_right = right_.Next(own_.right.get());
+    const bool in_left = left_.Next(own_.left.Next());
+    const bool in_right = right_.Next(own_.right.Next());
     if (!in_left && !in_right) return false;
     progress_.Update(left_.position());
     if (in_left && in_right) {
@@ -147,11 +146,11 @@ class RecordDiff {
   }
 
   PipelineEnd RunThreads(std::vector<Batch>* batches) {
-    std::vector<Pair> pairs;
-    for (std::size_t i = 0; i < options_.jobs; ++i) pairs.emplace_back(prototype_);
+    std::vector<std::unique_ptr<Pair>> pairs(options_.jobs);
+    for (auto& pair : pairs) pair = std::make_unique<Pair>(prototype_);
     return RunBatches(
         options_.jobs, batches, [this](Batch* batch) { return Take(batch); },
-        [this, &pairs](Batch* batch, std::size_t worker) { Work(batch, &pairs[worker]); },
+        [this, &pairs](Batch* batch, std::size_t worker) { Work(batch, pairs[worker].get()); },
         [this](Batch* batch) { return Join(batch); },
         [this] {
           left_.Interrupt();
@@ -172,21 +171,18 @@ class RecordDiff {
     MessageBlock& right = *batch->right;
     while (batch->text_bytes < kMostResultBytes) {
       try {
-        if (!left.Next(pair->left.get())) return;
+        if (!left.Next(pair->left.Next())) return;
       } catch (const std::exception&) {
         left.Back();
         return;
       }
       try {
-        right.Next(pair->right.get());
+        right.Next(pair->right.Next());
         Add(Differences(options_.comparison, *pair->left, *pair->right), batch);
       } catch (const std::exception&) {
         left.Back();
         right.Back();
         return;
-      }
-      if (std::max(left.message_bytes(), right.message_bytes()) > kLongMessage) {
-        *pair = Pair(prototype_);
       }
     }
   }
@@ -207,8 +203,8 @@ class RecordDiff {
     }
     record_ += batch->compared;
     if (batch->compared > 0) lines_.Begin(record_ - 1);
-    while (batch->left->Next(own_.left.get())) {
-      batch->right->Next(own_.right.get());
+    while (batch->left->Next(own_.left.Next())) {
+      batch->right->Next(own_.right.Next());
       Compare();
     }
     progress_.Update(batch->left->position());

@@ -21,7 +21,7 @@
 #include "io/output.h"
 #include "io/progress.h"
 #include "pipeline/batches.h"
-#include "pipeline/messages.h"
+#include "pipeline/fresh_message.h"
 #include "schema/message_type.h"
 
 namespace CmnSys::Tool {
@@ -78,13 +78,14 @@ class Selected {
 
 // Selects from formats that are read by way of messages. Returns how many were selected.
 std::uint64_t SelectMessages(const FilterOptions& options, Format from, Matcher* matcher,
-                             Message* message, Selected* selected) {
+                             const Message& prototype, Selected* selected) {
+  FreshMessage message(prototype);
   const auto source = OpenSource(options.input, from, options.json);
   Progress progress(options.input.path);
   std::string bytes;
   std::uint64_t count = 0;
-  while (count < options.limit && source->Next(message)) {
-    message->SerializeToString(&bytes);
+  while (count < options.limit && source->Next(message.Next())) {
+    (*message).SerializeToString(&bytes);
     progress.Update(source->position());
     const std::optional<bool> matches = matcher->Matches(bytes);
     if (!matches) throw Failure("a message is not well-formed where the condition looks into it");
@@ -126,9 +127,9 @@ class RecordFilter {
   // What a thread selects with.
   struct Worker {
     Worker(const Expression& condition, const Message& prototype, int max_depth)
-        : matcher(condition, max_depth), message(prototype.New()) {}
+        : matcher(condition, max_depth), message(prototype) {}
     Matcher matcher;
-    std::unique_ptr<Message> message;
+    FreshMessage message;
   };
 
   struct Batch {
@@ -157,7 +158,7 @@ class RecordFilter {
     ++count_;
     if (bytes_ != nullptr) bytes_->Write(record.delimited());
     if (selected_ != nullptr) {
-      if (const auto fault = Parse(record, own_.message.get())) Fail(record, *fault);
+      if (const auto fault = Parse(record, own_.message.Next())) Fail(record, *fault);
       selected_->Write(*own_.message);
     }
     return count_ < options_.limit;
@@ -195,9 +196,8 @@ class RecordFilter {
     if (*matches == options_.invert) return true;
     if (bytes_ != nullptr) batch->printed.Add(record.delimited());
     if (selected_ != nullptr) {
-      if (Parse(record, worker->message.get())) return false;
+      if (Parse(record, worker->message.Next())) return false;
       if (!selected_->Print(*worker->message, &batch->printed)) return false;
-      if (record.message().size() > kLongMessage) worker->message.reset(prototype_.New());
     }
     ++batch->count;
     return true;
@@ -272,7 +272,7 @@ void Filter(const FilterOptions& options) {
                 .Run();
   } else {
     Matcher matcher(condition, options.input.max_depth);
-    count = SelectMessages(options, from, &matcher, message.get(), selected ? &*selected : nullptr);
+    count = SelectMessages(options, from, &matcher, *message, selected ? &*selected : nullptr);
   }
   if (bytes) bytes->Finish();
   if (selected) selected->Finish();

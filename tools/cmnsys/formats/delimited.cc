@@ -40,7 +40,6 @@ class Block : public MessageBlock {
   }
 
   void Back() override { records_.Back(); }
-  std::size_t message_bytes() const override { return records_.message().size(); }
   std::uint64_t position() const override { return records_.position(); }
   std::size_t bytes() const override { return records_.capacity(); }
   void Release() override { records_.Release(); }

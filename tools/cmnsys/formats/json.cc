@@ -53,9 +53,6 @@ class JsonBlock : public MessageBlock {
     return ReadNext(name_, nullptr, &*reader_, message);
   }
   void Back() override { GoTo(before_); }
-  std::size_t message_bytes() const override {
-    return static_cast<std::size_t>(reader_->place().offset - before_.offset);
-  }
   std::uint64_t position() const override { return reader_->place().offset; }
   std::size_t bytes() const override { return block_.memory.capacity(); }
   void Release() override {

@@ -41,10 +41,7 @@ class MessageBlock {
   // Goes back to the message that Next gave last or threw about, with which Next goes on.
   virtual void Back() = 0;
 
-  // Bytes that the message takes that Next gave last.
-  virtual std::size_t message_bytes() const = 0;
-
-  // Bytes of the input up to the end of that message.
+  // Bytes of the input up to the end of the message that Next gave last.
   virtual std::uint64_t position() const = 0;
 
   // Memory that the block takes; Release gives back what is more than usual, and the messages.

@@ -98,7 +98,6 @@ class TextBlock : public MessageBlock {
     at_ = before_;
     lines_ = lines_before_;
   }
-  std::size_t message_bytes() const override { return at_ - before_; }
   std::uint64_t position() const override { return offset_ + at_; }
   std::size_t bytes() const override { return block_.memory.capacity(); }
   void Release() override { block_.Release(); }

@@ -15,11 +15,9 @@
 #include "formats/message_stream.h"
 #include "io/progress.h"
 #include "pipeline/batches.h"
+#include "pipeline/fresh_message.h"
 
 namespace CmnSys::Tool {
-
-// A message that was longer than this is not used again: messages keep their memory.
-constexpr std::size_t kLongMessage = std::size_t{1} << 20;
 
 // What a command does. `Part` holds what comes of some messages, and has functions
 // `std::size_t bytes() const`, the memory it takes, and `void Clear()`.
@@ -46,7 +44,7 @@ class ForEachMessage {
         prototype_(prototype),
         progress_(*progress),
         work_(std::move(work)),
-        message_(prototype.New()) {}
+        message_(prototype) {}
 
   void Run(std::size_t jobs) {
     while (jobs == 1 || source_.position() < kBytesBeforeThreads) {
@@ -73,35 +71,35 @@ class ForEachMessage {
       part.Clear();
     }
   };
-  using Message = google::protobuf::Message;
 
   bool Next() {
-    if (!source_.Next(message_.get())) return false;
+    if (!source_.Next(message_.Next())) return false;
     const bool more = work_.in_order(*message_);
     progress_.Update(source_.position());
     return more;
   }
 
   PipelineEnd RunThreads(std::size_t jobs, std::vector<Batch>* batches) {
-    std::vector<std::unique_ptr<Message>> messages(jobs);
-    for (auto& message : messages) message.reset(prototype_.New());
+    std::vector<std::unique_ptr<FreshMessage>> messages(jobs);
+    for (auto& message : messages) message = std::make_unique<FreshMessage>(prototype_);
     return RunBatches(
         jobs, batches,
         [this](Batch* batch) { return source_.Take(kBatchMessages, batch->block.get()); },
-        [this, &messages](Batch* batch, std::size_t worker) { Work(batch, &messages[worker]); },
+        [this, &messages](Batch* batch, std::size_t worker) {
+          Work(batch, messages[worker].get());
+        },
         [this](Batch* batch) { return Join(batch); }, [this] { source_.Interrupt(); });
   }
 
   // Does what can be done apart; the block then stands at the first message that is left.
-  void Work(Batch* batch, std::unique_ptr<Message>* message) {
+  void Work(Batch* batch, FreshMessage* message) {
     MessageBlock& block = *batch->block;
     try {
-      while (batch->part.bytes() < kMostResultBytes && block.Next(message->get())) {
+      while (batch->part.bytes() < kMostResultBytes && block.Next(message->Next())) {
         if (!work_.apart(**message, &batch->part)) {
           block.Back();
           return;
         }
-        if (block.message_bytes() > kLongMessage) message->reset(prototype_.New());
       }
     } catch (const std::exception&) {
       block.Back();
@@ -111,7 +109,7 @@ class ForEachMessage {
   bool Join(Batch* batch) {
     MessageBlock& block = *batch->block;
     bool more = work_.join(&batch->part);
-    while (more && block.Next(message_.get())) {
+    while (more && block.Next(message_.Next())) {
       more = work_.in_order(*message_);
       progress_.Update(block.position());
     }
@@ -120,10 +118,10 @@ class ForEachMessage {
   }
 
   MessageSource& source_;
-  const Message& prototype_;
+  const google::protobuf::Message& prototype_;
   Progress& progress_;
   MessageWork<Part> work_;
-  std::unique_ptr<Message> message_;
+  FreshMessage message_;
 };
 
 }  // namespace CmnSys::Tool
