@@ -5,6 +5,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <filesystem>
 #include <future>
@@ -163,6 +165,43 @@ TEST(ServerUse, ListensOnAllAddressesOfLocalhostAndOnUnixDomainSockets) {
     EXPECT_EQ(bind(left, reinterpret_cast<const sockaddr*>(&where), sizeof where), 0);
     close(left);
   }
+}
+
+// Of servers that start at the same moment on one path one gets it and keeps it.
+TEST(ServerUse, TakesNoLiveSocketAway) {
+  const TemporaryFolder folder;
+  const std::string path = folder.PathOf("socket");
+  const std::string address = "unix:" + path;
+  QueryService service(Echo());
+  for (int run = 0; run < 20; ++run) {
+    std::array<std::unique_ptr<Rpc::Server>, 4> servers;
+    std::vector<std::thread> threads;
+    Signal begin;
+    for (auto& server : servers) {
+      server = std::make_unique<Rpc::Server>(At(address));
+      server->Register(&service);
+      threads.emplace_back([&server, &begin] {
+        begin.Wait();
+        try {
+          server->Start();
+        } catch (const std::runtime_error&) {
+          server.reset();
+        }
+      });
+    }
+    begin.Set();
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(std::count(servers.begin(), servers.end(), nullptr), 3);
+    Rpc::Channel channel(address);
+    EXPECT_EQ(Call(&channel).code, StatusCode::kOk);
+  }
+  // Nor does one that ends remove what somebody has put in the place of its own.
+  LoopbackServer first(Echo(), At(address));
+  std::filesystem::rename(path, path + ".old");
+  const LoopbackServer second(Echo(), At(address));
+  first->Shutdown();
+  Rpc::Channel channel(address);
+  EXPECT_EQ(Call(&channel).code, StatusCode::kOk);
 }
 
 TEST(ServerShutdown, EndsWithItsCallsWhileClientsKeepSubscribingAndASecondOneHurriesIt) {

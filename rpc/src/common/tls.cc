@@ -37,7 +37,9 @@ class MemoryFile {
     if (access(path().c_str(), R_OK) == 0) return;
     const int error = errno;
     PutBack();
-    throw std::system_error(error, std::generic_category(), "TLS needs " + path());
+    throw std::system_error(
+        error, std::generic_category(),
+        "a channel over TLS needs the file system /proc: cannot read " + path());
   }
   ~MemoryFile() { PutBack(); }
   MemoryFile(const MemoryFile&) = delete;

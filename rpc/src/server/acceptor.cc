@@ -1,16 +1,19 @@
 #include "server/acceptor.h"
 
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/file.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
@@ -28,6 +31,8 @@ constexpr int kForgetMilliseconds = 1000;
 constexpr int kPortAttempts = 20;
 // So many failures in a row to accept a connection are not those of single connections.
 constexpr int kFailuresInARow = 16;
+// Another server holds a folder only while it makes its socket there.
+constexpr int kLockAttempts = 100;
 
 std::runtime_error CannotListen(const Address& address, int error) {
   return std::runtime_error("cannot listen on " + address.Text() + ": " +
@@ -57,6 +62,31 @@ std::string ClientOf(const sockaddr_storage& address) {
   const char* bytes = reinterpret_cast<const char*>(&ip6);
   return IN6_IS_ADDR_V4MAPPED(&ip6) ? std::string(bytes + 12, 4) : std::string(bytes, 8);
 }
+
+// Keeps other servers from looking for abandoned sockets in the folder of one that is being made:
+// until it listens it looks abandoned itself. Throws std::system_error.
+class FolderLock {
+ public:
+  explicit FolderLock(const std::filesystem::path& folder)
+      : fd_(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    if (fd_ < 0) throw std::system_error(errno, std::generic_category());
+    for (int attempt = 1; flock(fd_, LOCK_EX | LOCK_NB) != 0; ++attempt) {
+      const int error = errno;
+      if (error == EINTR) continue;
+      if (error != EWOULDBLOCK || attempt == kLockAttempts) {
+        close(fd_);
+        throw std::system_error(error, std::generic_category());
+      }
+      poll(nullptr, 0, kPauseMilliseconds);
+    }
+  }
+  ~FolderLock() { close(fd_); }
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+ private:
+  int fd_;
+};
 
 // Removes a socket that a program has left behind which does not listen any more.
 void RemoveAbandoned(const sockaddr_un& where) {
@@ -91,18 +121,25 @@ ListeningSocket::ListeningSocket(const Address& address, const sockaddr* where, 
   getsockname(fd_, reinterpret_cast<sockaddr*>(&own), &own_length);
   const auto [host, port] = HostAndPort(own, own_length);
   path_ = address.path;
+  struct stat file {};
+  if (!path_.empty() && lstat(path_.c_str(), &file) == 0) inode_ = file.st_ino;
   name_ = address.IsUnix() ? address.Text() : Address{host, port, ""}.Text();
 }
 
 ListeningSocket::ListeningSocket(ListeningSocket&& other) noexcept
     : fd_(std::exchange(other.fd_, -1)),
       name_(std::move(other.name_)),
-      path_(std::move(other.path_)) {}
+      path_(std::move(other.path_)),
+      inode_(other.inode_) {}
 
 ListeningSocket::~ListeningSocket() {
   if (fd_ < 0) return;
+  // As long as it listens nobody takes it for abandoned and puts another one in its place.
+  struct stat file {};
+  if (!path_.empty() && lstat(path_.c_str(), &file) == 0 && file.st_ino == inode_) {
+    unlink(path_.c_str());
+  }
   close(fd_);
-  if (!path_.empty()) unlink(path_.c_str());
 }
 
 std::string ListeningSocket::port() const {
@@ -140,6 +177,7 @@ void Acceptor::Listen(const Address& address) {
     sockaddr_un where{};
     where.sun_family = AF_UNIX;
     std::memcpy(where.sun_path, address.path.data(), address.path.size());
+    const FolderLock lock(std::filesystem::path(address.path).parent_path());
     RemoveAbandoned(where);
     sockets_.emplace_back(address, reinterpret_cast<const sockaddr*>(&where),
                           static_cast<socklen_t>(sizeof where));

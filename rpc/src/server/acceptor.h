@@ -23,8 +23,8 @@ namespace CmnSys::Rpc {
 // A listening socket.
 class ListeningSocket {
  public:
-  // Listens on the IP address of a socket address, or at the path of a Unix domain socket. Throws
-  // std::runtime_error, which names `address`.
+  // Listens on the IP address of a socket address, or at the path of a Unix domain socket, where
+  // nothing may be. Throws std::system_error.
   ListeningSocket(const Address& address, const sockaddr* where, socklen_t length);
   ~ListeningSocket();
   ListeningSocket(ListeningSocket&& other) noexcept;
@@ -39,7 +39,8 @@ class ListeningSocket {
  private:
   int fd_ = -1;
   std::string name_;
-  std::string path_;  // Of a Unix domain socket; removed in the end.
+  std::string path_;  // Of a Unix domain socket; removed in the end, unless it is another's by now.
+  ino_t inode_ = 0;
 };
 
 // gRPC's own listener gives up for good when the process has no file descriptor left for a new

@@ -18,6 +18,8 @@ struct PeerIdentity {
   std::vector<std::string> alternative_names;  // Subject alternative names, in their order.
 };
 
+// A call, as a service and ServerOptions::authorize see it before its request. A value to be
+// copied.
 struct CallInfo {
   std::string service;  // Full name, for example "Pb.Rpc.SvcQuery.Query".
   std::string method;   // For example "Initiate".

@@ -36,6 +36,7 @@ enum class LoadBalancing {
   kRoundRobin,
 };
 
+// What a Channel is made with; the values suit most.
 struct ChannelOptions {
   // TLS with these files; without them the connection is plaintext.
   std::optional<TlsFiles> tls;
@@ -102,7 +103,8 @@ class CMNSYSRPC_EXPORT Channel final : public google::protobuf::RpcChannel {
   // used: a TLS file that cannot be read or does not fit the others, or plaintext to an IP address
   // of another machine without Plaintext::kAnywhere. Without that, a name that leads to another
   // machine is found out when the channel connects, and calls fail with kUnavailable.
-  // Throws std::system_error when the system has no thread, memory or file descriptor left for TLS.
+  // Throws std::system_error when the system has no thread, memory or file descriptor left for TLS,
+  // or no /proc.
   explicit Channel(const std::string& address, ChannelOptions options = {});
   explicit Channel(const std::vector<std::string>& addresses, ChannelOptions options = {});
   explicit Channel(std::initializer_list<const char*> addresses, ChannelOptions options = {});
@@ -129,7 +131,7 @@ class CMNSYSRPC_EXPORT Channel final : public google::protobuf::RpcChannel {
   // (std::invalid_argument). Thread-safe.
   void SetSessionToken(const std::string& token);
 
-  // Thread-safe.
+  // What the channel has done and is doing, at any time. Thread-safe.
   ChannelCounters Counters() const;
 
   // Subscribes to the messages, of type Notification, that a Publisher of the server sends:

@@ -20,6 +20,7 @@ namespace CmnSys::Rpc {
 // from any thread at any time; everything else only while no call is in progress, or after it.
 class CMNSYSRPC_EXPORT ClientController final : public google::protobuf::RpcController {
  public:
+  // The channel's settings, nothing cancelled.
   ClientController();
   ~ClientController() override;
   ClientController(const ClientController&) = delete;
@@ -42,8 +43,9 @@ class CMNSYSRPC_EXPORT ClientController final : public google::protobuf::RpcCont
   // metadata of the call together exceeds 4,096 bytes, each counted as name, value and 32 bytes.
   void AddMetadata(const std::string& name, const std::string& value);
 
-  // How the last call ended; kOk before the first.
+  // How the last call ended; kOk before the first. Valid until the next call, SetFailed or Reset().
   const Status& Outcome() const;
+  // The code alone.
   StatusCode Code() const { return Outcome().code; }
 
   // The address, as given to the Channel, to which the last call went; empty when it went nowhere.

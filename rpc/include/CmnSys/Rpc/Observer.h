@@ -60,6 +60,8 @@ class CMNSYSRPC_EXPORT Observer {
   // Just before the closure of the call runs or the blocking call returns; on a server when the
   // response was sent, or cannot be any more.
   virtual void OnCallEnd(const CallEnd& end);
+  // As soon as it has happened, or a second later where the system tells it late. What `event`
+  // refers to is valid during the call.
   virtual void OnEvent(const Event& event);
 };
 

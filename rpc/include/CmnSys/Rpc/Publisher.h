@@ -23,9 +23,11 @@ class CMNSYSRPC_EXPORT Subscriber {
  public:
   virtual ~Subscriber();
 
+  // Who subscribed, and with which metadata; valid as long as the subscriber.
   virtual const CallInfo& Info() const = 0;
   // The request that came with the subscription, an instance of the publisher's request type.
   virtual const google::protobuf::Message& Request() const = 0;
+  // The same as the type that it has; any other is undefined behaviour.
   template <typename Type>
   const Type& RequestAs() const {
     return static_cast<const Type&>(Request());
@@ -75,6 +77,7 @@ class CMNSYSRPC_EXPORT Publisher {
   virtual std::size_t Publish(const google::protobuf::Message& message,
                               const std::function<bool(const Subscriber&)>& wanted,
                               std::chrono::milliseconds wait) = 0;
+  // The same without waiting for room.
   std::size_t Publish(const google::protobuf::Message& message,
                       const std::function<bool(const Subscriber&)>& wanted = {}) {
     return Publish(message, wanted, std::chrono::milliseconds(0));
@@ -85,8 +88,10 @@ class CMNSYSRPC_EXPORT Publisher {
   // must not call the publisher.
   virtual std::size_t End(const Status& status,
                           const std::function<bool(const Subscriber&)>& which) = 0;
+  // Ends all subscriptions so.
   void EndAll(const Status& status) { End(status, {}); }
 
+  // How many are subscribed at the moment, each since on_subscribe is asked about it.
   virtual std::size_t SubscriberCount() const = 0;
   // The bytes that wait for the subscriber with the longest queue, as max_queued_bytes counts them:
   // a producer that slows down as it grows drops nobody.
@@ -98,6 +103,7 @@ class CMNSYSRPC_EXPORT Publisher {
 template <typename RequestType, typename MessageType>
 class TypedPublisher {
  public:
+  // For a publisher, not null, whose request_prototype is a RequestType.
   explicit TypedPublisher(Publisher* publisher) : publisher_(publisher) {}
 
   // See Publisher::Publish; `wanted` is asked with the request of each subscriber.

@@ -26,6 +26,7 @@
 
 namespace CmnSys::Rpc {
 
+// What a Server is made with. Limits are those of docs/rpc.md and suit a machine with 4 GB.
 struct ServerOptions {
   // Where to listen: "host:port", "192.0.2.7:port", "[::]:port" (which takes IPv4 too) or
   // "unix:path"; port 0 stands for any free port. A name stands for all its addresses, localhost
@@ -139,6 +140,7 @@ struct ServerCounters {
 // anything else.
 class CMNSYSRPC_EXPORT Server {
  public:
+  // A server that does nothing yet: Start() looks at the options. No service is needed to start it.
   explicit Server(ServerOptions options);
   // Shuts down without grace. Ends the program with a message when it is called by a service method
   // of the server's own.

@@ -35,10 +35,12 @@ enum class StatusCode {
 // number that is no code. Thread-safe.
 CMNSYSRPC_EXPORT const char* StatusCodeName(StatusCode code);
 
+// What a call, subscription or decision came to. A value to be copied; kOk by default.
 struct Status {
   StatusCode code = StatusCode::kOk;
   std::string text;  // UTF-8, for people; empty when the code is kOk.
 
+  // Whether it has succeeded.
   bool Ok() const { return code == StatusCode::kOk; }
 };
 
