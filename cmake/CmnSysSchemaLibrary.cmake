@@ -5,6 +5,7 @@
 #   [DEPENDS_ON <schema library>...]
 #   [STOCK_IMPORTS <path prefix>...]
 #   [IMPORT_DIRS <folder>...]
+#   [BATCH_SIZE <number>]
 #   [PRECOMPILED_HEADER])
 #
 # Adds the shared library <target> made of the classes that protoc and protoc-gen-cmnsys generate
@@ -12,12 +13,15 @@
 #
 # ROOT            the folder above ProtoBuf/; without it the project's source folder.
 # AREA            names the folder of the schema files, and of the generated ones.
-# FILES           the schema files, the ones that compile longest first.
+# FILES           the schema files, the ones that compile longest first; with BATCH_SIZE those that
+#                 import the same ones beside each other.
 # DEPENDS_ON      schema libraries whose files are imported.
 # STOCK_IMPORTS   path prefixes of imports that may come from protoc's C++ generator alone, which
 #                 writes no registration routine.
 # IMPORT_DIRS     folders, searched first, that hold imported schema files of other packages. In a
 #                 project that found the package CmnSysProtoBuf its schema files are found without.
+# BATCH_SIZE      how many generated files are compiled at once, 1 unless said otherwise. Headers that
+#                 they share are then read once.
 # PRECOMPILED_HEADER  compiles the protobuf headers once for all files; pays from some ten files on.
 #
 # Generated files are written to <build>/ProtoBuf/generated/<Config>-<Platform>/ProtoBuf/<AREA>/ and
@@ -37,7 +41,7 @@ set(_CMNSYS_GENERATE_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/GenerateSchema.cmake)
 
 function(cmnsys_add_schema_library target)
   cmake_parse_arguments(PARSE_ARGV 1 arg
-    "PRECOMPILED_HEADER" "AREA;ROOT" "FILES;DEPENDS_ON;STOCK_IMPORTS;IMPORT_DIRS")
+    "PRECOMPILED_HEADER" "AREA;ROOT;BATCH_SIZE" "FILES;DEPENDS_ON;STOCK_IMPORTS;IMPORT_DIRS")
   if(arg_UNPARSED_ARGUMENTS OR NOT arg_AREA OR NOT arg_FILES)
     message(FATAL_ERROR "cmnsys_add_schema_library(${target}): AREA and FILES are needed; "
       "not understood: \"${arg_UNPARSED_ARGUMENTS}\"")
@@ -96,7 +100,15 @@ function(cmnsys_add_schema_library target)
     list(APPEND schema_files ${area_dir}/${file})
   endforeach()
 
-  add_library(${target} SHARED ${sources})
+  if(NOT arg_BATCH_SIZE)
+    set(arg_BATCH_SIZE 1)
+  endif()
+  set(compiled ${sources})
+  if(arg_BATCH_SIZE GREATER 1)
+    _cmnsys_write_batches(compiled ${CMAKE_CURRENT_BINARY_DIR}/batches/${arg_AREA}
+      ${arg_BATCH_SIZE} ${schema_files})
+  endif()
+  add_library(${target} SHARED ${compiled})
   # Generates without compiling, for tools that only read the sources.
   add_custom_target(${target}_generated DEPENDS ${sources} ${headers})
   add_dependencies(${target} ${target}_generated)
@@ -137,6 +149,36 @@ function(cmnsys_add_schema_library target)
       <google/protobuf/unknown_field_set.h>
       <google/protobuf/wire_format.h>)
   endif()
+endfunction()
+
+# Writes sources that compile so many schema files each, and returns their paths. They name generated
+# files without a folder, so that builds in other folders find them in the compiler cache.
+function(_cmnsys_write_batches result folder size)
+  set(batches)
+  while(ARGN)
+    list(SUBLIST ARGN 0 ${size} files)
+    list(REMOVE_ITEM ARGN ${files})
+    list(TRANSFORM files REPLACE "\\.proto$" ".pb" OUTPUT_VARIABLE bases)
+    list(TRANSFORM bases REPLACE "(.+)" "#include \"\\1.h\"\n" OUTPUT_VARIABLE text)
+    foreach(base IN LISTS bases)
+      # What protoc names alike in all of its sources.
+      string(MAKE_C_IDENTIFIER ${base} suffix)
+      string(APPEND text "\n")
+      foreach(name schemas file_default_instances)
+        string(APPEND text "#define ${name} ${name}_${suffix}\n")
+      endforeach()
+      string(APPEND text "#include \"${base}.cc\"\n")
+      foreach(name schemas file_default_instances)
+        string(APPEND text "#undef ${name}\n")
+      endforeach()
+    endforeach()
+    list(JOIN text "" text)
+    list(LENGTH batches number)
+    set(batch ${folder}/batch_${number}.cc)
+    file(CONFIGURE OUTPUT ${batch} CONTENT "${text}" @ONLY)
+    list(APPEND batches ${batch})
+  endwhile()
+  set(${result} ${batches} PARENT_SCOPE)
 endfunction()
 
 cmake_policy(POP)
