@@ -104,10 +104,11 @@ bench: profile
 	bench/run.py
 	bench/report.py
 
-# The npm package is the last, because its build needs the npm registry.
+# The npm package is the last, because its build needs the npm registry. Packages of before go first.
 package:
 	$(need) build package python typescript wireshark
 	@$(call configure,release)
+	rm -f build/release/debian/*.{deb,buildinfo,changes,whl,tgz}
 	cmake --build --preset release --target debian_packages
 	cp build/release/packages/python/dist/*.whl build/release/debian
 	cmake --build --preset release --target typescript_package

@@ -25,6 +25,7 @@ const here = dirname(fileURLToPath(import.meta.url));
 const output = resolve(options.output);
 const folder = join(output, "package");
 rmSync(folder, { recursive: true, force: true });
+for (const name of readdirSync(output)) if (name.endsWith(".tgz")) rmSync(join(output, name));
 mkdirSync(folder, { recursive: true });
 
 const { dependencies } = JSON.parse(readFileSync(join(here, "package.json"), "utf8"));
