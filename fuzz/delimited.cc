@@ -16,10 +16,9 @@ using Util::DelimitedStatus;
 
 namespace {
 
-constexpr std::uint64_t kMaxRecordBytes = 1000;
-
 // What a reader has to say of the record at `position`, and the record, which is taken away.
-DelimitedStatus Expected(std::string_view* bytes, std::string_view* record) {
+DelimitedStatus Expected(std::string_view* bytes, std::string_view* record,
+                         std::uint64_t max_record_bytes) {
   if (bytes->empty()) return DelimitedStatus::kEnd;
   std::uint64_t length = 0;
   for (std::size_t i = 0;; ++i) {
@@ -29,7 +28,7 @@ DelimitedStatus Expected(std::string_view* bytes, std::string_view* record) {
     length |= static_cast<std::uint64_t>(byte & 0x7f) << (7 * i);
     if (byte < 0x80) {
       if (length > 0x7fffffff) return DelimitedStatus::kCorruptLength;
-      if (length > kMaxRecordBytes) return DelimitedStatus::kTooLong;
+      if (length > max_record_bytes) return DelimitedStatus::kTooLong;
       bytes->remove_prefix(i + 1);
       break;
     }
@@ -45,14 +44,15 @@ void Run(std::string_view input) {
   if (split.prototype == nullptr) return;
   const auto message = split.New();
   Util::DelimitedReadOptions options;
-  options.max_record_bytes = kMaxRecordBytes;
   for (const int block : {1, 5, -1}) {
+    // No memory goes with a length that is only announced.
+    options.max_record_bytes = block < 0 ? INT32_MAX : 1000;
     ArrayInputStream stream(split.content.data(), static_cast<int>(split.content.size()), block);
     Util::DelimitedReader reader(&stream, options);
     std::string_view left = split.content;
     for (bool done = false; !done;) {
       std::string_view record;
-      DelimitedStatus expected = Expected(&left, &record);
+      DelimitedStatus expected = Expected(&left, &record, options.max_record_bytes);
       if (expected == DelimitedStatus::kRecord &&
           Util::FindWireFault(*message->GetDescriptor(), record)) {
         expected = DelimitedStatus::kCorruptRecord;

@@ -218,17 +218,5 @@ TEST(FilterCommand, ReadsAcrossBlocksAndRecordsLongerThanOne) {
                           ": record 24, at byte "));
 }
 
-TEST(FilterCommand, NamesTheRecordThatIsNone) {
-  const std::pair<std::string, const char*> cases[] = {
-      {"\x02\x38\x02\x03\x38\x02", "standard input: record 1, at byte 6: the stream ends 1 bytes"},
-      {"\x02\x38\x02\xff\xff\xff\xff\x07", "record 1, at byte 3: the record is 2147483647 bytes"},
-      {"\x02\x38\x02\x02\x0a\x05",
-       "record 1, at byte 5: in id, the length is 5 but the bytes left"},
-  };
-  for (const auto& [stream, part] : cases) {
-    EXPECT_TRUE(RefusedWith(Filter({"Gid", "--count", "--where", "has type"}, stream), part));
-  }
-}
-
 }  // namespace
 }  // namespace CmnSys::Test

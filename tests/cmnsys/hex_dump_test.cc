@@ -91,14 +91,6 @@ TEST(HexDump, NoticesWhatIsMissingOrNoDump) {
   for (const auto& [dump, error] : dumps) EXPECT_TRUE(RefusedWith(FromHex(dump), error));
 }
 
-TEST(HexDump, IsWrittenInAFormThatIsRead) {
-  const ProcessResult dump = Cmnsys({"convert", "IotaBytesArray", "-", "--to", "hex"}, kBytes);
-  EXPECT_EQ(dump.output,
-            "00000000  0a 0b 61 62 20 63 64 20  65 66 20 30 31 0a 07 00  |..ab cd ef 01...|\n"
-            "00000010  ff 7c 3e 7e 20 32                                 |.|>~ 2|\n");
-  EXPECT_EQ(FromHex(dump.output).output, kBytes);
-}
-
 TEST(HexDump, HoldsAnyNumberOfMessagesEachFromOffsetZero) {
   const std::string stream = "\x00\x02\x38\x02\x00"s;
   const ProcessResult dumps =

@@ -17,7 +17,6 @@
 #include "CmnSys/Util/Schema.h"
 #include "ProtoBuf/CmnSys/CmnSys.Login.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.Notifications.pb.h"
-#include "ProtoBuf/CmnSys/CmnSys.SavedViewsStateChange.pb.h"
 
 namespace CmnSys::Test {
 namespace {
@@ -107,21 +106,6 @@ TEST(QueryTypes, DetectionBoxesAreSummarizedOnDemand) {
   EXPECT_EQ(Util::ResultTypeFor(query), QUERY_RESULT_TYPE_DETECTION_BOXES);
   query.mutable_query_detection_boxes()->set_bsummarize(true);
   EXPECT_EQ(Util::ResultTypeFor(query), QUERY_RESULT_TYPE_DETECTION_BOX_SUMMARY);
-}
-
-TEST(Pairing, AnswersForAnyRecordAndValue) {
-  const auto payload = [](const google::protobuf::Descriptor* record, int value) {
-    return Util::PathText(Util::PayloadAt(record, value));
-  };
-  EXPECT_EQ(payload(Notification::descriptor(), NOTIFICATION_EVENT), "notification_event");
-  EXPECT_EQ(payload(Notification::descriptor(), NOTIFICATION_UNKNOWN), "");
-  EXPECT_EQ(payload(Notification::descriptor(), 7), "");
-  EXPECT_EQ(payload(Event::descriptor(), EVENT_SYSTEM_NETWORK_ERROR), "");
-  EXPECT_EQ(payload(Event::descriptor(), EVENT_USER_LOGIN), "[Pb.CmnSys.Events.event_user_login]");
-  EXPECT_EQ(payload(Pb::CmnSys::SavedViews::StateChange::StateChange::descriptor(),
-                    Pb::CmnSys::SavedViews::StateChange::STATE_CHANGE_TYPE_SAVED_VIEW_SET_NAME),
-            "saved_view_op.set_name");
-  EXPECT_EQ(payload(Pb::CmnSys::Gid::descriptor(), 1), "");
 }
 
 // Tools that read the schema's files have descriptors of their own.

@@ -7,15 +7,13 @@
 
 #include "CmnSys/Util/DelimitedStream.h"
 #include "io/failure.h"
+#include "wire/record_length.h"
 
 namespace CmnSys::Tool {
 namespace {
 
 // Stays in the cache of a core between the kernel that writes it and us.
 constexpr std::size_t kBlockBytes = std::size_t{256} << 10;
-
-constexpr std::uint64_t kMostBytes = (std::uint64_t{1} << 31) - 1;
-constexpr std::size_t kLongestLength = 5;
 
 [[noreturn]] void Throw(const std::string& name, const Util::DelimitedError& error) {
   throw Failure(name + ": " + Util::ToString(error));
@@ -92,31 +90,24 @@ DelimitedBlock DelimitedBytes::Ahead(std::uint64_t most) const {
 
 // Reads until all of the next record is in the block. Returns false at the end of the input.
 bool DelimitedBytes::Gather() {
-  const auto byte_at = [this](std::size_t i) { return static_cast<unsigned char>(block_.at_[i]); };
   const std::uint64_t start = position();
-  std::uint64_t length = 0;
-  std::size_t length_size = 0;
-  for (bool more = true; more; ++length_size) {
-    if (!Refill(length_size + 1)) {
-      if (length_size == 0) return false;
-      Fail(start, "the stream ends inside the length of a record");
+  Util::RecordLength length;
+  auto state = Util::RecordLength::State::kUnfinished;
+  while (state == Util::RecordLength::State::kUnfinished) {
+    if (!Refill(length.size() + 1)) {
+      if (length.size() == 0) return false;
+      Fail(start, Util::EndsInsideLength());
     }
-    length |= static_cast<std::uint64_t>(byte_at(length_size) & 0x7f) << (7 * length_size);
-    more = byte_at(length_size) >= 0x80;
-    if (length > kMostBytes || (more && length_size + 1 == kLongestLength)) {
-      Fail(start, "what stands here is no length of a record, which is at most 2147483647");
-    }
+    state = length.Add(static_cast<std::uint8_t>(block_.at_[length.size()]));
   }
-  if (length > options_.max_bytes) {
-    Fail(start, "the record is " + std::to_string(length) + " bytes long but at most " +
-                    std::to_string(options_.max_bytes) +
-                    " are allowed; raise the limit if that is right (--max-bytes)");
+  if (state == Util::RecordLength::State::kInvalid) Fail(start, Util::IsNoLength());
+  if (length.value() > options_.max_bytes) {
+    Fail(start, Util::IsTooLong("record", length.value(), options_.max_bytes) + " (--max-bytes)");
   }
-  if (!Refill(length_size + length)) {
-    const auto bytes = static_cast<std::uint64_t>(block_.end_ - block_.at_) - length_size;
-    Fail(start + length_size + bytes, "the stream ends " + std::to_string(length - bytes) +
-                                          " bytes before the record does, which is " +
-                                          std::to_string(length) + " bytes long");
+  if (!Refill(length.size() + length.value())) {
+    const auto bytes = static_cast<std::uint64_t>(block_.end_ - block_.at_) - length.size();
+    Fail(start + length.size() + bytes,
+         Util::EndsInsideRecord(length.value() - bytes, length.value()));
   }
   return true;
 }

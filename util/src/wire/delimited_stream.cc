@@ -7,6 +7,7 @@
 #include "CmnSys/Util/DelimitedStream.h"
 #include "CmnSys/Util/Parse.h"
 #include "CmnSys/View/Wire.h"
+#include "wire/record_length.h"
 
 namespace CmnSys::Util {
 
@@ -15,8 +16,6 @@ using google::protobuf::io::ZeroCopyInputStream;
 using google::protobuf::io::ZeroCopyOutputStream;
 
 namespace {
-
-constexpr std::uint64_t kMostBytes = (std::uint64_t{1} << 31) - 1;
 
 // Takes one byte from the input; returns false at its end.
 bool TakeByte(ZeroCopyInputStream* input, std::uint8_t* byte) {
@@ -31,10 +30,9 @@ bool TakeByte(ZeroCopyInputStream* input, std::uint8_t* byte) {
 }
 
 std::optional<std::string> TooLong(std::uint64_t size, std::uint64_t max_record_bytes) {
-  const std::uint64_t limit = std::min(max_record_bytes, kMostBytes);
+  const std::uint64_t limit = std::min(max_record_bytes, kMostMessageBytes);
   if (size <= limit) return std::nullopt;
-  return "the record is " + std::to_string(size) + " bytes long but at most " +
-         std::to_string(limit) + " are allowed; raise the limit if that is right";
+  return IsTooLong("record", size, limit);
 }
 
 }  // namespace
@@ -46,7 +44,7 @@ std::string ToString(const DelimitedError& error) {
 
 DelimitedReader::DelimitedReader(ZeroCopyInputStream* input, const DelimitedReadOptions& options)
     : input_(input), options_(options) {
-  options_.max_record_bytes = std::min(options_.max_record_bytes, kMostBytes);
+  options_.max_record_bytes = std::min(options_.max_record_bytes, kMostMessageBytes);
 }
 
 DelimitedStatus DelimitedReader::Read(Message* message) {
@@ -56,7 +54,7 @@ DelimitedStatus DelimitedReader::Read(Message* message) {
   if (status != DelimitedStatus::kRecord) return status;
 
   const std::uint64_t start = position_ - length;
-  if (const auto fault = Parse(record_, {kMostBytes, options_.max_depth}, message)) {
+  if (const auto fault = Parse(record_, {kMostMessageBytes, options_.max_depth}, message)) {
     status = Fail(DelimitedStatus::kCorruptRecord, start + fault->offset,
                   (fault->path.empty() ? "" : "in " + fault->path + ", ") + fault->reason);
   }
@@ -106,27 +104,24 @@ bool DelimitedReader::ReadInPlace(std::uint64_t* length) {
 
 DelimitedStatus DelimitedReader::ReadLength(std::uint64_t* length) {
   const std::uint64_t start = position_;
-  *length = 0;
-  for (int shift = 0; shift < 35; shift += 7) {
+  RecordLength::State state = RecordLength::State::kUnfinished;
+  RecordLength announced;
+  while (state == RecordLength::State::kUnfinished) {
     std::uint8_t byte = 0;
     if (!TakeByte(input_, &byte)) {
-      if (shift == 0) return DelimitedStatus::kEnd;
-      return Fail(DelimitedStatus::kTruncated, start,
-                  "the stream ends inside the length of a record");
+      if (announced.size() == 0) return DelimitedStatus::kEnd;
+      return Fail(DelimitedStatus::kTruncated, start, EndsInsideLength());
     }
     ++position_;
-    *length |= static_cast<std::uint64_t>(byte & 0x7f) << shift;
-    if (byte < 0x80) {
-      if (*length > kMostBytes) break;
-      if (*length <= options_.max_record_bytes) return DelimitedStatus::kRecord;
-      return Fail(DelimitedStatus::kTooLong, start,
-                  "the record is " + std::to_string(*length) + " bytes long but at most " +
-                      std::to_string(options_.max_record_bytes) +
-                      " are allowed; raise the limit if that is right");
-    }
+    state = announced.Add(byte);
   }
-  return Fail(DelimitedStatus::kCorruptLength, start,
-              "what stands here is no length of a record, which is at most 2147483647");
+  if (state == RecordLength::State::kInvalid) {
+    return Fail(DelimitedStatus::kCorruptLength, start, IsNoLength());
+  }
+  *length = announced.value();
+  if (*length <= options_.max_record_bytes) return DelimitedStatus::kRecord;
+  return Fail(DelimitedStatus::kTooLong, start,
+              IsTooLong("record", *length, options_.max_record_bytes));
 }
 
 DelimitedStatus DelimitedReader::ReadBytes(std::uint64_t length) {
@@ -136,9 +131,7 @@ DelimitedStatus DelimitedReader::ReadBytes(std::uint64_t length) {
     int size = 0;
     if (!input_->Next(&data, &size)) {
       return Fail(DelimitedStatus::kTruncated, position_,
-                  "the stream ends " + std::to_string(length - bytes_.size()) +
-                      " bytes before the record does, which is " + std::to_string(length) +
-                      " bytes long");
+                  EndsInsideRecord(length - bytes_.size(), length));
     }
     const auto wanted = std::min(static_cast<std::uint64_t>(size), length - bytes_.size());
     bytes_.append(static_cast<const char*>(data), wanted);

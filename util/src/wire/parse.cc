@@ -8,6 +8,7 @@
 
 #include "CmnSys/View/Wire.h"
 #include "text/field_path.h"
+#include "wire/record_length.h"
 
 namespace CmnSys::Util {
 
@@ -23,8 +24,6 @@ namespace {
 constexpr int kLongestTag = 5;
 constexpr int kLongestLength = 5;
 constexpr int kLongestNumber = 10;
-
-constexpr std::uint64_t kMostBytes = (std::uint64_t{1} << 31) - 1;
 
 // How an element of a packed field is written.
 View::WireType WireTypeOfPacked(const FieldDescriptor& field) {
@@ -216,12 +215,10 @@ bool ParsePartial(std::string_view bytes, int max_depth, Message* message) {
 
 std::optional<WireFault> FindFault(std::string_view bytes, const ParseLimits& limits,
                                    Message* message) {
-  const std::uint64_t max_bytes = std::min(limits.max_bytes, kMostBytes);
+  const std::uint64_t max_bytes = std::min(limits.max_bytes, kMostMessageBytes);
   if (bytes.size() > max_bytes) {
     return WireFault{static_cast<std::size_t>(max_bytes), "",
-                     "the message is " + std::to_string(bytes.size()) + " bytes long but at most " +
-                         std::to_string(max_bytes) +
-                         " are allowed; raise the limit if that is right"};
+                     IsTooLong("message", bytes.size(), max_bytes)};
   }
   if (!ParsePartial(bytes, limits.max_depth, message)) {
     std::optional<WireFault> fault =
