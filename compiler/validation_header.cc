@@ -1,6 +1,7 @@
 #include "validation_header.h"
 
 #include <google/protobuf/compiler/cpp/names.h>
+#include <google/protobuf/descriptor.pb.h>
 
 #include <cstdint>
 #include <map>
@@ -40,21 +41,44 @@ struct Slot {
   std::string content = "0";
 };
 
+std::vector<const FieldDescriptor*> FieldsAndExtensions(const Descriptor* message) {
+  std::vector<const FieldDescriptor*> fields;
+  message->file()->pool()->FindAllExtensions(message, &fields);
+  for (int i = 0; i < message->field_count(); ++i) fields.push_back(message->field(i));
+  return fields;
+}
+
+// Why a walk over the wire does not tell what the parser of the message would; empty when it does.
+std::string ObstacleIn(const Descriptor* message,
+                       const std::map<const Descriptor*, std::size_t>& indexes) {
+  if (message->file()->syntax() != FileDescriptor::SYNTAX_PROTO2) {
+    return message->full_name() + " is of proto3, where strings have to be UTF-8";
+  }
+  if (message->options().message_set_wire_format()) {
+    return message->full_name() + " is a message set";
+  }
+  for (const FieldDescriptor* field : FieldsAndExtensions(message)) {
+    if (field->is_required()) return field->full_name() + " is required";
+    if (field->type() == FieldDescriptor::TYPE_GROUP) return field->full_name() + " is a group";
+    if (field->type() == FieldDescriptor::TYPE_MESSAGE &&
+        indexes.count(field->message_type()) == 0) {
+      return field->full_name() + " is of type " + field->message_type()->full_name() +
+             ", which has no views";
+    }
+  }
+  return "";
+}
+
 // What has to be looked into: fields that are messages, or may be packed. Empty when their numbers
 // are too far apart.
 std::vector<Slot> SlotsOf(const Descriptor* message,
                           const std::map<const Descriptor*, std::size_t>& indexes) {
-  std::vector<const FieldDescriptor*> fields;
-  message->file()->pool()->FindAllExtensions(message, &fields);
-  for (int i = 0; i < message->field_count(); ++i) fields.push_back(message->field(i));
   std::vector<Slot> used;
-  for (const FieldDescriptor* field : fields) {
+  for (const FieldDescriptor* field : FieldsAndExtensions(message)) {
     Slot slot;
     slot.tag = Tag(field, kLengthDelimited);
     if (field->type() == FieldDescriptor::TYPE_MESSAGE) {
-      const auto index = indexes.find(field->message_type());
-      if (index == indexes.end()) continue;
-      slot.content = std::to_string(index->second);
+      slot.content = std::to_string(indexes.at(field->message_type()));
     } else if (!field->is_repeated() || !field->is_packable()) {
       continue;
     } else if (InfoOf(field).wire_type == kFixed32) {
@@ -89,6 +113,12 @@ bool WriteValidationHeader(const std::vector<const FileDescriptor*>& files, cons
   for (const FileDescriptor* file : files) AddFile(file, &added, &messages);
   std::map<const Descriptor*, std::size_t> indexes;
   for (const Descriptor* message : messages) indexes.emplace(message, indexes.size());
+  for (const Descriptor* message : messages) {
+    const std::string obstacle = ObstacleIn(message, indexes);
+    if (obstacle.empty()) continue;
+    *error = "no validation header can be made for this schema: " + obstacle;
+    return false;
+  }
 
   const std::string guard = "CMNSYS_VALIDATE_" + MangledPath(path);
   printer->Print(

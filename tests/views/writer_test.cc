@@ -222,6 +222,12 @@ TEST(WriterDeathTest, TellsWhatIsWrongInTheProgram) {
          const GidWriter other(buffer);
        },
        "while the writer of its message is open"},
+      {[](View::WriteBuffer* buffer) {
+         GidWriter(buffer).set_id("more than the few bytes that are not looked at");
+         const std::string_view own = buffer->bytes();
+         GidWriter(buffer).AppendFields(own);
+       },
+       "bytes of its own"},
   };
   for (const Case& one : cases) {
     View::WriteBuffer buffer;

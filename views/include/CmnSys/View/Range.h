@@ -143,9 +143,12 @@ class Range {
 
   explicit Range(const Walk& walk) : walk_(walk) {}
 
+  // The elements in the order of the bytes. An iterator reads up to the first element when it is
+  // made and to the next one in each step, and is valid as long as the bytes are.
   const_iterator begin() const { return const_iterator(walk_); }
   const_iterator end() const { return const_iterator(); }
 
+  // Whether there is no element; reads up to the first one.
   bool empty() const { return begin() == end(); }
 
   // For numbers, and in messages that have nothing but lists, walks over all elements; else takes

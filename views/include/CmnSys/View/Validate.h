@@ -92,8 +92,11 @@ inline bool IsValid(const Shapes& schema, std::uint32_t index, const char* p, co
 
 }  // namespace internal
 
-// Whether the ParseFromArray of the view's message would take the bytes. Allocates nothing; takes
-// time in proportion to the bytes, and stack for up to 100 levels, some 10 KiB. Thread-safe.
+// Whether the ParseFromArray of the view's message would take the bytes, with the extensions of the
+// schema that the header was generated for. No such header is generated for a schema where that
+// takes more than the wire: with required fields, groups, or strings of proto3, which have to be
+// UTF-8. Allocates nothing; takes time in proportion to the bytes, and stack for up to 100 levels,
+// some 10 KiB. Thread-safe.
 template <typename View>
 bool Validate(std::string_view bytes) {
   using Shape = internal::ShapeOf<View>;

@@ -38,6 +38,8 @@ constexpr int kMaxDepth = 100;
 // The longest message or field, in bytes.
 constexpr std::uint32_t kMaxLength = 0x7fffffff - 16;
 
+// The tag of a field, and what one says: the field's number, 1 to 2^29 - 1 where it is right, and
+// how its value is written, 6 and 7 where it is wrong.
 constexpr std::uint32_t MakeTag(std::uint32_t field, WireType type) { return field << 3 | type; }
 constexpr std::uint32_t FieldOf(std::uint32_t tag) { return tag >> 3; }
 constexpr WireType WireTypeOf(std::uint32_t tag) { return static_cast<WireType>(tag & 7); }

@@ -63,7 +63,9 @@ class WriteBuffer {
   WriteBuffer& operator=(const WriteBuffer&) = delete;
 
   // The message that was written last, until the next one is begun; empty before the first one and
-  // when there was an error. Its writer must have been closed; the program ends otherwise.
+  // when there was an error. Its writer must have been closed; the program ends otherwise. They
+  // cannot be written into this buffer again, where the next message takes their place: the program
+  // ends for more than 32 of them.
   std::string_view bytes() const {
     RequireClosed();
     return {memory_.data(), size_};
@@ -91,6 +93,12 @@ class WriteBuffer {
   }
 
   char* begin() { return memory_.data(); }
+
+  void RequireForeign(std::string_view bytes) const {
+    const auto place = reinterpret_cast<std::uintptr_t>(bytes.data()) -
+                       reinterpret_cast<std::uintptr_t>(memory_.data());
+    if (place < memory_.size()) internal::Misuse("a buffer was given bytes of its own");
+  }
 
   // From where on nothing may be begun: the end of the memory, or of what a message may have.
   Cursor CursorAt(std::size_t used) {

@@ -286,6 +286,7 @@ class MessageWriter {
 
   [[gnu::noinline]] static Cursor LongBytes(WriteBuffer* buffer, char* p, char* limit, TagBytes tag,
                                             std::string_view value) {
+    if (buffer != nullptr) buffer->RequireForeign(value);
     if (p >= limit || static_cast<std::size_t>(limit - p) < value.size()) {
       const Cursor cursor = WriteBuffer::MakeRoom(buffer, p, value.size());
       if (buffer->HasError()) return cursor;
@@ -309,6 +310,7 @@ class MessageWriter {
   }
 
   void Append(std::string_view bytes) {
+    if (buffer_ != nullptr) buffer_->RequireForeign(bytes);
     if (!EnsureRoom(bytes.size())) return;
     if (!bytes.empty()) std::memcpy(p_, bytes.data(), bytes.size());
     p_ += bytes.size();
@@ -338,6 +340,7 @@ class PackedWriter : public internal::MessageWriter {
       : MessageWriter(parent, tag), tag_size_(tag.size) {}
   ~PackedWriter() { Close(); }
 
+  // Appends an element.
   void Add(T value) { AdvanceTo(put(Room(), value)); }
 
   // Ends the list, as the end of its scope does. An empty one leaves nothing behind.
