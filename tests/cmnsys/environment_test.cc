@@ -19,10 +19,17 @@ constexpr bool kSanitized = true;  // Sanitizers need terabytes of addresses, an
 constexpr bool kSanitized = false;
 #endif
 
+#ifdef CMNSYS_RPC
+constexpr const char* kServer = "SERVER=" CMNSYS_REMOTE_SERVER;
+#else
+constexpr const char* kServer = "SERVER=";
+#endif
+
 struct Case {
   const char* name;
   // For bash, in a folder with a stream of 400,000 messages, `in`. The function `limited SIZE`
-  // mounts an empty file system at `fs`, `convert OPTIONS` reads the stream.
+  // mounts an empty file system at `fs`, `convert OPTIONS` reads the stream, `serve` starts a
+  // server at $address, as job 1.
   const char* commands;
   const char* error;
   int status = 2;
@@ -49,10 +56,13 @@ TEST_P(Environment, IsTold) {
   folder.Write("script",
                "set -m\n"
                "limited() { mkdir fs; mount -t tmpfs -o size=$1 none fs; }\n"
-               "convert() { exec $CMNSYS convert Gid in --from delimited \"$@\"; }\n" +
+               "convert() { exec $CMNSYS convert Gid in --from delimited \"$@\"; }\n"
+               "serve() { mkfifo pipe; $SERVER it 127.0.0.1:0 '' > pipe & read address < pipe; rm "
+               "pipe; }\n" +
                    commands);
-  std::vector<std::string> run = {"env", "CMNSYS=" CMNSYS_TOOL, "bash", "-c",
-                                  "cd " + folder.path() + " && . ./script"};
+  std::vector<std::string> run = {"env",   "CMNSYS=" CMNSYS_TOOL,
+                                  kServer, "bash",
+                                  "-c",    "cd " + folder.path() + " && . ./script"};
   if (own_mounts) run.insert(run.begin(), {"unshare", "-rm"});
   const ProcessResult result = CmnSys::Test::Run(run);
   EXPECT_EQ(result.status, GetParam().status) << result.errors;
@@ -71,6 +81,19 @@ INSTANTIATE_TEST_SUITE_P(
         {"ThreadLimitOfACall",
          "ulimit -v 3000000; ulimit -s 4000000; $CMNSYS health --target 127.0.0.1:1 --plaintext",
          "gRPC needs threads: Resource temporarily unavailable\n"},
+        {"TerminationOfACall",
+         "serve; echo 'query { gid { id: \"hang\" } }' | $CMNSYS call Query/Initiate --from text "
+         "--target $address --plaintext -o out & printf -v port ' 0100007F:%04X 0100007F:.... 01 ' "
+         "${address#*:}; until grep -q \"$port\" /proc/net/tcp || ! kill -0 $!; do sleep 0.1; "
+         "done; kill -TERM $!; wait $!; status=$?; kill %1; exit $status",
+         "", 128 + 15},
+        {"TerminationOfASubscription",
+         "serve; mkfifo pipe; $CMNSYS subscribe Test.Ticks/Subscribe --to jsonl --target $address "
+         "--plaintext > "
+         "pipe & exec 3< pipe; read -u 3 -r line; kill -TERM $!; ! grep -v '}$' <&3; whole=$?; "
+         "wait $!; "
+         "status=$?; kill %1; [ $whole = 0 ] && exit $status",
+         "", 0},
 #endif
         {"FullDisk",
          "limited 256k; (convert --to delimited -o fs/out); status=$?; ls -A fs >&2; exit $status",

@@ -1,15 +1,22 @@
-#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+#include <fcntl.h>
+#include <google/protobuf/io/zero_copy_stream_impl.h>
 #include <google/protobuf/util/delimited_message_util.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "CmnSys/Util/DelimitedStream.h"
 #include "CmnSys/Util/RandomMessage.h"
 #include "ProtoBuf/CmnSys/CmnSys.Events.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.Gid.pb.h"
+#include "support/files.h"
 
 namespace CmnSys::Test {
 namespace {
@@ -131,6 +138,42 @@ TEST(DelimitedStream, LimitsSizeAndDepth) {
   DelimitedReader reader(&input, shallow);
   EXPECT_EQ(reader.Read(&event), DelimitedStatus::kCorruptRecord);
   EXPECT_NE(reader.error().reason.find("nested more than 0 deep"), std::string::npos);
+}
+
+TEST(DelimitedStream, TellsOfAnOutputThatFailsAndAnInputThatShrinks) {
+  std::signal(SIGPIPE, SIG_IGN);
+  Gid gid;
+  gid.set_id("gate");
+  int pipe_ends[2];
+  ASSERT_EQ(pipe2(pipe_ends, O_CLOEXEC), 0);
+  close(pipe_ends[0]);
+  const std::pair<int, int> outputs[] = {{open("/dev/full", O_WRONLY | O_CLOEXEC), ENOSPC},
+                                         {pipe_ends[1], EPIPE}};
+  for (const auto& [fd, error] : outputs) {
+    google::protobuf::io::FileOutputStream output(fd);
+    output.SetCloseOnDelete(true);
+    std::optional<std::string> told;
+    for (int i = 0; i < 10'000 && !told; ++i) told = Util::WriteDelimited(gid, &output);
+    EXPECT_EQ(told, "the output cannot be written");
+    EXPECT_EQ(output.GetErrno(), error);
+  }
+  // A record has 7 bytes, and 16 are read at a time.
+  const TemporaryFolder folder;
+  std::string records;
+  for (int i = 0; i < 10; ++i) records += "\x06\x0a\x04gate";
+  for (const auto& [size, end] :
+       {std::pair(20, DelimitedStatus::kTruncated), std::pair(21, DelimitedStatus::kEnd)}) {
+    google::protobuf::io::FileInputStream input(
+        open(folder.Write("in", records).c_str(), O_RDONLY | O_CLOEXEC), 16);
+    input.SetCloseOnDelete(true);
+    DelimitedReader reader(&input);
+    ASSERT_EQ(reader.Read(&gid), DelimitedStatus::kRecord);
+    ASSERT_EQ(truncate(folder.PathOf("in").c_str(), size), 0);
+    DelimitedStatus status{};
+    while ((status = reader.Read(&gid)) == DelimitedStatus::kRecord) continue;
+    EXPECT_EQ(status, end);
+    EXPECT_EQ(reader.records(), static_cast<std::uint64_t>(size / 7));
+  }
 }
 
 }  // namespace
