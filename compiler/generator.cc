@@ -4,9 +4,8 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/printer.h>
 #include <google/protobuf/io/zero_copy_stream.h>
-#include <google/protobuf/stubs/strutil.h>
 
-#include <algorithm>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
@@ -30,13 +29,21 @@ namespace {
 // Whether the name can stand in comments and #include lines. Returns false and sets *error when
 // not.
 bool CheckName(const FileDescriptor* file, std::string* error) {
-  const std::string& name = file->name();
-  const bool fits = std::none_of(name.begin(), name.end(), [](char c) {
+  bool fits = true;
+  std::string shown;
+  for (const char c : file->name()) {
     const auto byte = static_cast<unsigned char>(c);
-    return byte < ' ' || byte == 0x7f || c == '"' || c == '\\';
-  });
+    if (byte >= ' ' && byte != 0x7f && c != '"' && c != '\\') {
+      shown += c;
+      continue;
+    }
+    fits = false;
+    char octal[8];
+    std::snprintf(octal, sizeof octal, "\\%03o", byte);
+    shown += octal;
+  }
   if (!fits) {
-    *error = "rename the file \"" + google::protobuf::CEscape(name) +
+    *error = "rename the file \"" + shown +
              "\": control characters, quotes and backslashes cannot stand in an #include";
   }
   return fits;

@@ -50,7 +50,8 @@ TEST(PluginOutput, FileNamesThatNoIncludeCanHoldAreRefused) {
       {PROTOC, "--proto_path=" + folder.path(), "--plugin=protoc-gen-cmnsys=" PLUGIN,
        "--cpp_out=" + folder.path(), "--cmnsys_out=" + folder.path(), name});
   EXPECT_NE(result.status, 0);
-  EXPECT_NE(result.errors.find(R"(rename the file "a \"quoted\\ name.proto")"), std::string::npos)
+  EXPECT_NE(result.errors.find(R"(rename the file "a \042quoted\134 name.proto")"),
+            std::string::npos)
       << result.errors;
   EXPECT_EQ(folder.Names(), std::vector<std::string>{name});
 }
