@@ -282,6 +282,7 @@ TEST_F(Publishing, EndsSingleSubscribersAndThoseStillBeingAcceptedAfterTheirFirs
     Client next(channel.get());
     return next.active.Wait() || !next.ended.IsSet();
   }));
+  server->Shutdown();  // Its threads have used what goes out of scope here.
 }
 
 TEST(ServerObserver, IsToldOfEveryCallWithItsOutcomeAndSize) {
