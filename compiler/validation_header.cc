@@ -48,9 +48,9 @@ std::vector<const FieldDescriptor*> FieldsAndExtensions(const Descriptor* messag
   return fields;
 }
 
-// Why a walk over the wire does not tell what the parser of the message would; empty when it does.
-std::string ObstacleIn(const Descriptor* message,
-                       const std::map<const Descriptor*, std::size_t>& indexes) {
+// Why a walk over the wire does not tell what the parser of the message would, what is in fields
+// that are messages aside; empty when it does.
+std::string ObstacleIn(const Descriptor* message) {
   if (message->file()->syntax() != FileDescriptor::SYNTAX_PROTO2) {
     return message->full_name() + " is of proto3, where strings have to be UTF-8";
   }
@@ -60,13 +60,31 @@ std::string ObstacleIn(const Descriptor* message,
   for (const FieldDescriptor* field : FieldsAndExtensions(message)) {
     if (field->is_required()) return field->full_name() + " is required";
     if (field->type() == FieldDescriptor::TYPE_GROUP) return field->full_name() + " is a group";
-    if (field->type() == FieldDescriptor::TYPE_MESSAGE &&
-        indexes.count(field->message_type()) == 0) {
-      return field->full_name() + " is of type " + field->message_type()->full_name() +
-             ", which has no views";
+    if (IsMessage(field) && BelongsToRuntime(field->message_type()->file())) {
+      return field->full_name() + " is a " + field->message_type()->full_name();
     }
   }
   return "";
+}
+
+// The messages that have an obstacle in them or below them.
+std::map<const Descriptor*, std::string> ObstaclesIn(
+    const std::vector<const Descriptor*>& messages) {
+  std::map<const Descriptor*, std::string> obstacles;
+  for (const Descriptor* message : messages) {
+    const std::string obstacle = ObstacleIn(message);
+    if (!obstacle.empty()) obstacles.emplace(message, obstacle);
+  }
+  for (std::size_t before = 0; before != obstacles.size();) {
+    before = obstacles.size();
+    for (const Descriptor* message : messages) {
+      for (const FieldDescriptor* field : FieldsAndExtensions(message)) {
+        const auto below = obstacles.find(field->message_type());
+        if (below != obstacles.end()) obstacles.emplace(message, below->second);
+      }
+    }
+  }
+  return obstacles;
 }
 
 // What has to be looked into: fields that are messages, or may be packed. Empty when their numbers
@@ -78,7 +96,9 @@ std::vector<Slot> SlotsOf(const Descriptor* message,
     Slot slot;
     slot.tag = Tag(field, kLengthDelimited);
     if (field->type() == FieldDescriptor::TYPE_MESSAGE) {
-      slot.content = std::to_string(indexes.at(field->message_type()));
+      const auto index = indexes.find(field->message_type());
+      if (index == indexes.end()) continue;
+      slot.content = std::to_string(index->second);
     } else if (!field->is_repeated() || !field->is_packable()) {
       continue;
     } else if (InfoOf(field).wire_type == kFixed32) {
@@ -113,12 +133,7 @@ bool WriteValidationHeader(const std::vector<const FileDescriptor*>& files, cons
   for (const FileDescriptor* file : files) AddFile(file, &added, &messages);
   std::map<const Descriptor*, std::size_t> indexes;
   for (const Descriptor* message : messages) indexes.emplace(message, indexes.size());
-  for (const Descriptor* message : messages) {
-    const std::string obstacle = ObstacleIn(message, indexes);
-    if (obstacle.empty()) continue;
-    *error = "no validation header can be made for this schema: " + obstacle;
-    return false;
-  }
+  const std::map<const Descriptor*, std::string> obstacles = ObstaclesIn(messages);
 
   const std::string guard = "CMNSYS_VALIDATE_" + MangledPath(path);
   printer->Print(
@@ -172,6 +187,12 @@ bool WriteValidationHeader(const std::vector<const FileDescriptor*>& files, cons
       "guard", guard, "shapes", shapes);
   for (const Descriptor* message : messages) {
     if (!IsInPlace(message, options)) continue;
+    const auto obstacle = obstacles.find(message);
+    if (obstacle != obstacles.end()) {
+      printer->Print("// $message$ cannot be validated: $obstacle$.\n", "message",
+                     message->full_name(), "obstacle", obstacle->second);
+      continue;
+    }
     printer->Print(
         "template <>\n"
         "struct ShapeOf<$class$View> {\n"

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/files.h"
@@ -54,6 +55,32 @@ TEST(PluginOutput, FileNamesThatNoIncludeCanHoldAreRefused) {
             std::string::npos)
       << result.errors;
   EXPECT_EQ(folder.Names(), std::vector<std::string>{name});
+}
+
+TEST(ValidationHeader, LeavesOutMessagesOfWhichTheWireDoesNotTellAll) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"syntax = 'proto2'; message M { required int32 f = 1; }", "M.f is required"},
+      {"syntax = 'proto2'; message M { optional group G = 1 {} }", "M.g is a group"},
+      {"syntax = 'proto2'; import 'google/protobuf/timestamp.proto';"
+       "message M { optional google.protobuf.Timestamp f = 1; }",
+       "M.f is a google.protobuf.Timestamp"},
+  };
+  for (const auto& [schema, obstacle] : cases) {
+    const TemporaryFolder folder;
+    folder.Write("m.proto", std::string(schema) +
+                                "message Above { repeated Between f = 1; }"
+                                "message Between { optional M f = 1; } message Other {}");
+    const ProcessResult result = CmnSys::Test::Run(
+        {PROTOC, "--proto_path=" + folder.path(), "--plugin=protoc-gen-cmnsys=" PLUGIN,
+         "--cmnsys_out=validation_header=m.validate.h:" + folder.path(), "m.proto"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    const std::string header = ReadFile(folder.PathOf("m.validate.h"));
+    EXPECT_NE(header.find(std::string("// Above cannot be validated: ") + obstacle),
+              std::string::npos)
+        << header;
+    EXPECT_EQ(header.find("struct ShapeOf<::AboveView>"), std::string::npos);
+    EXPECT_NE(header.find("struct ShapeOf<::OtherView>"), std::string::npos);
+  }
 }
 
 }  // namespace

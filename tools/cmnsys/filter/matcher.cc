@@ -1,5 +1,7 @@
 #include "filter/matcher.h"
 
+#include <google/protobuf/wire_format.h>
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -11,6 +13,7 @@ namespace CmnSys::Tool {
 
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
+using google::protobuf::internal::WireFormat;
 
 namespace {
 
@@ -20,23 +23,24 @@ std::uint64_t Ordered(std::int64_t number) {
 }
 std::uint64_t Ordered(std::uint64_t number) { return number; }
 
-template <typename Value>
-bool Compare(Operator op, const Value& value, const Value& literal) {
+// The literal is null where there is none.
+template <typename Value, typename Literal>
+bool Compare(Operator op, const Value& value, const Literal* literal) {
   switch (op) {
     case Operator::kHas:
       return true;
     case Operator::kEqual:
-      return value == literal;
+      return value == *literal;
     case Operator::kNotEqual:
-      return value != literal;
+      return value != *literal;
     case Operator::kLess:
-      return value < literal;
+      return value < *literal;
     case Operator::kLessOrEqual:
-      return value <= literal;
+      return value <= *literal;
     case Operator::kGreater:
-      return value > literal;
+      return value > *literal;
     case Operator::kGreaterOrEqual:
-      return value >= literal;
+      return value >= *literal;
   }
   return false;
 }
@@ -70,23 +74,9 @@ class EnumNumbers {
   std::vector<std::int32_t> other_;  // In order.
 };
 
-View::WireType WireTypeOf(FieldDescriptor::Type type) {
-  switch (type) {
-    case FieldDescriptor::TYPE_DOUBLE:
-    case FieldDescriptor::TYPE_FIXED64:
-    case FieldDescriptor::TYPE_SFIXED64:
-      return View::kFixed64;
-    case FieldDescriptor::TYPE_FLOAT:
-    case FieldDescriptor::TYPE_FIXED32:
-    case FieldDescriptor::TYPE_SFIXED32:
-      return View::kFixed32;
-    case FieldDescriptor::TYPE_STRING:
-    case FieldDescriptor::TYPE_BYTES:
-    case FieldDescriptor::TYPE_MESSAGE:
-      return View::kLengthDelimited;
-    default:
-      return View::kVarint;
-  }
+View::WireType WireTypeOf(const FieldDescriptor& field, bool packed) {
+  if (packed) return View::kLengthDelimited;
+  return static_cast<View::WireType>(WireFormat::WireTypeForFieldType(field.type()));
 }
 
 }  // namespace
@@ -128,13 +118,10 @@ class Matcher::Values {
 
   bool Has(std::uint64_t ordered) const { return (ordered - first_ <= more_) != others_; }
 
-  bool Has(double real) const {
-    return op_ == Operator::kHas || Compare(op_, real, std::get<double>(literal_));
-  }
+  bool Has(double real) const { return Compare(op_, real, std::get_if<double>(&literal_)); }
 
   bool Has(std::string_view text) const {
-    return op_ == Operator::kHas ||
-           Compare(op_, text, std::string_view(std::get<std::string>(literal_)));
+    return Compare(op_, text, std::get_if<std::string>(&literal_));
   }
 
   // Whether it is true for the field where that is unset.
@@ -195,7 +182,7 @@ struct Matcher::Field {
 
   Field(const FieldDescriptor& field, bool is_packed)
       : tag(View::MakeTag(static_cast<std::uint32_t>(field.number()),
-                          is_packed ? View::kLengthDelimited : WireTypeOf(field.type()))),
+                          WireTypeOf(field, is_packed))),
         type(field.type()),
         repeated(field.is_repeated()),
         packed(is_packed),

@@ -1,6 +1,7 @@
 #include "CmnSys/Util/Parse.h"
 
 #include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/wire_format.h>
 
 #include <algorithm>
 #include <map>
@@ -15,6 +16,7 @@ namespace CmnSys::Util {
 using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
+using google::protobuf::internal::WireFormat;
 using google::protobuf::io::CodedInputStream;
 
 namespace {
@@ -24,22 +26,6 @@ namespace {
 constexpr int kLongestTag = 5;
 constexpr int kLongestLength = 5;
 constexpr int kLongestNumber = 10;
-
-// How an element of a packed field is written.
-View::WireType WireTypeOfPacked(const FieldDescriptor& field) {
-  switch (field.type()) {
-    case FieldDescriptor::TYPE_DOUBLE:
-    case FieldDescriptor::TYPE_FIXED64:
-    case FieldDescriptor::TYPE_SFIXED64:
-      return View::kFixed64;
-    case FieldDescriptor::TYPE_FLOAT:
-    case FieldDescriptor::TYPE_FIXED32:
-    case FieldDescriptor::TYPE_SFIXED32:
-      return View::kFixed32;
-    default:
-      return View::kVarint;
-  }
-}
 
 // A field that is being read, linked to those that hold it.
 struct Step {
@@ -143,7 +129,8 @@ class Walker {
   }
 
   bool Packed(const FieldDescriptor* field, std::size_t end, const Step* path) {
-    const View::WireType wire_type = WireTypeOfPacked(*field);
+    const auto wire_type =
+        static_cast<View::WireType>(WireFormat::WireTypeForFieldType(field->type()));
     while (position_ < end) {
       if (!Value(nullptr, wire_type, field->number(), end, 0, path)) return false;
     }

@@ -39,7 +39,8 @@ struct Shapes {
 // The shapes of a view's schema and the index of its own; specialized by the generated header.
 template <typename View>
 struct ShapeOf {
-  static_assert(sizeof(View) == 0, "Include the validation header of the schema.");
+  static_assert(sizeof(View) == 0,
+                "Include the validation header of the schema; it tells what cannot be validated.");
 };
 
 inline bool ArePackedVarints(const char* p, const char* e) {
@@ -93,10 +94,10 @@ inline bool IsValid(const Shapes& schema, std::uint32_t index, const char* p, co
 }  // namespace internal
 
 // Whether the ParseFromArray of the view's message would take the bytes, with the extensions of the
-// schema that the header was generated for. No such header is generated for a schema where that
-// takes more than the wire: with required fields, groups, or strings of proto3, which have to be
-// UTF-8. Allocates nothing; takes time in proportion to the bytes, and stack for up to 100 levels,
-// some 10 KiB. Thread-safe.
+// schema that the header was generated for. It does not compile where telling that takes more than
+// the wire: for messages with required fields, groups, or strings of proto3, which have to be
+// UTF-8, in them or below them. Allocates nothing; takes time in proportion to the bytes, and stack
+// for up to 100 levels, some 10 KiB. Thread-safe.
 template <typename View>
 bool Validate(std::string_view bytes) {
   using Shape = internal::ShapeOf<View>;
