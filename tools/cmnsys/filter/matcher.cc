@@ -9,6 +9,10 @@
 
 #include "CmnSys/View/Wire.h"
 
+#if GOOGLE_PROTOBUF_VERSION / 1000 != 3021
+#error "This file uses internals of protobuf 3.21; adapt tools/cmnsys/filter/matcher.cc."
+#endif
+
 namespace CmnSys::Tool {
 
 using google::protobuf::EnumDescriptor;

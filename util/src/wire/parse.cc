@@ -11,6 +11,10 @@
 #include "text/field_path.h"
 #include "wire/record_length.h"
 
+#if GOOGLE_PROTOBUF_VERSION / 1000 != 3021
+#error "This file uses internals of protobuf 3.21; adapt util/src/wire/parse.cc."
+#endif
+
 namespace CmnSys::Util {
 
 using google::protobuf::Descriptor;
