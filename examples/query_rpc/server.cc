@@ -1,5 +1,6 @@
 // Serves the query service over mutual TLS, with events read from a file, and tells subscribers of
-// those events one after the other as if they were just happening. Runs until it is interrupted.
+// those events one after the other as if they were just happening. Logs the type of events that are
+// sent to it. Runs until it is interrupted.
 
 #include "CmnSys/Rpc/Server.h"
 
@@ -18,8 +19,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "CmnSys/Rpc/ViewMethod.h"
 #include "ProtoBuf/CmnSys/CmnSys.Notifications.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.SvcEvents.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcEvents.view.h"
+#include "ProtoBuf/CmnSys/CmnSys.validate.h"
 #include "event_file.h"
 #include "names.h"
 #include "query_server.h"
@@ -30,6 +34,7 @@ namespace {
 namespace Events = Pb::CmnSys::Events;
 namespace Notifications = Pb::CmnSys::Notifications;
 namespace Rpc = CmnSys::Rpc;
+namespace SvcEvents = Pb::Rpc::SvcEvents;
 using Pb::Rpc::SvcEvents::EventNotificationSubscribeReq;
 
 constexpr std::uint32_t kResultsPerBatch = 10;
@@ -60,6 +65,21 @@ Rpc::Status Authorize(const Rpc::CallInfo& call) {
   return {Rpc::StatusCode::kPermissionDenied, call.identity.common_name + " is no client"};
 }
 
+// Its method EventSend is served in place; it has no others.
+class EventIntake : public SvcEvents::EventsRpc {};
+
+void TakeEvents(Rpc::Server& server, EventIntake& intake) {
+  server.Register(&intake);
+  Rpc::AddViewMethod<SvcEvents::EventSendReq, SvcEvents::EventSendRsp>(
+      &server, "Pb.Rpc.SvcEvents.EventsRpc", "EventSend",
+      [](Rpc::ServerController*, const SvcEvents::EventSendReqView& request,
+         SvcEvents::EventSendRsp*, google::protobuf::Closure* done) {
+        const auto type = request.event().event_type();
+        std::fputs(("was sent an " + Events::EventType_Name(type) + "\n").c_str(), stderr);
+        done->Run();
+      });
+}
+
 void Serve(const std::string& address, const std::string& folder, const Events::EventList& events,
            const sigset_t& end_signals) {
   Rpc::ServerOptions options;
@@ -68,9 +88,11 @@ void Serve(const std::string& address, const std::string& folder, const Events::
   options.reflection = true;
   options.authorize = Authorize;
 
+  EventIntake intake;
   QueryExample::QueryServer query(events, kResultsPerBatch);
   Rpc::Server server(options);
   server.Register(&query);
+  TakeEvents(server, intake);
   const Push push = server.AddPublisher<EventNotificationSubscribeReq, Notifications::Notification>(
       kPushService, kPushMethod);
   server.Start();
