@@ -99,7 +99,7 @@ TEST(Jobs, ChangeNothing) {
   };
   // Some of the pairs, in which each stream and each command occurs; fewer of sanitized programs,
   // which take long to start.
-  const std::size_t step = kSanitized ? 13 : 7;
+  const std::size_t step = kSanitized ? 11 : 7;
   std::size_t tried = 0;
   std::vector<int> runs(3);  // By their status.
   for (const std::string& stream : streams) {
