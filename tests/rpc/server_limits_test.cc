@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "fixture.h"
@@ -116,6 +117,19 @@ TEST(ServerLimits, CallsCountFromTheirBeginningAndEndWhenTheirRequestDoesNotCome
   EXPECT_NE(refused.text.find("busy with 2 calls"), std::string::npos) << refused.text;
   EXPECT_TRUE(Eventually([&] { return Call(&channel).code == StatusCode::kOk; }));
   EXPECT_GE(server->Counters().calls_refused, 1U);
+}
+
+TEST(ServerLimits, ARequestMayTakeForEver) {
+  Rpc::ServerOptions options;
+  options.request_timeout = milliseconds::max();
+  LoopbackServer server(Echo(), options);
+  BareClient client(server.address());
+  client.BeginHttp2();
+  client.BeginCall(1);
+  ASSERT_TRUE(Eventually([&] { return server->Counters().calls == 1; }));
+  // Longer than the server's looks at what is late are apart.
+  std::this_thread::sleep_for(milliseconds(600));
+  EXPECT_EQ(server->Counters().calls, 1);
 }
 
 TEST(ServerLimits, ResponsesThatAreNotTakenHoldBoundedMemoryForABoundedTime) {

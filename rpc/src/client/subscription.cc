@@ -50,7 +50,7 @@ void Subscription::Impl::Run() {
     if (!interrupted_ && handler_.on_interrupted) handler_.on_interrupted(outcome);
     interrupted_ = true;
     const auto longest = std::max(kFirstPause, channel_->options.max_reconnect_pause);
-    if (active_ && Clock::now() - active_since_ > longest) pause = kFirstPause;
+    if (active_ && Since(active_since_) > longest) pause = kFirstPause;
     if (!Pause(Jittered(pause))) {
       outcome = WasCancelled();
       break;

@@ -30,6 +30,13 @@ inline gpr_timespec DeadlineAfter(std::chrono::milliseconds timeout) {
                       gpr_time_from_millis(timeout.count(), GPR_TIMESPAN));
 }
 
+// The whole milliseconds since a time. In nanoseconds, the longest limits that callers give could
+// not be compared with it.
+inline std::chrono::milliseconds Since(std::chrono::steady_clock::time_point begin) {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                               begin);
+}
+
 }  // namespace CmnSys::Rpc
 
 #endif  // CMNSYS_RPC_SRC_TIME_H_

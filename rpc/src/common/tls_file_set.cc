@@ -39,6 +39,11 @@ constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
 // Certificates that expire within it are told.
 constexpr std::chrono::hours kSoon{24 * 30};
 constexpr std::chrono::hours kTellAgain{24};
+// An interval of years would overflow the clock.
+std::chrono::seconds ReloadInterval(const TlsFiles& files) {
+  return std::min<std::chrono::seconds>(files.reload_interval, kTellAgain);
+}
+
 // Certificates of clients whose revocation is remembered.
 constexpr std::size_t kMaxRemembered = 10'000;
 
@@ -208,7 +213,7 @@ TlsFileSet::TlsFileSet(TlsFiles files, bool certificate_needed, Tell tell)
   parsed_ = std::make_shared<Parsed>(files_, certificate_needed_, content.get());
   content_ = content;
   number_ = 1;
-  next_look_ = std::chrono::steady_clock::now() + files_.reload_interval;
+  next_look_ = std::chrono::steady_clock::now() + ReloadInterval(files_);
   TellOfExpiry();
 }
 
@@ -223,8 +228,7 @@ void TlsFileSet::Refresh() {
   const auto now = std::chrono::steady_clock::now();
   if (now >= next_expiry_) TellOfExpiry();
   if (now < next_look_) return;
-  // An interval of years must not overflow the clock.
-  next_look_ = now + std::min<std::chrono::seconds>(files_.reload_interval, kTellAgain);
+  next_look_ = now + ReloadInterval(files_);
   auto content = std::make_shared<TlsContent>();
   std::shared_ptr<const Parsed> parsed;
   std::string fault;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "common/payload.h"
+#include "common/time.h"
 #include "server/publisher.h"
 
 namespace CmnSys::Rpc {
@@ -196,7 +197,7 @@ bool SubscriberCall::EndWhenSent(const Status& status) {
 void SubscriberCall::DropWhenStalled() {
   const std::lock_guard lock(mutex_);
   if (state_ == State::kClosed) return;
-  const auto idle = Clock::now() - progress_;
+  const std::chrono::milliseconds idle = Since(progress_);
   if (reading_ && idle > core_->options.request_timeout) {
     Drop({StatusCode::kDeadlineExceeded, "the request did not arrive in time"});
   } else if (writing_ && idle > publisher_->options.stall_timeout) {

@@ -7,6 +7,8 @@
 #include <list>
 #include <mutex>
 
+#include "common/time.h"
+
 namespace CmnSys::Rpc {
 
 // Calls that wait for their client, all of them for the same longest time. Thread-safe.
@@ -36,9 +38,8 @@ class TimeLimit {
   template <typename Function>
   void Check(std::chrono::milliseconds limit, Function&& end) {
     const std::lock_guard lock(mutex_);
-    const Clock::time_point now = Clock::now();
     for (const Entry& entry : entries_) {
-      if (now - entry.begin < limit) return;
+      if (Since(entry.begin) < limit) return;
       end(entry.call);
     }
   }
