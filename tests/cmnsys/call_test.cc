@@ -1,6 +1,9 @@
 // cmnsys call: what it says when a call cannot be made, and that no answer is lost.
 
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <string>
@@ -14,7 +17,33 @@
 namespace CmnSys::Test {
 namespace {
 
+// Connections are made and nothing is ever said on them.
+class SilentServer {
+ public:
+  SilentServer() {
+    sockaddr_in where{};
+    where.sin_family = AF_INET;
+    where.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof where;
+    auto* address = reinterpret_cast<sockaddr*>(&where);
+    bind(fd_, address, length);
+    listen(fd_, 1);
+    getsockname(fd_, address, &length);
+    port_ = ntohs(where.sin_port);
+  }
+  ~SilentServer() { close(fd_); }
+  SilentServer(const SilentServer&) = delete;
+  SilentServer& operator=(const SilentServer&) = delete;
+
+  std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
+
+ private:
+  const int fd_ = socket(AF_INET, SOCK_STREAM, 0);
+  int port_ = 0;
+};
+
 TEST(Call, SaysWhyACallCannotBeMade) {
+  const SilentServer silent;
   const struct {
     std::vector<std::string> arguments;
     int status;
@@ -34,6 +63,9 @@ TEST(Call, SaysWhyACallCannotBeMade) {
       {{"Query/Abort", "--target", "127.0.0.1:1", "--plaintext"},
        3,
        "Pb.Rpc.SvcQuery.Query.Abort failed with UNAVAILABLE: cannot reach 127.0.0.1:1"},
+      {{"Query/Abort", "--target", silent.address(), "--plaintext", "--timeout", "0.3"},
+       3,
+       "DEADLINE_EXCEEDED"},
       {{"Query/Abort", "--plaintext"}, 2, "--target is required"},
       {{"Query/Abort", "--target", "localhost:1", "--cert", "x"}, 2, "--key"},
       {{"Query/Abort", "--target", "localhost:1", "--plaintext", "--server-name", "x"},

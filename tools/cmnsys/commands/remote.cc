@@ -28,10 +28,12 @@ std::string ReadToken(const std::string& path) {
   return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
-ExitStatus ExitStatusOf(const Rpc::Status& status) {
+ExitStatus ExitStatusOf(const Rpc::Status& status, bool sent) {
   switch (status.code) {
     case Rpc::StatusCode::kOk:
       return ExitStatus::kDone;
+    case Rpc::StatusCode::kDeadlineExceeded:
+      return sent ? ExitStatus::kCallFailed : ExitStatus::kNotReached;
     case Rpc::StatusCode::kUnavailable:
       // The channel says so when a certificate is what keeps it from a server.
       return status.text.find("certificate") == std::string::npos ? ExitStatus::kNotReached
@@ -136,11 +138,11 @@ std::unique_ptr<Rpc::Channel> OpenChannel(const RemoteOptions& remote, std::uint
   return std::make_unique<Rpc::Channel>(remote.targets, options);
 }
 
-void ThrowUnlessOk(const std::string& what, const Rpc::Status& status) {
+void ThrowUnlessOk(const std::string& what, const Rpc::Status& status, bool sent) {
   if (status.Ok()) return;
   throw Failure(what + " failed with " + Rpc::StatusCodeName(status.code) +
                     (status.text.empty() ? "" : ": " + status.text),
-                ExitStatusOf(status));
+                ExitStatusOf(status, sent));
 }
 
 std::unique_ptr<Message> New(const google::protobuf::Descriptor* type) {

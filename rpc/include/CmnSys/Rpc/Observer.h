@@ -53,6 +53,7 @@ struct Event {
 // observer may serve several of both. The functions are called on the library's own threads and, on
 // a client, on those of blocking callers; at the same time from several threads. They must be fast,
 // must not throw and must not wait for calls: the call they tell of waits for their return.
+// Those that tell of subscribers must not call the publisher, whose locks may be held meanwhile.
 class CMNSYSRPC_EXPORT Observer {
  public:
   virtual ~Observer();

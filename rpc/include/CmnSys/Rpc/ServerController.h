@@ -39,8 +39,9 @@ class CMNSYSRPC_EXPORT ServerController : public google::protobuf::RpcController
   bool IsCanceled() const override = 0;
 
   // Runs the closure exactly once, on a thread of the server's that is kept for such closures: when
-  // the call is cancelled, or already is, or after the method's closure was run, never inside this
-  // function or that closure. At most one a call: throws std::logic_error for another.
+  // the call is cancelled, or already is, or after the method's closure was run, never inside that
+  // closure, nor, unless the server has been deleted, inside this function. At most one a call:
+  // throws std::logic_error for another.
   void NotifyOnCancel(google::protobuf::Closure* callback) override = 0;
 };
 
