@@ -22,7 +22,7 @@ constexpr int kKeepaliveTimeoutMs = 10'000;
 constexpr int kResolvePauseMs = 1'000;
 
 // What this file reads from gRPC's texts, and how it finds out where a call went, was tried with
-// one version. With another, texts are passed on as they are and no call is made again.
+// one version. With another no call is made again.
 bool KnownGrpc() {
   static const bool known = grpc::Version().rfind("1.51.", 0) == 0;
   return known;
