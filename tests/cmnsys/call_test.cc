@@ -26,7 +26,7 @@ class SilentServer {
     where.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof where;
     auto* address = reinterpret_cast<sockaddr*>(&where);
-    bind(fd_, address, length);
+    EXPECT_EQ(bind(fd_, address, length), 0);
     listen(fd_, 1);
     getsockname(fd_, address, &length);
     port_ = ntohs(where.sin_port);
