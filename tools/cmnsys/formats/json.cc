@@ -139,8 +139,8 @@ class JsonSource : public MessageSource {
   const InputOptions& options_;
   const Util::JsonReadOptions read_;
   RecordInput input_;
-  Util::JsonPlace
-      place_;  // What has been taken from the input ends there, when there is no reader.
+  // Where what has been taken from the input ends, while there is no reader.
+  Util::JsonPlace place_;
   std::optional<Util::JsonReader> reader_;
 };
 
