@@ -4,15 +4,14 @@
 #include <google/protobuf/stubs/logging.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <new>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "command_line/program.h"
 #include "commands/commands.h"
 #include "commands/options.h"
 #include "help/completion.h"
@@ -27,71 +26,51 @@ using CmnSys::Tool::ExitStatus;
 
 int Number(ExitStatus status) { return static_cast<int>(status); }
 
-// What is wrong with the command line, and where to read more.
-std::string Misunderstood(const CLI::App& app, const CLI::ParseError& error) {
-  const auto commands = app.get_subcommands();
-  const std::string program =
-      commands.empty() ? "cmnsys" : "cmnsys " + commands.front()->get_name();
-  const std::vector<std::string> unknown = app.remaining(true);
-  std::string text = error.what();
-  if (!unknown.empty()) {
-    const std::string& word = unknown.front();
-    const std::string kind = word.front() == '-' ? "option" : commands.empty() ? "command" : "";
-    text = kind.empty() ? word + " is an argument too many" : "there is no " + kind + " " + word;
-  } else if (commands.empty() && error.get_name() == "RequiredError") {
-    text = "a command is required";
-  }
-  return text + "; \"" + program + " --help\" tells more";
-}
-
 int Main(int argc, char* argv[]) {
-  CLI::App app("Shows, reads and writes the messages of the system.", "cmnsys");
-  app.set_version_flag("--version", "cmnsys " CMNSYS_VERSION);
-  app.require_subcommand(1);
-  app.get_formatter()->column_width(28);
-  app.fallthrough();
-  CmnSys::Tool::AddColour(&app);
-  CmnSys::Tool::AddListCommand(&app);
-  CmnSys::Tool::AddDescribeCommand(&app);
-  CmnSys::Tool::AddEncodeCommand(&app);
-  CmnSys::Tool::AddDecodeCommand(&app);
-  CmnSys::Tool::AddCheckCommand(&app);
-  CmnSys::Tool::AddConvertCommand(&app);
-  CmnSys::Tool::AddDiffCommand(&app);
-  CmnSys::Tool::AddFilterCommand(&app);
-  CmnSys::Tool::AddGuessCommand(&app);
-  CmnSys::Tool::AddSizeCommand(&app);
-  CmnSys::Tool::AddSampleCommand(&app);
+  using CmnSys::Tool::OutputKind;
+  CmnSys::Tool::Program program("cmnsys", CMNSYS_VERSION,
+                                "Shows, reads and writes the messages of the system.");
+  CmnSys::Tool::Command root = program.root();
+  CmnSys::Tool::AddColour(root);
+  for (const auto add : {
+           CmnSys::Tool::AddListCommand,
+           CmnSys::Tool::AddDescribeCommand,
+           CmnSys::Tool::AddEncodeCommand,
+           CmnSys::Tool::AddDecodeCommand,
+           CmnSys::Tool::AddCheckCommand,
+           CmnSys::Tool::AddConvertCommand,
+           CmnSys::Tool::AddDiffCommand,
+           CmnSys::Tool::AddFilterCommand,
+           CmnSys::Tool::AddGuessCommand,
+           CmnSys::Tool::AddSizeCommand,
+           CmnSys::Tool::AddSampleCommand,
 #ifdef CMNSYS_RPC
-  CmnSys::Tool::AddCallCommand(&app);
-  CmnSys::Tool::AddSubscribeCommand(&app);
-  CmnSys::Tool::AddHealthCommand(&app);
+           CmnSys::Tool::AddCallCommand,
+           CmnSys::Tool::AddSubscribeCommand,
+           CmnSys::Tool::AddHealthCommand,
 #endif
-  app.footer(std::string("Each command explains itself: cmnsys COMMAND --help\n\n") +
-             CmnSys::Tool::kExitStatusHelp);
+       }) {
+    add(root);
+  }
+  root.Footer(std::string("Each command explains itself: cmnsys COMMAND --help\n\n") +
+              CmnSys::Tool::kExitStatusHelp);
   // Asked by the shells and by the build.
   const std::vector<std::string> words(argv + 1, argv + argc);
   if (!words.empty() && words[0] == "__complete") {
-    CmnSys::Tool::WriteOutput({}, CmnSys::Tool::Complete(app, {words.begin() + 1, words.end()}),
-                              CmnSys::Tool::OutputKind::kText);
+    CmnSys::Tool::WriteOutput(
+        {}, CmnSys::Tool::Complete(program.Describe(), {words.begin() + 1, words.end()}),
+        OutputKind::kText);
     return Number(ExitStatus::kDone);
   }
   if (words == std::vector<std::string>{"__manual"}) {
-    CmnSys::Tool::WriteOutput({}, CmnSys::Tool::ManualPage(app), CmnSys::Tool::OutputKind::kText);
+    CmnSys::Tool::WriteOutput({}, CmnSys::Tool::ManualPage(program.Describe()), OutputKind::kText);
     return Number(ExitStatus::kDone);
   }
   try {
-    app.parse(argc, argv);
-    return 0;
-  } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) {  // --help and --version
-      std::ostringstream text;
-      app.exit(error, text, text);
-      CmnSys::Tool::WriteOutput({}, text.str(), CmnSys::Tool::OutputKind::kText);
-      return Number(ExitStatus::kDone);
+    if (const auto text = program.Run(argc, argv)) {
+      CmnSys::Tool::WriteOutput({}, *text, OutputKind::kText);
     }
-    CmnSys::Tool::PrintError(Misunderstood(app, error));
-    return Number(ExitStatus::kTrouble);
+    return Number(ExitStatus::kDone);
   } catch (const CmnSys::Tool::Ended& ended) {
     return Number(ended.status());
   } catch (const CmnSys::Tool::Failure& failure) {

@@ -71,19 +71,18 @@ void Call(CallOptions& options) {
 
 }  // namespace
 
-void AddCallCommand(CLI::App* app) {
+void AddCallCommand(Command program) {
   auto options = std::make_shared<CallOptions>();
-  CLI::App* command =
-      app->add_subcommand("call", "Send a request to a server and show its response");
+  Command command = program.AddCommand("call", "Send a request to a server and show its response");
   command
-      ->add_option("METHOD", options->method,
-                   "Service and method, for example Pb.Rpc.SvcQuery.Query/Initiate or "
-                   "Query/Initiate")
-      ->required();
+      .Add("METHOD", &options->method,
+           "Service and method, for example Pb.Rpc.SvcQuery.Query/Initiate or "
+           "Query/Initiate")
+      .Required();
   AddRemote(command, &options->remote);
   AddInput(command, &options->exchange.request);
   AddExchange(command, &options->exchange, "response");
-  command->footer(
+  command.Footer(
       std::string(kFormatHelp) +
       "\n"
       "\n"
@@ -94,7 +93,7 @@ void AddCallCommand(CLI::App* app) {
       "query.txt\n"
       "  echo 'query_gid { id: \"7\" }' | cmnsys call Query/Abort --from text --target "
       "127.0.0.1:4711 --plaintext");
-  command->callback([options] { Call(*options); });
+  command.Action([options] { Call(*options); });
 }
 
 }  // namespace CmnSys::Tool

@@ -175,22 +175,21 @@ void CheckAll(const CheckCommandOptions& options) {
 
 }  // namespace
 
-void AddCheckCommand(CLI::App* app) {
+void AddCheckCommand(Command program) {
   auto options = std::make_shared<CheckCommandOptions>();
-  CLI::App* command = app->add_subcommand(
+  Command command = program.AddCommand(
       "check", "Check that payloads match the selectors that name them, as receivers expect");
-  command->add_option("TYPE", options->type, "Message type, for example Pb.CmnSys.Events.Event")
-      ->required();
-  command->add_option("INPUT", options->paths, "Files to read; - is standard input")
-      ->capture_default_str();
+  command.Add("TYPE", &options->type, "Message type, for example Pb.CmnSys.Events.Event")
+      .Required();
+  command.Add("INPUT", &options->paths, "Files to read; - is standard input").ShowDefault();
   AddFormat(command, "-f,--from", &options->from, "Format of the inputs");
   AddLimits(command, &options->input);
-  TakeWithin(command->add_option("--max-violations", options->max_violations, "Stop after so many"),
-             1, 1000000)
-      ->type_name("COUNT")
-      ->capture_default_str();
+  command.Add("--max-violations", &options->max_violations, "Stop after so many")
+      .Within(1, 1000000)
+      .ValueName("COUNT")
+      .ShowDefault();
   AddJobs(command, &options->jobs);
-  command->footer(
+  command.Footer(
       "Prints one violation a line: PATH: RULE: what is wrong. The path . is the message itself.\n"
       "With several inputs, the name of the input stands in front; in a stream, the number of the "
       "record too, counted from 0. \"cmnsys convert --help\" explains the formats.\n"
@@ -201,7 +200,7 @@ void AddCheckCommand(CLI::App* app) {
       "  cmnsys check Pb.CmnSys.Events.Event event.bin\n"
       "  echo 'type: IOTA_TYPE_U32 iota_bool {}' | cmnsys check Iota --from text\n"
       "  cmnsys check Notification captured/*.delimited | grep extension-mismatch");
-  command->callback([options] { CheckAll(*options); });
+  command.Action([options] { CheckAll(*options); });
 }
 
 }  // namespace CmnSys::Tool

@@ -53,54 +53,54 @@ void Convert(ConvertOptions& options) {
 }
 
 // Adds a command that converts between two formats, which AddFormat may yet change.
-CLI::App* AddConversion(CLI::App* app, const std::string& name, const std::string& description,
-                        const std::shared_ptr<ConvertOptions>& options) {
-  CLI::App* command = app->add_subcommand(name, description);
+Command AddConversion(Command program, const std::string& name, const std::string& description,
+                      const std::shared_ptr<ConvertOptions>& options) {
+  Command command = program.AddCommand(name, description);
   AddTypeArgument(command, &options->type);
   AddInput(command, &options->input);
   AddOutput(command, &options->output);
   AddJobs(command, &options->jobs);
-  command->callback([options] { Convert(*options); });
+  command.Action([options] { Convert(*options); });
   return command;
 }
 
 // The same for two formats that do not change.
-void AddConversion(CLI::App* app, const std::string& name, const std::string& description,
+void AddConversion(Command program, const std::string& name, const std::string& description,
                    Format from, Format to, const std::string& footer) {
   auto options = std::make_shared<ConvertOptions>();
   options->from = from;
   options->to = to;
-  AddConversion(app, name, description, options)->footer(footer);
+  AddConversion(program, name, description, options).Footer(footer);
 }
 
 }  // namespace
 
-void AddConvertCommand(CLI::App* app) {
+void AddConvertCommand(Command program) {
   auto options = std::make_shared<ConvertOptions>();
-  CLI::App* command = AddConversion(
-      app, "convert",
+  Command command = AddConversion(
+      program, "convert",
       "Turn messages from one format into another: wire bytes, streams, text, JSON, hex", options);
   AddFormat(command, "-f,--from", &options->from, "Format of the input");
   AddFormat(command, "-t,--to", &options->to,
             "Format of the output; auto is json on standard output");
   AddJson(command, &options->json);
-  command->footer(std::string(kFormatHelp) +
-                  "\n"
-                  "\n"
-                  "A stream of any length is converted in the memory that its longest message "
-                  "takes, besides some 5 MB for each of --jobs; --max-bytes limits each message, "
-                  "and dumps as a whole.\n"
-                  "\n"
-                  "Examples:\n"
-                  "  cmnsys convert Gid gid.bin\n"
-                  "  cmnsys convert Event events.delimited --to jsonl | grep DOOR\n"
-                  "  cmnsys convert Event events.jsonl --output events.delimited\n"
-                  "  echo '0a 02 01 02 38 02' | cmnsys convert Gid --from hex --to text");
+  command.Footer(std::string(kFormatHelp) +
+                 "\n"
+                 "\n"
+                 "A stream of any length is converted in the memory that its longest message "
+                 "takes, besides some 5 MB for each of --jobs; --max-bytes limits each message, "
+                 "and dumps as a whole.\n"
+                 "\n"
+                 "Examples:\n"
+                 "  cmnsys convert Gid gid.bin\n"
+                 "  cmnsys convert Event events.delimited --to jsonl | grep DOOR\n"
+                 "  cmnsys convert Event events.jsonl --output events.delimited\n"
+                 "  echo '0a 02 01 02 38 02' | cmnsys convert Gid --from hex --to text");
 }
 
-void AddEncodeCommand(CLI::App* app) {
-  AddConversion(app, "encode", "Turn a message in text format into its wire bytes", Format::kText,
-                Format::kBinary,
+void AddEncodeCommand(Command program) {
+  AddConversion(program, "encode", "Turn a message in text format into its wire bytes",
+                Format::kText, Format::kBinary,
                 "The text format is protobuf's own: "
                 "https://protobuf.dev/reference/protobuf/textformat-spec/\n"
                 "The same as \"cmnsys convert --from text --to binary\".\n"
@@ -111,9 +111,9 @@ void AddEncodeCommand(CLI::App* app) {
                 "od -A d -t x1z");
 }
 
-void AddDecodeCommand(CLI::App* app) {
-  AddConversion(app, "decode", "Show the wire bytes of a message in text format", Format::kBinary,
-                Format::kText,
+void AddDecodeCommand(Command program) {
+  AddConversion(program, "decode", "Show the wire bytes of a message in text format",
+                Format::kBinary, Format::kText,
                 "Fields that the type does not know are shown by number; encode does not read "
                 "those.\n"
                 "The same as \"cmnsys convert --from binary --to text\".\n"

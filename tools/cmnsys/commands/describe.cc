@@ -281,19 +281,19 @@ void DescribeName(const std::string& query) {
 
 }  // namespace
 
-void AddDescribeCommand(CLI::App* app) {
+void AddDescribeCommand(Command program) {
   auto name = std::make_shared<std::string>();
-  CLI::App* command = app->add_subcommand(
+  Command command = program.AddCommand(
       "describe", "Explain a message, enum, service or any other name in the schema");
-  command->add_option("NAME", *name, "Name in full or its last parts, or path of a schema file")
-      ->required();
-  command->footer(
+  command.Add("NAME", name.get(), "Name in full or its last parts, or path of a schema file")
+      .Required();
+  command.Footer(
       "Examples:\n"
       "  cmnsys describe Pb.CmnSys.Gid\n"
       "  cmnsys describe EVENT_DEVICE_MOTION_START\n"
       "  cmnsys describe EventType | grep -w 5013\n"
       "  cmnsys describe ProtoBuf/CmnSys/CmnSys.Iotas.proto");
-  command->callback([name] { DescribeName(*name); });
+  command.Action([name] { DescribeName(*name); });
 }
 
 }  // namespace CmnSys::Tool

@@ -246,24 +246,24 @@ void Diff(const DiffOptions& options) {
 
 }  // namespace
 
-void AddDiffCommand(CLI::App* app) {
+void AddDiffCommand(Command program) {
   auto options = std::make_shared<DiffOptions>();
-  CLI::App* command = app->add_subcommand("diff", "Compare two messages, or streams, by field");
+  Command command = program.AddCommand("diff", "Compare two messages, or streams, by field");
   AddTypeArgument(command, &options->type);
-  command->add_option("LEFT", options->left.path, "File to read; - is standard input")->required();
-  command->add_option("RIGHT", options->right.path, "File to compare it with")->required();
+  command.Add("LEFT", &options->left.path, "File to read; - is standard input").Required();
+  command.Add("RIGHT", &options->right.path, "File to compare it with").Required();
   AddFormat(command, "--left-format", &options->left_format, "Format of LEFT");
   AddFormat(command, "--right-format", &options->right_format, "Format of RIGHT");
-  command->add_flag("--any-order", options->comparison.any_order,
-                    "Ignore the order in repeated fields; with --approximate, the time grows with "
-                    "the square of their elements");
-  command->add_flag("--equivalent", options->comparison.equivalent,
-                    "Take an unset field for one that is set to its default");
-  command->add_flag("--approximate", options->comparison.approximate,
-                    "Ignore the last digits of float and double fields");
+  command.AddFlag("--any-order", &options->comparison.any_order,
+                  "Ignore the order in repeated fields; with --approximate, the time grows with "
+                  "the square of their elements");
+  command.AddFlag("--equivalent", &options->comparison.equivalent,
+                  "Take an unset field for one that is set to its default");
+  command.AddFlag("--approximate", &options->comparison.approximate,
+                  "Ignore the last digits of float and double fields");
   AddLimits(command, &options->left);
   AddJobs(command, &options->jobs);
-  command->footer(
+  command.Footer(
       "Prints one difference a line: a field added in RIGHT, deleted, modified or moved. Of "
       "streams, the records are compared one by one. The two sides may have different formats; "
       "\"cmnsys convert --help\" explains them.\n"
@@ -273,7 +273,7 @@ void AddDiffCommand(CLI::App* app) {
       "Examples:\n"
       "  cmnsys diff Gid before.bin after.bin\n"
       "  cmnsys diff Gid expected.json captured.hex --any-order");
-  command->callback([options] {
+  command.Action([options] {
     options->right.max_bytes = options->left.max_bytes;
     options->right.max_depth = options->left.max_depth;
     Diff(*options);

@@ -284,22 +284,20 @@ void Filter(const FilterOptions& options) {
 
 }  // namespace
 
-void AddFilterCommand(CLI::App* app) {
+void AddFilterCommand(Command program) {
   auto options = std::make_shared<FilterOptions>();
-  CLI::App* command = app->add_subcommand(
-      "filter", "Select the messages of a stream for which a condition is true");
+  Command command =
+      program.AddCommand("filter", "Select the messages of a stream for which a condition is true");
   AddTypeArgument(command, &options->type);
   AddInput(command, &options->input);
-  command->add_option("-w,--where", options->where, "The condition")
-      ->type_name("CONDITION")
-      ->required();
-  command->add_flag("-v,--invert-match", options->invert,
-                    "Select the messages for which the condition is false");
-  command->add_flag("-c,--count", options->count, "Print how many are selected instead of them");
-  TakeWithin(command->add_option("-n,--limit", options->limit, "Stop after so many selected ones"),
-             1, UINT32_MAX)
-      ->type_name("COUNT")
-      ->default_str("all");
+  command.Add("-w,--where", &options->where, "The condition").ValueName("CONDITION").Required();
+  command.AddFlag("-v,--invert-match", &options->invert,
+                  "Select the messages for which the condition is false");
+  command.AddFlag("-c,--count", &options->count, "Print how many are selected instead of them");
+  command.Add("-n,--limit", &options->limit, "Stop after so many selected ones")
+      .Within(1, UINT32_MAX)
+      .ValueName("COUNT")
+      .ShowDefault("all");
   AddFormat(command, "-f,--from", &options->from,
             "Format of the input; auto is delimited unless the ending tells another");
   AddFormat(command, "-t,--to", &options->to,
@@ -307,7 +305,7 @@ void AddFilterCommand(CLI::App* app) {
   AddOutput(command, &options->output);
   AddJobs(command, &options->jobs);
   AddJson(command, &options->json);
-  command->footer(
+  command.Footer(
       std::string(kConditionHelp) +
       "\n"
       "\n"
@@ -325,7 +323,7 @@ void AddFilterCommand(CLI::App* app) {
       "originating_server_gid.id = \"server-1\"' --to jsonl\n"
       "  cmnsys filter EventList lists.delimited --where 'not events.timestamp < 1795165330250' "
       "--count");
-  command->callback([options] { Filter(*options); });
+  command.Action([options] { Filter(*options); });
 }
 
 }  // namespace CmnSys::Tool

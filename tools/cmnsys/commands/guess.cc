@@ -132,17 +132,18 @@ void Guess(const GuessOptions& options) {
 
 }  // namespace
 
-void AddGuessCommand(CLI::App* app) {
+void AddGuessCommand(Command program) {
   auto options = std::make_shared<GuessOptions>();
-  CLI::App* command =
-      app->add_subcommand("guess", "Tell which message types unknown bytes are likely to be");
+  Command command =
+      program.AddCommand("guess", "Tell which message types unknown bytes are likely to be");
   AddInput(command, &options->input);
   AddFormat(command, "-f,--from", &options->from,
             "Format of the input: binary, delimited, hex or delimited-hex");
-  TakeWithin(command->add_option("-n,--limit", options->limit, "Types to print"), 1, 10000)
-      ->type_name("NUMBER")
-      ->capture_default_str();
-  command->footer(
+  command.Add("-n,--limit", &options->limit, "Types to print")
+      .Within(1, 10000)
+      .ValueName("NUMBER")
+      .ShowDefault();
+  command.Footer(
       "Tries all message types and ranks those that can be parsed, the likeliest first. Known "
       "fields, declared enum values and readable strings speak for a type; unknown fields, "
       "unreadable strings and payloads without their selector against it. Short messages fit many "
@@ -152,7 +153,7 @@ void AddGuessCommand(CLI::App* app) {
       "Examples:\n"
       "  cmnsys guess captured.bin\n"
       "  echo '0a 02 01 02 38 02' | cmnsys guess --from hex --limit 3");
-  command->callback([options] { Guess(*options); });
+  command.Action([options] { Guess(*options); });
 }
 
 }  // namespace CmnSys::Tool

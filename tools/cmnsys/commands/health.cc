@@ -86,15 +86,14 @@ void Ask(const HealthOptions& options) {
 
 }  // namespace
 
-void AddHealthCommand(CLI::App* app) {
+void AddHealthCommand(Command program) {
   auto options = std::make_shared<HealthOptions>();
-  CLI::App* command =
-      app->add_subcommand("health", "Ask a server whether it, or a service, serves");
-  command->add_option("SERVICE", options->service,
-                      "Full name of a service, for example Pb.Rpc.SvcQuery.Query; without it, the "
-                      "server as a whole");
+  Command command = program.AddCommand("health", "Ask a server whether it, or a service, serves");
+  command.Add("SERVICE", &options->service,
+              "Full name of a service, for example Pb.Rpc.SvcQuery.Query; without it, the "
+              "server as a whole");
   AddRemote(command, &options->remote);
-  command->footer(
+  command.Footer(
       "Prints SERVING or NOT_SERVING, the answer of gRPC's standard health service. The exit "
       "status "
       "is 0 when it serves and 1 when it does not.\n"
@@ -102,7 +101,7 @@ void AddHealthCommand(CLI::App* app) {
       "Examples:\n"
       "  cmnsys health --target server:4711 --ca ca.pem --cert me.pem --key me.key\n"
       "  cmnsys health Pb.Rpc.SvcQuery.Query --target 127.0.0.1:4711 --plaintext --timeout 2");
-  command->callback([options] { Ask(*options); });
+  command.Action([options] { Ask(*options); });
 }
 
 }  // namespace CmnSys::Tool

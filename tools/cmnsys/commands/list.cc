@@ -33,21 +33,21 @@ void List(const ListOptions& options) {
 
 }  // namespace
 
-void AddListCommand(CLI::App* app) {
+void AddListCommand(Command program) {
   auto options = std::make_shared<ListOptions>();
-  CLI::App* command = app->add_subcommand("list", "List the names in the schema");
-  command->add_option("PART", options->part, "List only the names that contain this");
-  TakeOneOf(command->add_option("-k,--kind", options->kind,
-                                "What to list, files with their area, all for every name"),
-            NameKinds())
-      ->type_name("KIND")
-      ->capture_default_str();
-  command->footer(
+  Command command = program.AddCommand("list", "List the names in the schema");
+  command.Add("PART", &options->part, "List only the names that contain this");
+  command
+      .Add("-k,--kind", &options->kind, "What to list, files with their area, all for every name")
+      .OneOf(NameKinds())
+      .ValueName("KIND")
+      .ShowDefault();
+  command.Footer(
       "Examples:\n"
       "  cmnsys list\n"
       "  cmnsys list Iota\n"
       "  cmnsys list --kind all GID_TYPE_");
-  command->callback([options] { List(*options); });
+  command.Action([options] { List(*options); });
 }
 
 }  // namespace CmnSys::Tool

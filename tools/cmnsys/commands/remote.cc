@@ -64,54 +64,47 @@ std::vector<std::pair<std::string, std::string>> RemoteOptions::Metadata() const
   return entries;
 }
 
-void AddRemote(CLI::App* command, RemoteOptions* remote) {
+void AddRemote(Command command, RemoteOptions* remote) {
   command
-      ->add_option("--target", remote->targets,
-                   "Address of the server; of several, one that can be reached")
-      ->required()
-      ->type_name("HOST:PORT")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command->add_option("--ca", remote->ca, "Certificates of the authorities to believe, PEM")
-      ->type_name("FILE");
-  CLI::Option* certificate =
-      command->add_option("--cert", remote->certificate, "Certificate to show, PEM")
-          ->type_name("FILE");
-  CLI::Option* key =
-      command->add_option("--key", remote->key, "Private key of --cert, PEM")->type_name("FILE");
-  certificate->needs(key);
-  key->needs(certificate);
+      .Add("--target", &remote->targets,
+           "Address of the server; of several, one that can be reached")
+      .Required()
+      .ValueName("HOST:PORT")
+      .Repeatable();
+  const Option ca =
+      command.Add("--ca", &remote->ca, "Certificates of the authorities to believe, PEM")
+          .ValueName("FILE");
+  Option certificate =
+      command.Add("--cert", &remote->certificate, "Certificate to show, PEM").ValueName("FILE");
+  Option key = command.Add("--key", &remote->key, "Private key of --cert, PEM").ValueName("FILE");
+  certificate.Needs(key);
+  key.Needs(certificate);
+  const Option server_name = command
+                                 .Add("--server-name", &remote->server_name,
+                                      "Name to expect in the server's certificate instead of HOST")
+                                 .ValueName("NAME");
   command
-      ->add_option("--server-name", remote->server_name,
-                   "Name to expect in the server's certificate instead of HOST")
-      ->type_name("NAME");
+      .AddFlag("--plaintext", &remote->plaintext,
+               "No TLS: everybody on the way can read and change what is sent")
+      .Excludes(ca)
+      .Excludes(certificate)
+      .Excludes(server_name);
+  command.Add("--timeout", &remote->timeout_seconds, "Time to wait for the server's answer")
+      .ValueName("SECONDS")
+      .Check([](const std::string& text) -> std::string {
+        char* end = nullptr;
+        const double seconds = std::strtod(text.c_str(), &end);
+        const bool fine = *end == '\0' && seconds >= 0.001 && seconds <= 86400;
+        return fine ? "" : text + " is not a number of seconds from 0.001 to 86400";
+      })
+      .ShowDefault();
+  command.Add("--metadata", &remote->metadata, "Metadata to send along; may be given several times")
+      .ValueName("NAME=VALUE")
+      .Repeatable();
   command
-      ->add_flag("--plaintext", remote->plaintext,
-                 "No TLS: everybody on the way can read and change what is sent")
-      ->excludes("--ca")
-      ->excludes("--cert")
-      ->excludes("--server-name");
-  command->add_option("--timeout", remote->timeout_seconds, "Time to wait for the server's answer")
-      ->type_name("SECONDS")
-      ->check(CLI::Validator(
-          [](const std::string& text) -> std::string {
-            char* end = nullptr;
-            const double seconds = std::strtod(text.c_str(), &end);
-            const bool fine = *end == '\0' && seconds >= 0.001 && seconds <= 86400;
-            return fine ? "" : text + " is not a number of seconds from 0.001 to 86400";
-          },
-          ""))
-      ->capture_default_str();
-  command
-      ->add_option("--metadata", remote->metadata,
-                   "Metadata to send along; may be given several times")
-      ->type_name("NAME=VALUE")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command
-      ->add_option("--token-file", remote->token_file,
-                   "File with the session token; it is sent over TLS only")
-      ->type_name("FILE");
+      .Add("--token-file", &remote->token_file,
+           "File with the session token; it is sent over TLS only")
+      .ValueName("FILE");
 }
 
 std::unique_ptr<Rpc::Channel> OpenChannel(const RemoteOptions& remote, std::uint64_t max_bytes) {
@@ -150,7 +143,7 @@ std::unique_ptr<Message> New(const google::protobuf::Descriptor* type) {
       google::protobuf::MessageFactory::generated_factory()->GetPrototype(type)->New());
 }
 
-void AddExchange(CLI::App* command, ExchangeOptions* options, const std::string& shown) {
+void AddExchange(Command command, ExchangeOptions* options, const std::string& shown) {
   AddFormat(command, "-f,--from", &options->from, "Format of the request");
   AddFormat(command, "-t,--to", &options->to,
             "Format of the " + shown + "; auto is json on standard output");

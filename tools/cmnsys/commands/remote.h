@@ -5,7 +5,6 @@
 
 #include <google/protobuf/message.h>
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "CmnSys/Rpc/Channel.h"
+#include "command_line/command.h"
 #include "formats/message_stream.h"
 #include "io/input.h"
 #include "io/output.h"
@@ -37,7 +37,7 @@ struct RemoteOptions {
   std::vector<std::pair<std::string, std::string>> Metadata() const;
 };
 
-void AddRemote(CLI::App* command, RemoteOptions* remote);
+void AddRemote(Command command, RemoteOptions* remote);
 
 // What is sent to a server, what is shown of what it sends, and where that goes.
 struct ExchangeOptions {
@@ -49,7 +49,7 @@ struct ExchangeOptions {
 };
 
 // The options of formats and output. `shown` is a noun for what the server sends.
-void AddExchange(CLI::App* command, ExchangeOptions* options, const std::string& shown);
+void AddExchange(Command command, ExchangeOptions* options, const std::string& shown);
 
 // A channel to the server for messages up to so many bytes. Throws Failure or
 // std::invalid_argument for options that do not fit.

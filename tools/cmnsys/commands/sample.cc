@@ -36,16 +36,14 @@ void Sample(const SampleOptions& options) {
 
 }  // namespace
 
-void AddSampleCommand(CLI::App* app) {
+void AddSampleCommand(Command program) {
   auto options = std::make_shared<SampleOptions>();
-  CLI::App* command =
-      app->add_subcommand("sample", "Make random messages that are valid for their type");
+  Command command =
+      program.AddCommand("sample", "Make random messages that are valid for their type");
   AddTypeArgument(command, &options->type);
   const auto add = [command](const std::string& name, auto* value, const std::string& description,
                              std::uint64_t most, const std::string& unit) {
-    TakeWithin(command->add_option(name, *value, description), 0, most)
-        ->type_name(unit)
-        ->capture_default_str();
+    command.Add(name, value, description).Within(0, most).ValueName(unit).ShowDefault();
   };
   add("-s,--seed", &options->seed, "The same seed gives the same message", UINT64_MAX, "NUMBER");
   add("-n,--count", &options->count, "Messages to make, with seeds that follow", 1000000000,
@@ -57,7 +55,7 @@ void AddSampleCommand(CLI::App* app) {
             "Format of the output; auto is json on standard output");
   AddOutput(command, &options->output);
   AddJson(command, &options->json);
-  command->footer(
+  command.Footer(
       "Enum fields hold declared values and strings UTF-8, and payloads go with their selectors, "
       "as \"cmnsys check\" wants it. "
       "\"cmnsys convert --help\" explains the formats.\n"
@@ -66,7 +64,7 @@ void AddSampleCommand(CLI::App* app) {
       "  cmnsys sample Gid\n"
       "  cmnsys sample Event --seed 7 --to text\n"
       "  cmnsys sample Event --count 1000 --output events.delimited");
-  command->callback([options] { Sample(*options); });
+  command.Action([options] { Sample(*options); });
 }
 
 }  // namespace CmnSys::Tool

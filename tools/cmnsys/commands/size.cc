@@ -99,25 +99,24 @@ void Size(const SizeOptions& options) {
 
 }  // namespace
 
-void AddSizeCommand(CLI::App* app) {
+void AddSizeCommand(Command program) {
   auto options = std::make_shared<SizeOptions>();
-  CLI::App* command =
-      app->add_subcommand("size", "Show how many wire bytes each field of messages takes");
+  Command command =
+      program.AddCommand("size", "Show how many wire bytes each field of messages takes");
   AddTypeArgument(command, &options->type);
   AddInput(command, &options->input);
   AddFormat(command, "-f,--from", &options->from, "Format of the input");
-  TakeWithin(
-      command->add_option("-d,--depth", options->max_depth_shown, "Show fields to this depth only"),
-      1, 1000)
-      ->type_name("LEVELS")
-      ->default_str("all");
-  TakeWithin(command->add_option("-n,--limit", options->limit, "Show the largest fields only"), 1,
-             100000)
-      ->type_name("FIELDS")
-      ->capture_default_str();
+  command.Add("-d,--depth", &options->max_depth_shown, "Show fields to this depth only")
+      .Within(1, 1000)
+      .ValueName("LEVELS")
+      .ShowDefault("all");
+  command.Add("-n,--limit", &options->limit, "Show the largest fields only")
+      .Within(1, 100000)
+      .ValueName("FIELDS")
+      .ShowDefault();
   AddJobs(command, &options->jobs);
-  command->add_flag("--by-path", options->by_path, "Sort by field instead of by size");
-  command->footer(
+  command.AddFlag("--by-path", &options->by_path, "Sort by field instead of by size");
+  command.Footer(
       "The bytes of a field include its tag and length and all that lies below it; those of "
       "repeated fields and of all records of a stream are added up. Unknown fields stand by "
       "number. \"cmnsys convert --help\" explains the formats.\n"
@@ -125,7 +124,7 @@ void AddSizeCommand(CLI::App* app) {
       "Examples:\n"
       "  cmnsys size Event event.bin\n"
       "  cmnsys size Event events.delimited --depth 1");
-  command->callback([options] { Size(*options); });
+  command.Action([options] { Size(*options); });
 }
 
 }  // namespace CmnSys::Tool

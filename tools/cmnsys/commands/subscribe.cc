@@ -130,35 +130,33 @@ void Subscribe(SubscribeCommandOptions& options) {
 
 }  // namespace
 
-void AddSubscribeCommand(CLI::App* app) {
+void AddSubscribeCommand(Command program) {
   auto options = std::make_shared<SubscribeCommandOptions>();
   options->exchange.request.path.clear();
-  CLI::App* command =
-      app->add_subcommand("subscribe", "Show the messages that a server publishes, as they come");
+  Command command =
+      program.AddCommand("subscribe", "Show the messages that a server publishes, as they come");
   command
-      ->add_option("METHOD", options->method,
-                   "Service and method of the publisher, for example Example.Push/Subscribe")
-      ->required();
+      .Add("METHOD", &options->method,
+           "Service and method of the publisher, for example Example.Push/Subscribe")
+      .Required();
   AddRemote(command, &options->remote);
-  command->add_option("--type", options->type, "Type of the messages")
-      ->type_name("TYPE")
-      ->capture_default_str();
-  command->add_option("--request-type", options->request_type, "Type of the subscription request")
-      ->type_name("TYPE")
-      ->capture_default_str();
+  command.Add("--type", &options->type, "Type of the messages").ValueName("TYPE").ShowDefault();
+  command.Add("--request-type", &options->request_type, "Type of the subscription request")
+      .ValueName("TYPE")
+      .ShowDefault();
   command
-      ->add_option("--request", options->exchange.request.path,
-                   "File with the subscription request, - is standard input; without it, a request "
-                   "without fields")
-      ->type_name("FILE");
+      .Add("--request", &options->exchange.request.path,
+           "File with the subscription request, - is standard input; without it, a request "
+           "without fields")
+      .ValueName("FILE");
   AddLimits(command, &options->exchange.request);
-  command->add_option("-n,--count", options->count, "End after so many messages; 0 is no limit")
-      ->type_name("NUMBER")
-      ->capture_default_str();
-  command->add_flag("--resubscribe", options->resubscribe,
-                    "Go on when the connection is lost or the server restarts");
+  command.Add("-n,--count", &options->count, "End after so many messages; 0 is no limit")
+      .ValueName("NUMBER")
+      .ShowDefault();
+  command.AddFlag("--resubscribe", &options->resubscribe,
+                  "Go on when the connection is lost or the server restarts");
   AddExchange(command, &options->exchange, "messages");
-  command->footer(
+  command.Footer(
       std::string(kFormatHelp) +
       "\n"
       "\n"
@@ -170,7 +168,7 @@ void AddSubscribeCommand(CLI::App* app) {
       "--cert me.pem --key me.key\n"
       "  cmnsys subscribe Example.NotificationPush/Subscribe --target 127.0.0.1:4711 --plaintext "
       "--to jsonl -n 10");
-  command->callback([options] { Subscribe(*options); });
+  command.Action([options] { Subscribe(*options); });
 }
 
 }  // namespace CmnSys::Tool

@@ -3,9 +3,10 @@
 #ifndef CMNSYS_TOOLS_HELP_COMPLETION_H_
 #define CMNSYS_TOOLS_HELP_COMPLETION_H_
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+#include "command_line/description.h"
 
 namespace CmnSys::Tool {
 
@@ -13,7 +14,7 @@ namespace CmnSys::Tool {
 // behind the program's name up to the cursor, the last of them, which may be empty, being typed.
 // The first line of the answer is "files" when the names of files complete it, else "words", and
 // the words follow, one a line, each with its explanation behind a tabulator where there is one.
-std::string Complete(const CLI::App& app, const std::vector<std::string>& words);
+std::string Complete(const CommandDescription& program, const std::vector<std::string>& words);
 
 }  // namespace CmnSys::Tool
 

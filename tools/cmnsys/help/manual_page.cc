@@ -3,8 +3,6 @@
 #include <sstream>
 #include <vector>
 
-#include "help/command_line.h"
-
 namespace CmnSys::Tool {
 namespace {
 
@@ -70,25 +68,33 @@ std::string Entry(const Argument& argument) {
          Escaped(argument.description + "." + Details(argument)) + "\n";
 }
 
-std::string Entries(const CommandLine& command) {
+std::string Entries(const CommandDescription& command) {
   std::string page;
   for (const Argument& argument : command.positionals) page += Entry(argument);
   for (const Argument& argument : command.options) page += Entry(argument);
   return page;
 }
 
+// "cmnsys COMMAND [OPTIONS] TYPE [INPUT]"
+std::string Usage(const CommandDescription& command) {
+  std::string usage = "cmnsys " + command.name + " [OPTIONS]";
+  for (const Argument& argument : command.positionals) {
+    const std::string value = argument.value + (argument.repeatable ? "..." : "");
+    usage += argument.required ? " " + value : " [" + value + "]";
+  }
+  return usage;
+}
+
 }  // namespace
 
-std::string ManualPage(const CLI::App& app) {
-  const CommandLine program = CommandLineOf(app);
-  const std::vector<CommandLine> commands = CommandsOf(app);
+std::string ManualPage(const CommandDescription& program) {
   std::string page = ".TH CMNSYS 1 \"\" \"cmnsys " CMNSYS_VERSION "\" \"User Commands\"\n";
   page +=
       ".SH NAME\ncmnsys \\- show, read and write the messages of the system\n.SH SYNOPSIS\n.nf\n";
-  for (const CommandLine& command : commands) page += Escaped(Usage(command)) + "\n";
+  for (const CommandDescription& command : program.commands) page += Escaped(Usage(command)) + "\n";
   page += ".fi\n.SH DESCRIPTION\n" + Escaped(program.description) + "\n";
   page += Paragraphs(program.footer) + Entries(program) + ".SH COMMANDS\n";
-  for (const CommandLine& command : commands) {
+  for (const CommandDescription& command : program.commands) {
     page += ".SS " + Escaped(Usage(command)) + "\n" + Escaped(command.description) + ".\n";
     page += Entries(command) + Paragraphs(command.footer);
   }

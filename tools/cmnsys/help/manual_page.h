@@ -3,13 +3,14 @@
 #ifndef CMNSYS_TOOLS_HELP_MANUAL_PAGE_H_
 #define CMNSYS_TOOLS_HELP_MANUAL_PAGE_H_
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+#include "command_line/description.h"
 
 namespace CmnSys::Tool {
 
 // The page in the macros of man(7).
-std::string ManualPage(const CLI::App& app);
+std::string ManualPage(const CommandDescription& program);
 
 }  // namespace CmnSys::Tool
 

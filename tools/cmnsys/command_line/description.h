@@ -1,9 +1,8 @@
-// The commands and options of cmnsys as data, for its manual page.
+// The commands and options of a program as data, for its manual page and for completion.
 
-#ifndef CMNSYS_TOOLS_HELP_COMMAND_LINE_H_
-#define CMNSYS_TOOLS_HELP_COMMAND_LINE_H_
+#ifndef CMNSYS_TOOLS_COMMAND_LINE_DESCRIPTION_H_
+#define CMNSYS_TOOLS_COMMAND_LINE_DESCRIPTION_H_
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
@@ -13,6 +12,7 @@ namespace CmnSys::Tool {
 struct Argument {
   std::vector<std::string> names;  // "-f" and "--from"; empty for a positional argument.
   std::string value;               // "FORMAT", or "TYPE" for a positional one; empty for a flag.
+  std::vector<std::string> words;  // The values that it takes; none when it takes others too.
   std::string default_value;
   std::string description;
   bool required = false;
@@ -20,23 +20,15 @@ struct Argument {
 };
 
 // What follows the name of a command, or of the program itself.
-struct CommandLine {
+struct CommandDescription {
   std::string name;
   std::string description;
   std::string footer;
   std::vector<Argument> options;
   std::vector<Argument> positionals;
+  std::vector<CommandDescription> commands;  // In the order in which they were added.
 };
-
-// Everything that "COMMAND --help" shows.
-CommandLine CommandLineOf(const CLI::App& app);
-
-// The commands in the order in which they were added.
-std::vector<CommandLine> CommandsOf(const CLI::App& app);
-
-// "cmnsys COMMAND [OPTIONS] TYPE [INPUT]"
-std::string Usage(const CommandLine& command);
 
 }  // namespace CmnSys::Tool
 
-#endif  // CMNSYS_TOOLS_HELP_COMMAND_LINE_H_
+#endif  // CMNSYS_TOOLS_COMMAND_LINE_DESCRIPTION_H_
