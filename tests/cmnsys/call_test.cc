@@ -78,12 +78,15 @@ TEST(Call, SaysWhyACallCannotBeMade) {
     const ProcessResult result = Cmnsys(arguments);
     EXPECT_TRUE(RefusedWith(result, test.text, test.status));
   }
+  EXPECT_TRUE(RefusedWith(Cmnsys({"subscribe", "A.B/C", "--target", silent.address(), "--plaintext",
+                                  "--timeout", "0.3"}),
+                          "no connection to " + silent.address(), 3));
 }
 
 // Answers with a field that the type of the answer does not know.
 class Service final : public Pb::Rpc::SvcQuery::Query {
  public:
-  void Initiate(google::protobuf::RpcController* /*controller*/,
+  void Initiate(google::protobuf::RpcController* controller,
                 const Pb::Rpc::SvcQuery::InitiateReq* request,
                 Pb::Rpc::SvcQuery::InitiateRsp* response,
                 google::protobuf::Closure* done) override {
@@ -91,7 +94,11 @@ class Service final : public Pb::Rpc::SvcQuery::Query {
     Pb::CmnSys::Gid* gid = response->mutable_query_result()->mutable_gid();
     gid->CopyFrom(request->query().gid());
     gid->GetReflection()->MutableUnknownFields(gid)->AddVarint(999, 7);
-    done->Run();
+    if (gid->id() == "late") {
+      controller->NotifyOnCancel(done);
+    } else {
+      done->Run();
+    }
   }
 
   std::atomic<int> calls{0};
@@ -123,6 +130,11 @@ TEST(Call, ShowsWhatTheServerSentOrDoesNotAskForIt) {
   EXPECT_NE(refused.output.find("terminal"), std::string::npos) << refused.output;
   EXPECT_EQ(service.calls, 0);
 
+  EXPECT_TRUE(RefusedWith(Cmnsys({"call", "Query/Initiate", "--target", server.Addresses().front(),
+                                  "--plaintext", "--from", "text", "--timeout", "2"},
+                                 "query { gid { id: 'late' } }"),
+                          "was not answered in time", 5));
+
   const ProcessResult as_json = Cmnsys(call);
   EXPECT_EQ(as_json.status, 0);
   EXPECT_NE(as_json.output.find("\"gid\""), std::string::npos) << as_json.output;
@@ -132,7 +144,7 @@ TEST(Call, ShowsWhatTheServerSentOrDoesNotAskForIt) {
   EXPECT_EQ(as_text.status, 0);
   EXPECT_NE(as_text.output.find("id: \"seven\""), std::string::npos) << as_text.output;
   EXPECT_NE(as_text.output.find("999: 7"), std::string::npos) << as_text.output;
-  EXPECT_EQ(service.calls, 2);
+  EXPECT_EQ(service.calls, 3);
 }
 
 }  // namespace

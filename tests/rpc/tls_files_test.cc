@@ -134,7 +134,7 @@ TEST_P(ChangedTlsFiles, AreUsedWhenTheyAreGoodAndToldWhenTheyAreNot) {
   EXPECT_NE(log->Last(Kind::kTlsFilesReloaded), "");
 }
 
-TEST(RevokedClients, AreRefusedAlsoOnConnectionsThatExist) {
+TEST(RevokedClients, AreRefusedAlsoOnConnectionsThatExistAndTheirSubscriptionsEnd) {
   const TemporaryFolder folder;
   const ProcessResult made = CmnSys::Test::Run({"sh", "-ec", R"(
 cd "$1"
@@ -143,10 +143,11 @@ printf 'serial=serial\nnew_certs_dir=.\ndefault_md=sha256\ndefault_days=2\npolic
 printf 'default_crl_days=30\ncopy_extensions=copy\n[p]\ncommonName=supplied\n' >> ca.cnf
 : > index.txt; echo 01 > serial
 openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout ca.key -out ca.pem -subj /CN=A -days 2
-for name in server client; do
+for name in server client late; do
   openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout $name.key -out $name.csr \
     -subj /CN=$name -addext subjectAltName=IP:127.0.0.1
-  openssl ca -config ca.cnf -batch -notext -in $name.csr -out $name.pem
+  [ $name = late ] && time='-startdate 200101000000Z -enddate 200102000000Z'
+  openssl ca -config ca.cnf -batch -notext $time -in $name.csr -out $name.pem
 done
 openssl ca -config ca.cnf -gencrl -out crl.pem
 openssl ca -config ca.cnf -revoke client.pem
@@ -165,14 +166,39 @@ openssl ca -config ca.cnf -gencrl -out new.pem
   Rpc::ServerOptions options;
   options.tls = files("server");
   options.tls->revocation_file = folder.PathOf("crl.pem");
-  LoopbackServer server(Echo(), options);
+  options.addresses = {"127.0.0.1:0"};
+  QueryService service(Echo());
+  Rpc::Server server(options);
+  server.Register(&service);
+  server.AddPublisher<InitiateReq, InitiateRsp>("Test.Push", "Subscribe");
+  server.Start();
   Rpc::ChannelOptions channel_options;
   channel_options.tls = files("client");
-  Rpc::Channel channel(server.address(), channel_options);
+  Rpc::Channel channel(server.Addresses().front(), channel_options);
   ASSERT_EQ(Call(&channel).code, StatusCode::kOk) << Call(&channel).text;
+  Signal active;
+  Signal ended;
+  Rpc::Status outcome;
+  Rpc::SubscriptionHandlerOf<InitiateRsp> handler;
+  handler.on_active = [&] { active.Set(); };
+  handler.on_end = [&](const Rpc::Status& status) {
+    outcome = status;
+    ended.Set();
+  };
+  const auto subscription = channel.Subscribe<InitiateRsp>("Test.Push/Subscribe", InitiateReq(),
+                                                           handler, Rpc::SubscribeOptions());
+  ASSERT_TRUE(active.Wait());
   fs::rename(folder.PathOf("new.pem"), folder.PathOf("crl.pem"));
   EXPECT_TRUE(Eventually([&] { return Call(&channel).code == StatusCode::kUnauthenticated; }));
-  EXPECT_EQ(Call(&channel).text, "the certificate of client was revoked by its authority");
+  const std::string revoked = "the certificate of client was revoked by its authority";
+  EXPECT_EQ(Call(&channel).text, revoked);
+  ASSERT_TRUE(ended.Wait());
+  EXPECT_EQ(outcome.text, revoked);
+  channel_options.tls = files("late");
+  Rpc::Channel late(server.Addresses().front(), channel_options);
+  EXPECT_NE(Call(&late).text.find("the certificate of CN = late has expired: Jan  2"),
+            std::string::npos)
+      << Call(&late).text;
 
   const Certificates others;  // Their authority did not sign that list.
   Rpc::ServerOptions foreign;

@@ -163,8 +163,8 @@ bool ClientCall::Ended(bool ok) {
     return true;
   }
   if (ok) {
-    outcome_ = {StatusCode::kDeadlineExceeded, path_ + " was not made: no connection to " +
-                                                   channel_->connections().names() + " in time"};
+    outcome_ = {StatusCode::kDeadlineExceeded,
+                NotConnected(path_, channel_->connections().names())};
     return true;
   }
   return !Advance();

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "common/grpc_log.h"
-#include "common/tls.h"
 
 namespace CmnSys::Rpc {
 
@@ -59,7 +58,7 @@ Connections::Connections(const std::vector<std::string>& addresses, const Channe
       observer->OnEvent(event);
     };
   }
-  if (options.tls) credentials_ = ClientCredentials(*options.tls, tell);
+  if (options.tls) tls_ = MakeClientTls(*options.tls, tell);
   for (const std::string& text : addresses) {
     const Address address = ParseAddress(text);
     if (!options.tls && options.plaintext != Plaintext::kAnywhere &&
@@ -67,8 +66,8 @@ Connections::Connections(const std::vector<std::string>& addresses, const Channe
       throw PlaintextRefused(text);
     }
     for (const Address& real : Expand(address)) {
-      endpoints_.push_back(std::make_unique<Watched>(
-          this, std::make_unique<Endpoint>(text, real, options, credentials_)));
+      endpoints_.push_back(
+          std::make_unique<Watched>(this, std::make_unique<Endpoint>(text, real, options, tls_)));
     }
   }
   operations_ = static_cast<int>(endpoints_.size());

@@ -20,6 +20,7 @@
 #include "client/poller.h"
 #include "common/completion.h"
 #include "common/time.h"
+#include "common/tls.h"
 
 namespace CmnSys::Rpc {
 
@@ -78,7 +79,7 @@ class Connections {
   const std::shared_ptr<Observer> observer_;
   std::string names_;
   const std::shared_ptr<Poller> poller_;
-  std::shared_ptr<grpc::ChannelCredentials> credentials_;  // Null for plaintext.
+  ClientTls tls_;
   // In the order of the addresses.
   std::vector<std::unique_ptr<Watched>> endpoints_;
   // Where calls go as long as it can be reached; with in_turn_, the next in turn.

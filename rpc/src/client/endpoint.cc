@@ -122,10 +122,11 @@ std::string Advice(const std::string& text, const Endpoint& endpoint) {
   const bool closed = Contains(text, "Socket closed") || Contains(text, "reset by peer") ||
                       Contains(text, "Broken pipe");
   if (closed && !endpoint.was_connected) {
-    return endpoint.tls
-               ? " (the server closed the connection before it was ready: it may have refused this "
-                 "client's certificate, and says why in its log)"
-               : " (the server closed the connection before it was ready: it may expect TLS)";
+    const std::string what = " (the server closed the connection before it was ready: it may ";
+    if (endpoint.tls == nullptr) return what + "expect TLS)";
+    const std::string untimely = endpoint.tls->Untimely();
+    return what + "have refused this client's certificate" +
+           (untimely.empty() ? ", and says why in its log)" : ": " + untimely + ")");
   }
   return "";
 }
@@ -133,11 +134,11 @@ std::string Advice(const std::string& text, const Endpoint& endpoint) {
 }  // namespace
 
 Endpoint::Endpoint(const std::string& given, const Address& real, const ChannelOptions& options,
-                   const std::shared_ptr<grpc::ChannelCredentials>& credentials)
+                   const ClientTls& client_tls)
     : address(given),
-      tls(options.tls.has_value()),
+      tls(client_tls.files),
       target(Target(real)),
-      channel(Connect(ParseAddress(given), real, target, options, credentials)),
+      channel(Connect(ParseAddress(given), real, target, options, client_tls.credentials)),
       stub(channel) {}
 
 bool NeverSent(const grpc::Status& status, const grpc::ClientContext& context,
@@ -150,6 +151,14 @@ bool NeverSent(const grpc::Status& status, const grpc::ClientContext& context,
 std::string Peer(const grpc::ClientContext& context, const Endpoint& endpoint) {
   const std::string peer = context.peer();
   return peer == endpoint.target ? "" : PeerAddress(peer);
+}
+
+bool MayBeSent(const grpc::ClientContext& context, const Endpoint& endpoint) {
+  return context.peer() != endpoint.target || endpoint.Ready();
+}
+
+std::string NotConnected(const std::string& path, const std::string& addresses) {
+  return path + " was not made: no connection to " + addresses + " in time";
 }
 
 Status Outcome(const grpc::Status& status, const grpc::ClientContext& context,
@@ -170,7 +179,11 @@ Status Outcome(const grpc::Status& status, const grpc::ClientContext& context,
       }
       break;
     case StatusCode::kDeadlineExceeded:
-      if (!from_peer) outcome.text = path + " was not answered in time by " + endpoint.address;
+      if (!from_peer) {
+        outcome.text = MayBeSent(context, endpoint)
+                           ? path + " was not answered in time by " + endpoint.address
+                           : NotConnected(path, endpoint.address);
+      }
       break;
     case StatusCode::kCancelled:
       if (!from_peer) outcome.text = path + " was cancelled";

@@ -6,7 +6,6 @@
 #include <grpcpp/channel.h>
 #include <grpcpp/client_context.h>
 #include <grpcpp/generic/generic_stub.h>
-#include <grpcpp/security/credentials.h>
 #include <grpcpp/support/status.h>
 
 #include <atomic>
@@ -15,20 +14,20 @@
 
 #include "CmnSys/Rpc/Channel.h"
 #include "common/address.h"
+#include "common/tls.h"
 
 namespace CmnSys::Rpc {
 
 struct Endpoint {
   // `given` is the address as the channel's user wrote it, `real` the one to connect to.
-  // `credentials` are those of TLS, null for plaintext.
   Endpoint(const std::string& given, const Address& real, const ChannelOptions& options,
-           const std::shared_ptr<grpc::ChannelCredentials>& credentials);
+           const ClientTls& client_tls);
 
   bool Ready() const { return channel->GetState(false) == GRPC_CHANNEL_READY; }
 
   const std::string address;
-  const bool tls;
-  const std::string target;  // What gRPC is told.
+  const std::shared_ptr<const TlsFileSet> tls;  // Null for plaintext.
+  const std::string target;                     // What gRPC is told.
   const std::shared_ptr<grpc::Channel> channel;
   grpc::GenericStub stub;
   mutable std::atomic<bool> was_connected{false};  // Ever; known from states and from calls.
@@ -42,6 +41,13 @@ bool NeverSent(const grpc::Status& status, const grpc::ClientContext& context,
 // The peer's IP address and port, or "unix:" and the path of its socket; empty when the call was
 // not sent.
 std::string Peer(const grpc::ClientContext& context, const Endpoint& endpoint);
+
+// Whether a call that was cancelled, or whose time is over, may have been sent: gRPC names the
+// target as its peer in any case until an answer comes.
+bool MayBeSent(const grpc::ClientContext& context, const Endpoint& endpoint);
+
+// What is said when the time ends before there is a connection.
+std::string NotConnected(const std::string& path, const std::string& addresses);
 
 // The outcome of a call, with a text that says what happened and where when it comes from gRPC and
 // not from the server. `path` is the method's.

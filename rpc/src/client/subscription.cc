@@ -114,8 +114,7 @@ Status Subscription::Impl::Attempt(bool wait_for_ready) {
       break;
     }
     if (late) {
-      status = {StatusCode::kDeadlineExceeded,
-                path_ + " was not made: no connection to " + connections.names() + " in time"};
+      status = {StatusCode::kDeadlineExceeded, NotConnected(path_, connections.names())};
       break;
     }
   }
@@ -202,7 +201,9 @@ Status Subscription::Impl::Receive(Endpoint* endpoint, grpc::CompletionQueue* qu
       unreadable.Ok() ? Outcome(status, *context_, path_, *endpoint) : std::move(unreadable);
   if (timed_out_ && outcome.code == StatusCode::kCancelled) {
     outcome = {StatusCode::kDeadlineExceeded,
-               path_ + " was not accepted in time by " + endpoint->address};
+               MayBeSent(*context_, *endpoint)
+                   ? path_ + " was not accepted in time by " + endpoint->address
+                   : NotConnected(path_, endpoint->address)};
   }
   if (active_) {
     channel_->counters.subscriptions.fetch_sub(1, std::memory_order_relaxed);

@@ -108,7 +108,7 @@ class MemoryFile {
 // file, so that they change together.
 class CheckedProvider final : public tls::CertificateProviderInterface {
  public:
-  explicit CheckedProvider(std::unique_ptr<TlsFileSet> files)
+  explicit CheckedProvider(std::shared_ptr<TlsFileSet> files)
       : files_(std::move(files)),
         authorities_(files_->Content().first->authorities),
         identity_(Identity()),
@@ -155,7 +155,7 @@ class CheckedProvider final : public tls::CertificateProviderInterface {
     }
   }
 
-  const std::unique_ptr<TlsFileSet> files_;
+  const std::shared_ptr<TlsFileSet> files_;
   MemoryFile authorities_;
   MemoryFile identity_;
   const std::unique_ptr<tls::FileWatcherCertificateProvider> watcher_;
@@ -203,10 +203,9 @@ class CheckedServerCredentials final : public grpc::ServerCredentials {
 
 }  // namespace
 
-std::shared_ptr<grpc::ChannelCredentials> ClientCredentials(const TlsFiles& files,
-                                                            TlsFileSet::Tell tell) {
-  auto provider = std::make_shared<CheckedProvider>(
-      std::make_unique<TlsFileSet>(files, false, std::move(tell)));
+ClientTls MakeClientTls(const TlsFiles& files, TlsFileSet::Tell tell) {
+  const auto checked = std::make_shared<TlsFileSet>(files, false, std::move(tell));
+  auto provider = std::make_shared<CheckedProvider>(checked);
   tls::TlsChannelCredentialsOptions options;
   options.set_certificate_provider(provider);
   options.watch_root_certs();
@@ -217,7 +216,7 @@ std::shared_ptr<grpc::ChannelCredentials> ClientCredentials(const TlsFiles& file
   };
   const auto both =
       std::make_shared<Credentials>(Credentials{std::move(provider), tls::TlsCredentials(options)});
-  return {both, both->credentials.get()};
+  return {checked, {both, both->credentials.get()}};
 }
 
 std::shared_ptr<grpc::ServerCredentials> MutualTlsServerCredentials(

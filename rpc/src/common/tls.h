@@ -44,11 +44,15 @@ class TlsFileSet {
   TlsFileSet(TlsFiles files, bool certificate_needed, Tell tell);
   ~TlsFileSet();
 
-  // Looks at the files if it is time for that. Tells once a day of certificates that expire soon.
-  void Refresh();
+  // Looks at the files if it is time for that; true when they have changed and are in use. Tells
+  // once a day of certificates that expire soon.
+  bool Refresh();
 
   // The last good content and its number, which grows with each.
   std::pair<std::shared_ptr<const TlsContent>, int> Content() const;
+
+  // Why this side's certificate is not valid at this time; empty when it is.
+  std::string Untimely() const;
 
   bool ChecksRevocation() const { return !files_.revocation_file.empty(); }
   // Whether a certificate, in PEM, is on a revocation list of its authority.
@@ -73,11 +77,16 @@ class TlsFileSet {
   mutable std::unordered_map<std::string, bool> revoked_;  // Certificates asked about so far.
 };
 
+// A client's side of TLS; both null for plaintext.
+struct ClientTls {
+  std::shared_ptr<const TlsFileSet> files;
+  std::shared_ptr<grpc::ChannelCredentials> credentials;
+};
+
 // Clients' credentials from files, which a thread of their own looks at. They must be kept as long
 // as channels that were created with them: gRPC does not. Throws std::invalid_argument, and
 // std::system_error when there is no memory or descriptor for them, or no /proc.
-std::shared_ptr<grpc::ChannelCredentials> ClientCredentials(const TlsFiles& files,
-                                                            TlsFileSet::Tell tell = {});
+ClientTls MakeClientTls(const TlsFiles& files, TlsFileSet::Tell tell = {});
 
 // Asks each client for a certificate. Each handshake takes the files' content of its time; `files`
 // must be refreshed by its owner.

@@ -124,6 +124,16 @@ std::string TimeText(const ASN1_TIME* time) {
   return {text, static_cast<std::size_t>(length)};
 }
 
+// Why a certificate is not valid at this time; empty when it is.
+std::string WhyUntimely(const X509* certificate) {
+  const ASN1_TIME* begin = X509_get0_notBefore(certificate);
+  const ASN1_TIME* end = X509_get0_notAfter(certificate);
+  const std::string what = "the certificate of " + NameOf(X509_get_subject_name(certificate));
+  if (X509_cmp_current_time(begin) > 0) return what + " is not valid before " + TimeText(begin);
+  if (X509_cmp_current_time(end) < 0) return what + " has expired: " + TimeText(end);
+  return "";
+}
+
 }  // namespace
 
 struct TlsFileSet::Parsed {
@@ -224,10 +234,10 @@ std::pair<std::shared_ptr<const TlsContent>, int> TlsFileSet::Content() const {
   return {content_, number_};
 }
 
-void TlsFileSet::Refresh() {
+bool TlsFileSet::Refresh() {
   const auto now = std::chrono::steady_clock::now();
   if (now >= next_expiry_) TellOfExpiry();
-  if (now < next_look_) return;
+  if (now < next_look_) return false;
   next_look_ = now + ReloadInterval(files_);
   auto content = std::make_shared<TlsContent>();
   std::shared_ptr<const Parsed> parsed;
@@ -252,23 +262,21 @@ void TlsFileSet::Refresh() {
   } else if (!fault.empty() && !told) {
     tell_(Event::Kind::kTlsFilesNotUsable, fault + "; the last good TLS files stay in use");
   }
+  return changed;
 }
 
 void TlsFileSet::TellOfExpiry() {
   next_expiry_ = std::chrono::steady_clock::now() + kTellAgain;
-  const auto check = [this](const ASN1_TIME* end, const std::string& what) {
-    if (end == nullptr) return;
-    std::time_t soon =
-        std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() + kSoon);
-    if (X509_cmp_time(end, &soon) > 0) return;
-    const bool over = X509_cmp_current_time(end) < 0;
-    tell_(Event::Kind::kCertificateExpires,
-          what + (over ? " has expired: " : " expires soon: ") + TimeText(end));
-  };
+  std::time_t soon = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() + kSoon);
   for (const auto* list : {&parsed_->certificates, &parsed_->authorities}) {
     for (const Certificate& certificate : *list) {
-      check(X509_get0_notAfter(certificate.get()),
-            "the certificate of " + NameOf(X509_get_subject_name(certificate.get())));
+      const ASN1_TIME* end = X509_get0_notAfter(certificate.get());
+      std::string text = WhyUntimely(certificate.get());
+      if (text.empty() && X509_cmp_time(end, &soon) <= 0) {
+        text = "the certificate of " + NameOf(X509_get_subject_name(certificate.get())) +
+               " expires soon: " + TimeText(end);
+      }
+      if (!text.empty()) tell_(Event::Kind::kCertificateExpires, text);
     }
   }
   for (const RevocationList& list : parsed_->revocations) {
@@ -279,6 +287,15 @@ void TlsFileSet::TellOfExpiry() {
                                                   " is out of date: " + TimeText(next));
     }
   }
+}
+
+std::string TlsFileSet::Untimely() const {
+  const std::lock_guard lock(mutex_);
+  std::string text;
+  for (const Certificate& certificate : parsed_->certificates) {
+    if (text.empty()) text = WhyUntimely(certificate.get());
+  }
+  return text;
 }
 
 bool TlsFileSet::IsRevoked(const std::string& certificate) const {

@@ -109,6 +109,10 @@ void PublisherImpl::DropStalled() {
   for (const auto& subscriber : All()) subscriber->DropWhenStalled();
 }
 
+void PublisherImpl::DropRevoked() {
+  for (const auto& subscriber : All()) subscriber->DropWhenRevoked();
+}
+
 PublisherImpl::List PublisherImpl::Subscribers() const {
   const std::lock_guard lock(mutex_);
   return subscribers_;

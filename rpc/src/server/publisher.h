@@ -43,6 +43,8 @@ class PublisherImpl final : public Publisher {
   // Ends all subscriptions, and those that come later.
   void Close(const Status& status);
   void DropStalled();
+  // Drops those whose certificate has been revoked since they were admitted.
+  void DropRevoked();
 
   const std::shared_ptr<ServerCore>& core() const { return core_; }
   std::string MethodName() const { return options.service + "/" + options.method; }

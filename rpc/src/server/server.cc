@@ -414,7 +414,11 @@ void Server::Impl::TakeCare() {
     });
     if (reflection_ != nullptr) reflection_->EndSlow(options);
     for (const auto& publisher : publishers_) publisher->DropStalled();
-    if (core_->tls != nullptr) core_->tls->Refresh();
+    if (core_->tls != nullptr && core_->tls->Refresh()) {
+      for (const auto& publisher : publishers_) {
+        if (!publisher->internal) publisher->DropRevoked();
+      }
+    }
     lock.lock();
   }
 }

@@ -74,15 +74,17 @@ void ServerCore::Tell(Event::Kind kind, const std::string& peer, const std::stri
   options.observer->OnEvent(event);
 }
 
+Status ServerCore::CheckRevoked(const CallInfo& info, const grpc::AuthContext& peer) const {
+  if (tls == nullptr || !tls->ChecksRevocation()) return {};
+  const auto certificate = peer.FindPropertyValues(GRPC_X509_PEM_CERT_PROPERTY_NAME);
+  if (!certificate.empty() && !tls->IsRevoked(ToString(certificate.front()))) return {};
+  return {StatusCode::kUnauthenticated,
+          "the certificate of " + info.identity.common_name + " was revoked by its authority"};
+}
+
 Status ServerCore::Authorize(const CallInfo& info, const grpc::AuthContext& peer) const {
-  if (tls != nullptr && tls->ChecksRevocation()) {
-    const auto certificate = peer.FindPropertyValues(GRPC_X509_PEM_CERT_PROPERTY_NAME);
-    if (certificate.empty() || tls->IsRevoked(ToString(certificate.front()))) {
-      return {StatusCode::kUnauthenticated,
-              "the certificate of " + info.identity.common_name + " was revoked by its authority"};
-    }
-  }
-  if (!options.authorize) return {};
+  Status revoked = CheckRevoked(info, peer);
+  if (!revoked.Ok() || !options.authorize) return revoked;
   try {
     return options.authorize(info);
   } catch (...) {

@@ -63,6 +63,8 @@ struct ServerCore {
 
   // Whether somebody decides about calls.
   bool Decides() const { return options.authorize || (tls != nullptr && tls->ChecksRevocation()); }
+  // Whether a peer's certificate is on a revocation list: then the status says so.
+  Status CheckRevoked(const CallInfo& info, const grpc::AuthContext& peer) const;
   // Decides about a call: by revocation lists and by ServerOptions::authorize. Throws nothing.
   Status Authorize(const CallInfo& info, const grpc::AuthContext& peer) const;
 

@@ -67,11 +67,10 @@ void SubscriberCall::Step(void (SubscriberCall::*step)()) {
 }
 
 void SubscriberCall::Admit() {
-  Status status;
-  if (!publisher_->internal && core_->Decides()) {
+  Status status = publisher_->Add(shared_from_this());
+  if (status.Ok() && !publisher_->internal && core_->Decides()) {
     status = core_->Authorize(*info_, *context_.auth_context());
   }
-  if (status.Ok()) status = publisher_->Add(shared_from_this());
   if (status.Ok()) {
     const std::lock_guard lock(mutex_);
     reading_ = state_ == State::kAsking && core_->gate.Pass([this] {
@@ -206,6 +205,12 @@ void SubscriberCall::DropWhenStalled() {
                             std::to_string(publisher_->options.stall_timeout.count()) + " ms"};
     Drop(state_ == State::kEnding ? outcome_ : status);
   }
+}
+
+void SubscriberCall::DropWhenRevoked() {
+  const Status status = core_->CheckRevoked(*info_, *context_.auth_context());
+  const std::lock_guard lock(mutex_);
+  if (!status.Ok() && state_ != State::kClosed) Drop(status);
 }
 
 std::size_t SubscriberCall::WaitingBytes() const {

@@ -46,6 +46,8 @@ class SubscriberCall final : public Subscriber,
   bool EndWhenSent(const Status& status);
   // Drops a subscriber that takes nothing of what waits, or does not complete its request.
   void DropWhenStalled();
+  // Drops a subscriber whose certificate has been revoked since it was admitted.
+  void DropWhenRevoked();
   std::size_t WaitingBytes() const;
 
  private:

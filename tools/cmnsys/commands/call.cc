@@ -64,7 +64,7 @@ void Call(CallOptions& options) {
   const auto sink = OpenResponseSink(&options.exchange);
 
   channel->CallMethod(method, &controller, request.get(), response.get(), nullptr);
-  ThrowUnlessOk(method->full_name(), controller.Outcome(), !controller.Peer().empty());
+  ThrowUnlessOk(method->full_name(), controller.Outcome());
   sink->Write(*response);
   sink->Finish();
 }

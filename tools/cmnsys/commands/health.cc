@@ -74,7 +74,7 @@ void Ask(const HealthOptions& options) {
   Rpc::ClientController controller;
   for (const auto& [name, value] : options.remote.Metadata()) controller.AddMetadata(name, value);
   channel->CallMethod(method, &controller, request.get(), response.get(), nullptr);
-  ThrowUnlessOk(method->full_name(), controller.Outcome(), !controller.Peer().empty());
+  ThrowUnlessOk(method->full_name(), controller.Outcome());
 
   const auto* field = method->output_type()->field(0);
   const int status = response->GetReflection()->GetEnumValue(*response, field);

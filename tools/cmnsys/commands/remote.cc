@@ -28,16 +28,20 @@ std::string ReadToken(const std::string& path) {
   return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
-ExitStatus ExitStatusOf(const Rpc::Status& status, bool sent) {
+ExitStatus ExitStatusOf(const Rpc::Status& status) {
+  // The channel's words.
+  const auto says = [&status](const char* words) {
+    return status.text.find(words) != std::string::npos;
+  };
   switch (status.code) {
     case Rpc::StatusCode::kOk:
       return ExitStatus::kDone;
     case Rpc::StatusCode::kDeadlineExceeded:
-      return sent ? ExitStatus::kCallFailed : ExitStatus::kNotReached;
+      return says("was not made: no connection") ? ExitStatus::kNotReached
+                                                 : ExitStatus::kCallFailed;
     case Rpc::StatusCode::kUnavailable:
-      // The channel says so when a certificate is what keeps it from a server.
-      return status.text.find("certificate") == std::string::npos ? ExitStatus::kNotReached
-                                                                  : ExitStatus::kRefused;
+      // A certificate may be what keeps the channel from a server.
+      return says("certificate") ? ExitStatus::kRefused : ExitStatus::kNotReached;
     case Rpc::StatusCode::kUnauthenticated:
     case Rpc::StatusCode::kPermissionDenied:
       return ExitStatus::kRefused;
@@ -131,11 +135,11 @@ std::unique_ptr<Rpc::Channel> OpenChannel(const RemoteOptions& remote, std::uint
   return std::make_unique<Rpc::Channel>(remote.targets, options);
 }
 
-void ThrowUnlessOk(const std::string& what, const Rpc::Status& status, bool sent) {
+void ThrowUnlessOk(const std::string& what, const Rpc::Status& status) {
   if (status.Ok()) return;
   throw Failure(what + " failed with " + Rpc::StatusCodeName(status.code) +
                     (status.text.empty() ? "" : ": " + status.text),
-                ExitStatusOf(status, sent));
+                ExitStatusOf(status));
 }
 
 std::unique_ptr<Message> New(const google::protobuf::Descriptor* type) {

@@ -55,9 +55,8 @@ void AddExchange(Command command, ExchangeOptions* options, const std::string& s
 // std::invalid_argument for options that do not fit.
 std::unique_ptr<Rpc::Channel> OpenChannel(const RemoteOptions& remote, std::uint64_t max_bytes);
 
-// Throws Failure, with the exit status, unless the status is kOk. `what` has failed; `sent` is
-// false when it did not get as far as a server.
-void ThrowUnlessOk(const std::string& what, const Rpc::Status& status, bool sent);
+// Throws Failure, with the exit status, unless the status is kOk. `what` has failed.
+void ThrowUnlessOk(const std::string& what, const Rpc::Status& status);
 
 std::unique_ptr<google::protobuf::Message> New(const google::protobuf::Descriptor* type);
 

@@ -122,7 +122,7 @@ void Subscribe(SubscribeCommandOptions& options) {
   if (!enough && outcome.code != Rpc::StatusCode::kCancelled) {
     // What has come is kept, also when the server ends with a failure.
     sink->Finish();
-    ThrowUnlessOk(options.method, outcome, true);
+    ThrowUnlessOk(options.method, outcome);
     return;
   }
   sink->Finish();

@@ -52,7 +52,8 @@ class CMNSYSRPC_EXPORT ClientController final : public google::protobuf::RpcCont
   const std::string& Address() const;
 
   // The IP address and port of the server that the last call was sent to ("192.0.2.7:4711"), or
-  // "unix:" and the path of its socket; empty when it was not sent.
+  // "unix:" and the path of its socket; empty when it was not sent, or the timeout or a
+  // cancellation ended it before the server had answered anything.
   const std::string& Peer() const;
 
   // Back to the state of a new controller: settings, metadata, outcome and cancellation. Throws

@@ -39,7 +39,7 @@ struct Event {
     kSubscriberDropped,   // Server: a subscriber was too slow; kUnsubscribed follows.
     kTlsFilesReloaded,    // Renewed TLS files are in use.
     kTlsFilesNotUsable,   // Changed TLS files cannot be used, the last good ones still are.
-    kCertificateExpires,  // A certificate expires soon or has expired.
+    kCertificateExpires,  // A certificate expires soon, has expired or is not valid yet.
     kLog,                 // gRPC's own log; whole process.
   };
   Kind kind = Kind::kLog;

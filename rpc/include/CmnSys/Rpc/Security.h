@@ -26,8 +26,9 @@ struct TlsFiles {
   std::chrono::seconds reload_interval{60};
   // Revocation lists of the authorities (RFC 5280), one after the other; empty for none. A server
   // refuses calls of clients whose certificate is on one, with kUnauthenticated, also on
-  // connections that exist already. A list must be signed by an authority in ca_file; one that is
-  // out of date still counts, and the observer is told. Clients do not look at it.
+  // connections that exist already, and ends their subscriptions. A list must be signed by an
+  // authority in ca_file; one that is out of date still counts, and the observer is told. Clients
+  // do not look at it.
   std::string revocation_file{};
 };
 
