@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "commands/commands.h"
@@ -39,13 +41,40 @@ struct SizeOptions {
   std::size_t jobs = DefaultJobs();
 };
 
-// The fields of some messages.
+// Tables that threads add to, whatever messages they work on: there are about as many fields in a
+// batch of messages as in all of them, so that a table for each would not pay. Thread-safe.
+class Tables {
+ public:
+  std::unique_ptr<FieldSize> Take() {
+    const std::lock_guard lock(mutex_);
+    if (tables_.empty()) return std::make_unique<FieldSize>();
+    std::unique_ptr<FieldSize> table = std::move(tables_.back());
+    tables_.pop_back();
+    return table;
+  }
+
+  void Return(std::unique_ptr<FieldSize> table) {
+    const std::lock_guard lock(mutex_);
+    tables_.push_back(std::move(table));
+  }
+
+  // Adds what is in the tables that have been returned.
+  void MergeInto(FieldSize* all) const {
+    for (const std::unique_ptr<FieldSize>& table : tables_) MergeFieldSizes(*table, all);
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::unique_ptr<FieldSize>> tables_;
+};
+
+// The fields of some messages, among others.
 struct Sizes {
-  FieldSize all;
+  std::unique_ptr<FieldSize> table;
   bool broken = false;
 
   static std::size_t bytes() { return 0; }
-  void Clear() { all = {}; }
+  static void Clear() {}
 };
 
 std::string Row(std::uint64_t bytes, std::uint64_t total, std::uint64_t count,
@@ -61,6 +90,7 @@ void Size(const SizeOptions& options) {
   const std::unique_ptr<Message> message = NewMessage(options.type);
   const auto source = OpenSource(options.input, options.from, options.json);
   FieldSize all;
+  Tables tables;
   {
     Progress progress(options.input.path);
     MessageWork<Sizes> work;
@@ -68,19 +98,21 @@ void Size(const SizeOptions& options) {
       AddFieldSizes(next, &all);
       return true;
     };
-    work.apart = [](const Message& next, Sizes* sizes) {
+    work.apart = [&tables](const Message& next, Sizes* sizes) {
+      if (sizes->table == nullptr) sizes->table = tables.Take();
       sizes->broken = true;  // Until all of the message has been added.
-      AddFieldSizes(next, &sizes->all);
+      AddFieldSizes(next, sizes->table.get());
       sizes->broken = false;
       return true;
     };
-    work.join = [&all](Sizes* sizes) {
+    work.join = [&tables](Sizes* sizes) {
       if (sizes->broken) throw std::bad_alloc();
-      MergeFieldSizes(sizes->all, &all);
+      if (sizes->table != nullptr) tables.Return(std::move(sizes->table));
       return true;
     };
     ForEachMessage(source.get(), *message, &progress, work).Run(options.jobs);
   }
+  tables.MergeInto(&all);
 
   std::size_t left_out = 0;
   std::vector<SizeRow> rows = LargestFields(all, options.max_depth_shown, options.limit, &left_out);

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cinttypes>
-#include <cstdio>
 #include <optional>
 #include <vector>
 
@@ -85,26 +83,38 @@ std::vector<std::string> ParseHexDumps(std::string_view text, const std::string&
 }
 
 std::string FormatHexDump(std::string_view bytes, std::uint64_t offset) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
   constexpr std::size_t kPerLine = 16;
+  constexpr std::size_t kLineLength = 79;  // With an offset of eight digits.
+  const auto digits_of_offset = [](std::uint64_t value) {
+    std::size_t digits = 8;
+    while (digits < 16 && value >> (4 * digits) != 0) ++digits;
+    return digits;
+  };
   std::string dump;
+  dump.reserve((bytes.size() / kPerLine + 1) * kLineLength);
   std::size_t i = 0;
   do {
     const std::string_view line = bytes.substr(i, kPerLine);
-    std::array<char, 24> piece = {};
-    std::snprintf(piece.data(), piece.size(), "%08" PRIx64 " ", offset + i);
-    dump += piece.data();
-    std::string characters;
-    for (std::size_t j = 0; j < kPerLine; ++j) {
-      if (j % 8 == 0) dump += ' ';
-      if (j >= line.size()) {
-        dump += "   ";
-        continue;
-      }
-      std::snprintf(piece.data(), piece.size(), "%02x ", static_cast<unsigned char>(line[j]));
-      dump += piece.data();
-      characters += (line[j] >= ' ' && line[j] <= '~') ? line[j] : '.';
+    for (std::size_t digit = digits_of_offset(offset + i); digit-- > 0;) {
+      dump += kDigits[(offset + i) >> (4 * digit) & 0xf];
     }
-    dump += " |" + characters + "|\n";
+    // Two blanks, two groups of eight bytes with a blank behind each byte, a blank before the
+    // second group and one before the characters.
+    std::array<char, 3 * kPerLine + 3> columns;
+    columns.fill(' ');
+    char* at = columns.data() + 2;
+    for (std::size_t j = 0; j < line.size(); ++j) {
+      const auto byte = static_cast<unsigned char>(line[j]);
+      if (j == kPerLine / 2) ++at;
+      *at++ = kDigits[byte >> 4];
+      *at++ = kDigits[byte & 0xf];
+      ++at;
+    }
+    dump.append(columns.data(), columns.size());
+    dump += " |";
+    for (const char c : line) dump += c >= ' ' && c <= '~' ? c : '.';
+    dump += "|\n";
     i += kPerLine;
   } while (i < bytes.size());
   return dump;
