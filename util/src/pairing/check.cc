@@ -77,8 +77,8 @@ void FindPayloadsBelow(const Message& message, const PayloadNode& node, const Pa
       wanted, depth + 1, found);
 }
 
-bool HasUnknownField(const Message& message, int number) {
-  const UnknownFieldSet& unknown = message.GetReflection()->GetUnknownFields(message);
+bool HasUnknownField(const Message& message, const Reflection& reflection, int number) {
+  const UnknownFieldSet& unknown = reflection.GetUnknownFields(message);
   for (int i = 0; i < unknown.field_count(); ++i) {
     if (unknown.field(i).number() == number) return true;
   }
@@ -127,9 +127,9 @@ class Checker {
     const FieldLists::Set set(&lists_, message, reflection);
     if (type.record) {
       if (type.record->pairing.described.selector != nullptr) {
-        CheckSelected(message, *set, type, step);
+        CheckSelected(message, reflection, *set, type, step);
       } else {
-        CheckAlternatives(message, *set, type, step);
+        CheckAlternatives(message, reflection, *set, type, step);
       }
     }
     for (const FieldDescriptor* descriptor : *set) {
@@ -186,16 +186,15 @@ class Checker {
     return found;
   }
 
-  void CheckSelected(const Message& message, const Fields& set, const CheckType& type,
-                     const Step* step) {
+  void CheckSelected(const Message& message, const Reflection& reflection, const Fields& set,
+                     const CheckType& type, const Step* step) {
     const CheckedRecord& record = *type.record;
     const Pairing& pairing = record.pairing;
     const FieldDescriptor* const selector = pairing.described.selector;
-    const Reflection* const reflection = message.GetReflection();
-    const bool is_set = reflection->HasField(message, selector);
-    if (!is_set && HasUnknownField(message, selector->number())) return;
+    const bool is_set = reflection.HasField(message, selector);
+    if (!is_set && HasUnknownField(message, reflection, selector->number())) return;
     // An unset selector reads as its default.
-    const int number = reflection->GetEnumValue(message, selector);
+    const int number = reflection.GetEnumValue(message, selector);
     const int path = record.path_of_value.Find(number);
     if (path < 0) return;
 
@@ -246,12 +245,12 @@ class Checker {
     }
   }
 
-  void CheckAlternatives(const Message& message, const Fields& set, const CheckType& type,
-                         const Step* step) {
+  void CheckAlternatives(const Message& message, const Reflection& reflection, const Fields& set,
+                         const CheckType& type, const Step* step) {
     const Pairing& pairing = type.record->pairing;
     const SetPayloads found = FindPayloadsOf(type, message, set, {});
     if (found.others.empty()) {
-      const bool may_be_unknown = !message.GetReflection()->GetUnknownFields(message).empty();
+      const bool may_be_unknown = !reflection.GetUnknownFields(message).empty();
       if (!pairing.described.may_be_none && !may_be_unknown) {
         Report(step, {}, CheckRule::kAlternativeMissing,
                "none of the " + std::to_string(pairing.payloads.size()) + " alternatives of " +
