@@ -44,6 +44,7 @@ class ScanWriter {
       fields_.Print("  ::std::uint64_t number = 0;\n");
     }
     if (repeated) fields_.Print("  const char* start = nullptr;\n");
+    if (!fields_.all().empty()) WriteJump(fields_.all().front(), "  ");
     fields_.Print("  while (p != e) {\n");
     if (repeated) fields_.Print("    start = p;\n");
     fields_.Print(
@@ -51,8 +52,7 @@ class ScanWriter {
         "    if (p == nullptr) return false;\n"
         "    switch (tag) {\n");
     for (std::size_t i = 0; i < fields_.all().size(); ++i) {
-      WriteCase(fields_.all()[i], i > 0,
-                i + 1 < fields_.all().size() ? fields_.all()[i + 1] : nullptr);
+      WriteCase(i);
     }
     fields_.Print("      default:\n");
     if (fields_.has_extensions()) {
@@ -108,29 +108,35 @@ class ScanWriter {
     return Tag(field, field->is_packed() ? kLengthDelimited : InfoOf(field).wire_type);
   }
 
+  // Whether there is a jump to the field's case: to fields with a tag of one or two bytes.
+  static bool IsJumpedTo(const FieldDescriptor* field) { return ExpectedTag(field) < 0x4000; }
+
   // Goes straight to the case of the field whose tag follows, if it does.
-  void WriteJump(const FieldDescriptor* field) {
+  void WriteJump(const FieldDescriptor* field, const std::string& indent) {
+    if (!IsJumpedTo(field)) return;
     const std::uint32_t tag = ExpectedTag(field);
-    if (tag >= 0x4000) return;
-    fields_.Print("        if (::CmnSys::View::internal::StartsWithTag<$tag$u>(p, e)) {\n",
-                  {{"tag", std::to_string(tag)}});
-    if (field->is_repeated()) fields_.Print("          start = p;\n");
+    const Vars vars = {{"indent", indent},
+                       {"tag", std::to_string(tag)},
+                       {"size", tag < 0x80 ? "1" : "2"},
+                       {"number", std::to_string(field->number())}};
+    fields_.Print("$indent$if (::CmnSys::View::internal::StartsWithTag<$tag$u>(p, e)) {\n", vars);
+    if (field->is_repeated()) fields_.Print("$indent$  start = p;\n", vars);
     fields_.Print(
-        "          p += $size$;\n"
-        "          goto field_$number$;\n"
-        "        }\n",
-        {{"size", tag < 0x80 ? "1" : "2"}, {"number", std::to_string(field->number())}});
+        "$indent$  p += $size$;\n"
+        "$indent$  goto field_$number$;\n"
+        "$indent$}\n",
+        vars);
   }
 
-  void WriteCase(const FieldDescriptor* field, bool jumped_to, const FieldDescriptor* next) {
+  void WriteCase(std::size_t index) {
+    const FieldDescriptor* field = fields_.all()[index];
     const Vars vars = fields_.VarsOf(field);
     const auto tag_case = [this, field](std::uint32_t wire_type) {
       fields_.Print("      case $tag$u:\n", {{"tag", std::to_string(Tag(field, wire_type))}});
     };
     const std::uint32_t wire_type = InfoOf(field).wire_type;
-    jumped_to = (jumped_to || field->is_repeated()) && ExpectedTag(field) < 0x4000;
     const auto label = [&] {
-      if (jumped_to) fields_.Print("      field_$number$:\n", vars);
+      if (IsJumpedTo(field)) fields_.Print("      field_$number$:\n", vars);
     };
     if (field->is_repeated() && IsNumeric(field)) {
       // The form that is not expected comes first and goes on like the other one.
@@ -177,9 +183,10 @@ class ScanWriter {
         }
         fields_.Print("        p += length;\n");
       } else if (wire_type == kVarint) {
-        fields_.Print(
-            "        p = ::CmnSys::View::ReadVarint(p, e, &number);\n"
-            "        if (p == nullptr) return false;\n");
+        fields_.Print(IsEnum(field)
+                          ? "        p = ::CmnSys::View::internal::ReadEnumNumber(p, e, &number);\n"
+                          : "        p = ::CmnSys::View::ReadVarint(p, e, &number);\n");
+        fields_.Print("        if (p == nullptr) return false;\n");
         if (IsEnum(field)) {
           fields_.Print(
               "        if (::CmnSys::View::internal::HasNumber<$type$>(\n"
@@ -202,8 +209,11 @@ class ScanWriter {
             vars);
       }
     }
-    if (field->is_repeated()) WriteJump(field);
-    if (next != nullptr) WriteJump(next);
+    if (field->is_repeated()) WriteJump(field, "        ");
+    // One of the next two fields, as one that is not set is no rarity.
+    for (std::size_t i = index + 1; i <= index + 2 && i < fields_.all().size(); ++i) {
+      WriteJump(fields_.all()[i], "        ");
+    }
     fields_.Print("        break;\n");
   }
 

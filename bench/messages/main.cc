@@ -30,7 +30,7 @@ struct Variant {
 
 constexpr Variant kVariants[] = {
     {"bytes copied", CmnSys::Bench::MakeBytesCopied},
-    {"hand-written", CmnSys::Bench::MakeHandWritten},
+    {"hand-written", CmnSys::Bench::MakeHandWritten, false, true, true},
     {"ours, reused", CmnSys::Bench::MakeOursReused, true},
     {"ours, bytes alone", CmnSys::Bench::MakeOursBytesAlone, false, true, true},
     {"ours, arena", CmnSys::Bench::MakeOursArena, true},
@@ -40,10 +40,10 @@ constexpr Variant kVariants[] = {
     {"ours, walk alone", CmnSys::Bench::MakeOursWalkAlone, false, false, true},
     {"ours, JSON", CmnSys::Bench::MakeOursJson},
     {"ours, JSON alone", CmnSys::Bench::MakeOursJsonAlone, false, true, true},
-    {"ours, in place", CmnSys::Bench::MakeViews, true},
-    {"ours, in place, validated", CmnSys::Bench::MakeValidatedViews, true, false},
-    {"Cap'n Proto", CmnSys::Bench::MakeCapnProto, true},
-    {"FlatBuffers, verified", CmnSys::Bench::MakeFlatBuffersVerified, true},
+    {"ours, in place", CmnSys::Bench::MakeViews, true, true, true},
+    {"ours, in place, validated", CmnSys::Bench::MakeValidatedViews, true, false, true},
+    {"Cap'n Proto", CmnSys::Bench::MakeCapnProto, true, true, true},
+    {"FlatBuffers, verified", CmnSys::Bench::MakeFlatBuffersVerified, true, true, true},
     {"FlatBuffers, objects", CmnSys::Bench::MakeFlatBuffersOwned, true},
     {"MessagePack", CmnSys::Bench::MakeMessagePack, true},
     {"simdjson", CmnSys::Bench::MakeSimdjson, false, false},

@@ -54,6 +54,10 @@ struct UnknownField {
 
 namespace internal {
 
+inline bool IsLikely(bool condition) {
+  return __builtin_expect(static_cast<long>(condition), 1L) != 0;
+}
+
 inline std::uint32_t ByteAt(const char* p) { return static_cast<unsigned char>(*p); }
 
 // What was read and the place behind it, or null: in two registers, where a result by way of a
@@ -81,10 +85,38 @@ inline std::uint64_t EightBytesAt(const char* p) {
   return bytes;
 }
 
+constexpr std::uint64_t kTopBits = 0x8080808080808080;
+
 // The top bits of those bytes that end a number.
-inline std::uint64_t NumberEnds(std::uint64_t bytes) { return ~bytes & 0x8080808080808080; }
+inline std::uint64_t NumberEnds(std::uint64_t bytes) { return (bytes & kTopBits) ^ kTopBits; }
+
+// The place behind a number that begins at p and ends at the lowest of these ends.
+inline const char* BehindNumber(const char* p, std::uint64_t ends) {
+  return p + (static_cast<unsigned>(__builtin_ctzll(ends)) >> 3) + 1;
+}
+
+// The number that ends at the lowest of these ends.
+inline std::uint64_t JoinNumber(std::uint64_t bytes, std::uint64_t ends) {
+  bytes = (bytes ^ (bytes & kTopBits)) & (ends ^ (ends - 1));
+  // Close the gaps between groups of 7, then 14, then 28 bits.
+  bytes -= (bytes >> 1) & 0x3f803f803f803f80;
+  bytes -= 3 * ((bytes >> 2) & 0x0fffc0000fffc000);
+  return (bytes & 0x0fffffff) | bytes >> 32 << 28;
+}
 
 [[gnu::noinline]] inline Found FindVarint(const char* p, const char* e) {
+  const std::ptrdiff_t left = e - p;
+  if (left >= 4 && left < 8) {
+    // The last number of a small message: all of its bytes, and behind them such that end nothing.
+    std::uint32_t first = 0;
+    std::uint32_t last = 0;
+    std::memcpy(&first, p, sizeof first);
+    std::memcpy(&last, e - 4, sizeof last);
+    const std::uint64_t bytes = std::uint64_t{last} << (8 * (left - 4)) | first;
+    const std::uint64_t ends = NumberEnds(bytes) & ~(~std::uint64_t{0} << (8 * left));
+    if (ends == 0) return {nullptr, 0};
+    return {BehindNumber(p, ends), JoinNumber(bytes, ends)};
+  }
   std::uint64_t value = 0;
   for (int i = 0; i < 10 && p != e; ++i) {
     const std::uint64_t byte = ByteAt(p++);
@@ -96,27 +128,27 @@ inline std::uint64_t NumberEnds(std::uint64_t bytes) { return ~bytes & 0x8080808
 
 // Numbers of up to 8 bytes without a branch that depends on their length.
 inline const char* ReadVarintSlow(const char* p, const char* e, std::uint64_t* value) {
-  std::uint64_t bytes = 0;
-  std::uint64_t ends = 0;
   if (e - p >= 8) {
-    bytes = EightBytesAt(p);
-    ends = NumberEnds(bytes);
+    const std::uint64_t bytes = EightBytesAt(p);
+    const std::uint64_t ends = NumberEnds(bytes);
+    if (IsLikely(ends != 0)) {
+      *value = JoinNumber(bytes, ends);
+      return BehindNumber(p, ends);
+    }
   }
-  if (ends == 0) {
-    const Found found = FindVarint(p, e);
-    *value = found.value;
-    return found.behind;
-  }
-  bytes &= (ends ^ (ends - 1)) & 0x7f7f7f7f7f7f7f7f;
-  // Close the gaps between groups of 7, then 14, then 28 bits.
-  bytes = (bytes & 0x007f007f007f007f) | (bytes & 0x7f007f007f007f00) >> 1;
-  bytes = (bytes & 0x00003fff00003fff) | (bytes & 0x3fff00003fff0000) >> 2;
-  *value = (bytes & 0x000000000fffffff) | (bytes & 0x0fffffff00000000) >> 4;
-  return p + (__builtin_ctzll(ends) >> 3) + 1;
+  const Found found = FindVarint(p, e);
+  *value = found.value;
+  return found.behind;
 }
 
+// For lengths of more than one byte; hardly any has more than two.
 [[gnu::noinline]] inline Found FindLength(const char* p, const char* e) {
   std::uint64_t length = 0;
+  if (e - p >= 2 && ByteAt(p + 1) < 0x80) {
+    length = (ByteAt(p) & 0x7f) | ByteAt(p + 1) << 7;
+    if (length > static_cast<std::size_t>(e - p - 2)) return {nullptr, 0};
+    return {p + 2, length};
+  }
   for (int i = 0; i < 5 && p != e; ++i) {
     const std::uint64_t byte = ByteAt(p++);
     length |= (byte & 0x7f) << (7 * i);
@@ -159,12 +191,33 @@ inline const char* ReadVarint(const char* p, const char* e, std::uint64_t* value
   return internal::ReadVarintSlow(p, e, value);
 }
 
+namespace internal {
+
+// Reads a number that hardly ever has more than two bytes, as those of enums.
+inline const char* ReadEnumNumber(const char* p, const char* e, std::uint64_t* value) {
+  if (p == e) return nullptr;
+  const std::uint32_t first = ByteAt(p);
+  if (first < 0x80) {
+    *value = first;
+    return p + 1;
+  }
+  if (e - p >= 2 && ByteAt(p + 1) < 0x80) {
+    *value = first - 0x80 + (ByteAt(p + 1) << 7);
+    return p + 2;
+  }
+  const Found found = FindVarint(p, e);
+  *value = found.value;
+  return found.behind;
+}
+
+}  // namespace internal
+
 // Reads a number that is not needed.
 inline const char* SkipVarint(const char* p, const char* e) {
   if (p != e && internal::ByteAt(p) < 0x80) return p + 1;
   if (e - p >= 8) {
     const std::uint64_t ends = internal::NumberEnds(internal::EightBytesAt(p));
-    if (ends != 0) return p + (__builtin_ctzll(ends) >> 3) + 1;
+    if (ends != 0) return internal::BehindNumber(p, ends);
   }
   return internal::FindVarint(p, e).behind;
 }
@@ -173,9 +226,11 @@ inline const char* SkipVarint(const char* p, const char* e) {
 inline const char* ReadLength(const char* p, const char* e, std::uint32_t* length) {
   if (p == e) return nullptr;
   const std::uint32_t first = internal::ByteAt(p);
-  if (first < 0x80) {
+  if (internal::IsLikely(first < 0x80)) {
     *length = first;
-    return first < e - p ? p + 1 : nullptr;
+    // In this form the sum is the place behind the value, which the caller needs, too.
+    const auto behind = reinterpret_cast<std::uintptr_t>(p) + 1 + first;
+    return behind <= reinterpret_cast<std::uintptr_t>(e) ? p + 1 : nullptr;
   }
   const internal::Found found = internal::FindLength(p, e);
   *length = static_cast<std::uint32_t>(found.value);
