@@ -214,9 +214,19 @@ TEST_F(Publishing, RefusesSubscribersAndTellsTheOthersOfTheShutdown) {
   EXPECT_EQ(push.Publish(Numbered(2)), 0U);
 }
 
-TEST_F(Publishing, DropsThoseWhoTakeNothingForTooLongAndTellsTheObserver) {
+// With true, because the server keeps too much.
+class Stalled : public Publishing, public testing::WithParamInterface<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(, Stalled, testing::Bool(),
+                         [](const auto& test) { return test.param ? "TooMuch" : "TooLong"; });
+
+TEST_P(Stalled, SubscribersAreDroppedAndToldToTheObserver) {
   Rpc::PublisherOptions options;
-  options.stall_timeout = std::chrono::seconds(5);
+  if (GetParam()) {
+    server_options.max_published_bytes = 8 << 20;
+  } else {
+    options.stall_timeout = std::chrono::seconds(5);
+  }
   options.max_queued_bytes = 128 << 20;
   Start(options);
   Client stuck(channel.get(), {}, true);
@@ -234,12 +244,13 @@ TEST_F(Publishing, DropsThoseWhoTakeNothingForTooLongAndTellsTheObserver) {
   stuck.go.Set();
   ASSERT_TRUE(stuck.ended.Wait());
   EXPECT_EQ(stuck.outcome.code, StatusCode::kResourceExhausted);
-  EXPECT_NE(stuck.outcome.text.find("took nothing for 5000 ms"), std::string::npos)
-      << stuck.outcome.text;
+  const char* why = GetParam() ? "bytes were waiting" : "took nothing for 5000 ms";
+  EXPECT_NE(stuck.outcome.text.find(why), std::string::npos) << stuck.outcome.text;
   EXPECT_TRUE(Eventually([&] { return good.Count() == sent; }));
   EXPECT_EQ(observer->subscribed, 2);
   EXPECT_EQ(observer->dropped, 1);
   EXPECT_TRUE(Eventually([&] { return observer->unsubscribed == 1; }));
+  EXPECT_TRUE(Eventually([&] { return server->Counters().published_bytes == 0; }));
 }
 
 TEST_F(Publishing, EndsSingleSubscribersAndThoseStillBeingAcceptedAfterTheirFirstMessages) {

@@ -25,7 +25,7 @@ SubscriberCall::Bytes PublisherImpl::Serialize(const google::protobuf::Message& 
   const Status status =
       SerializeMessage(message, "message", core_->options.max_message_bytes, &bytes);
   if (!status.Ok()) throw std::invalid_argument(status.text);
-  return std::make_shared<const grpc::ByteBuffer>(std::move(bytes));
+  return std::make_shared<const SubscriberCall::Published>(core_.get(), std::move(bytes));
 }
 
 std::size_t PublisherImpl::Publish(const google::protobuf::Message& message,
@@ -36,6 +36,7 @@ std::size_t PublisherImpl::Publish(const google::protobuf::Message& message,
   const auto deadline =
       SubscriberCall::Clock::now() + std::clamp<std::chrono::milliseconds>(wait, {}, longest);
   const std::lock_guard publishing(publishing_);
+  MakeRoom(deadline);
   std::size_t count = 0;
   for (const auto& subscriber : Subscribers()) {
     if (wanted && !wanted(*subscriber)) continue;
@@ -43,6 +44,16 @@ std::size_t PublisherImpl::Publish(const google::protobuf::Message& message,
   }
   core_->messages_published += count;
   return count;
+}
+
+void PublisherImpl::MakeRoom(SubscriberCall::Clock::time_point deadline) const {
+  while (core_->published_bytes > core_->options.max_published_bytes) {
+    const List all = Subscribers();
+    const auto longest = std::max_element(all.begin(), all.end(), [](const auto& a, const auto& b) {
+      return a->WaitingBytes() < b->WaitingBytes();
+    });
+    if (longest == all.end() || !(*longest)->Shrink(deadline)) return;
+  }
 }
 
 std::size_t PublisherImpl::End(const Status& status,

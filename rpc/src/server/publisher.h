@@ -60,6 +60,9 @@ class PublisherImpl final : public Publisher {
  private:
   using List = std::vector<std::shared_ptr<SubscriberCall>>;
 
+  // Waits until what is published is within the server's limit, or drops those who keep it from
+  // that.
+  void MakeRoom(SubscriberCall::Clock::time_point deadline) const;
   List Subscribers() const;
   // Those whose request is yet to come included.
   List All() const;

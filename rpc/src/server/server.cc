@@ -87,6 +87,7 @@ void CheckOptions(const ServerOptions& options) {
   check(options.max_message_bytes >= 1 && options.max_message_bytes <= INT_MAX,
         "max_message_bytes must be from 1 to 2,147,483,647");
   check(options.max_buffered_bytes >= 1 << 20, "max_buffered_bytes must be at least 1,048,576");
+  check(options.max_published_bytes >= 1 << 20, "max_published_bytes must be at least 1,048,576");
   check(options.max_error_text_bytes <= kMostErrorTextBytes,
         "max_error_text_bytes must be at most 2,500");
   const std::pair<std::chrono::milliseconds, const char*> durations[] = {
@@ -446,6 +447,7 @@ ServerCounters Server::Impl::Counters() const {
   counters.busy_workers = workers.busy;
   counters.queued_calls = workers.queued;
   counters.buffered_bytes = core_->buffered_bytes;
+  counters.published_bytes = core_->published_bytes;
   return counters;
 }
 

@@ -94,6 +94,7 @@ struct ServerCore {
   std::atomic<int> streams{0};
   std::atomic<int> calls{0};
   std::atomic<std::size_t> buffered_bytes{0};
+  std::atomic<std::size_t> published_bytes{0};
   std::atomic<int> connections{0};
   std::atomic<std::uint64_t> calls_ended{0};
   std::atomic<std::uint64_t> calls_failed{0};

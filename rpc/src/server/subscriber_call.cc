@@ -143,7 +143,8 @@ void SubscriberCall::Send(const google::protobuf::Message& message) {
   const Bytes bytes = publisher_->Serialize(message);
   const std::lock_guard lock(mutex_);
   if (asking_) {
-    waiting_.insert(waiting_.begin() + static_cast<std::ptrdiff_t>(first_messages_), {bytes, 0});
+    waiting_.insert(waiting_.begin() + static_cast<std::ptrdiff_t>(first_messages_),
+                    {bytes, 0, {core_.get(), kMessageOverhead}});
     ++first_messages_;
   } else {
     EnqueueLocked(bytes);
@@ -156,7 +157,7 @@ bool SubscriberCall::HasRoom(std::size_t size) const {
 
 bool SubscriberCall::Enqueue(const Bytes& bytes, Clock::time_point deadline) {
   std::unique_lock lock(mutex_);
-  const std::size_t size = bytes->Length() + kMessageOverhead;
+  const std::size_t size = bytes->bytes.Length() + kMessageOverhead;
   const auto decided = [&] {
     return HasRoom(size) || (state_ != State::kAsking && state_ != State::kOpen);
   };
@@ -166,16 +167,24 @@ bool SubscriberCall::Enqueue(const Bytes& bytes, Clock::time_point deadline) {
 
 bool SubscriberCall::EnqueueLocked(const Bytes& bytes) {
   if (state_ != State::kAsking && state_ != State::kOpen) return false;
-  const std::size_t size = bytes->Length() + kMessageOverhead;
+  const std::size_t size = bytes->bytes.Length() + kMessageOverhead;
   if (!HasRoom(size)) {
-    Drop({StatusCode::kResourceExhausted,
-          "the subscriber is too slow: " + std::to_string(waiting_.size()) + " messages with " +
-              std::to_string(waiting_bytes_) + " bytes were waiting for it"});
+    DropForItsQueue();
     return false;
   }
-  waiting_.push_back({bytes, size});
+  waiting_.push_back({bytes, size, {core_.get(), kMessageOverhead}});
   waiting_bytes_ += size;
   Advance();
+  return true;
+}
+
+bool SubscriberCall::Shrink(Clock::time_point deadline) {
+  std::unique_lock lock(mutex_);
+  const std::size_t before = waiting_bytes_;
+  if (before == 0) return false;
+  if (!room_.wait_until(lock, deadline, [&] { return waiting_bytes_ < before; })) {
+    DropForItsQueue();
+  }
   return true;
 }
 
@@ -221,15 +230,15 @@ std::size_t SubscriberCall::WaitingBytes() const {
 void SubscriberCall::Advance() {
   if (asking_ || writing_ || (state_ != State::kOpen && state_ != State::kEnding)) return;
   if (!waiting_.empty()) {
-    const Waiting next = std::move(waiting_.front());
+    const Bytes next = std::move(waiting_.front().message);
+    waiting_bytes_ -= waiting_.front().counted;
     waiting_.pop_front();
-    waiting_bytes_ -= next.counted;
     if (first_messages_ > 0) --first_messages_;
     room_.notify_all();
     grpc::WriteOptions options;
     if (!waiting_.empty()) options.set_buffer_hint();
     progress_ = Clock::now();
-    writing_ = core_->gate.Pass([&] { stream_.Write(*next.bytes, options, written_.Post()); });
+    writing_ = core_->gate.Pass([&] { stream_.Write(next->bytes, options, written_.Post()); });
   } else if (state_ == State::kEnding) {
     Finish(outcome_);
   }
@@ -272,6 +281,12 @@ void SubscriberCall::Drop(const Status& status) {
       context_.c_call(),
       status.Ok() ? GRPC_STATUS_UNAVAILABLE : static_cast<grpc_status_code>(status.code),
       cut.error_message().c_str(), nullptr);
+}
+
+void SubscriberCall::DropForItsQueue() {
+  Drop({StatusCode::kResourceExhausted,
+        "the subscriber is too slow: " + std::to_string(waiting_.size()) + " messages with " +
+            std::to_string(waiting_bytes_) + " bytes were waiting for it"});
 }
 
 void SubscriberCall::OnWritten(bool ok) {

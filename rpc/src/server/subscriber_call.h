@@ -12,6 +12,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "CmnSys/Rpc/Publisher.h"
 #include "common/completion.h"
@@ -27,7 +28,31 @@ class SubscriberCall final : public Subscriber,
                              public std::enable_shared_from_this<SubscriberCall> {
  public:
   using Clock = std::chrono::steady_clock;
-  using Bytes = std::shared_ptr<const grpc::ByteBuffer>;
+  // A part of what the server keeps for subscribers.
+  class Kept {
+   public:
+    Kept(ServerCore* core, std::size_t bytes) : core_(core), bytes_(bytes) {
+      core_->published_bytes += bytes_;
+    }
+    Kept(Kept&& other) noexcept : core_(other.core_), bytes_(std::exchange(other.bytes_, 0)) {}
+    Kept& operator=(Kept&& other) noexcept {
+      std::swap(bytes_, other.bytes_);
+      return *this;
+    }
+    ~Kept() { core_->published_bytes -= bytes_; }
+
+   private:
+    ServerCore* core_;
+    std::size_t bytes_;
+  };
+  struct Published {
+    Published(ServerCore* core, grpc::ByteBuffer message)
+        : bytes(std::move(message)), kept(core, bytes.Length()) {}
+
+    grpc::ByteBuffer bytes;
+    Kept kept;
+  };
+  using Bytes = std::shared_ptr<const Published>;
 
   // Waits for the next subscription; it then arranges for the one after it.
   static void Listen(PublisherImpl* publisher, grpc::ServerCompletionQueue* queue);
@@ -42,6 +67,9 @@ class SubscriberCall final : public Subscriber,
   // Waits for room until `deadline`. False when the subscription is over or ends because its queue
   // is full.
   bool Enqueue(const Bytes& bytes, Clock::time_point deadline);
+  // Waits until less is waiting, and drops the subscriber when that takes until `deadline`; false
+  // when nothing waits.
+  bool Shrink(Clock::time_point deadline);
   // Ends the subscription when everything that waits was sent; false when it is ending already.
   bool EndWhenSent(const Status& status);
   // Drops a subscriber that takes nothing of what waits, or does not complete its request.
@@ -58,8 +86,9 @@ class SubscriberCall final : public Subscriber,
     kClosed,  // The outcome is being sent, or the call is over.
   };
   struct Waiting {
-    Bytes bytes;
+    Bytes message;
     std::size_t counted;  // Against the limit; 0 for first messages.
+    Kept kept;
   };
 
   void OnArrived(bool ok);
@@ -81,6 +110,7 @@ class SubscriberCall final : public Subscriber,
   void Advance();
   void Finish(const Status& status);
   void Drop(const Status& status);
+  void DropForItsQueue();
   void Close(const Status& outcome);
   void LetGoWhenIdle(std::shared_ptr<SubscriberCall>* self);
 

@@ -55,7 +55,8 @@ struct PublisherOptions {
   int max_subscribers = 1000;
   // A subscriber is too slow, and dropped with kResourceExhausted, when a message would bring what
   // waits for it above so many bytes (64 a message are added), or when it takes nothing of it for
-  // so long. A message is always admitted to an empty queue, whatever its size.
+  // so long. A message is always admitted to an empty queue, whatever its size. For all
+  // subscribers together see ServerOptions::max_published_bytes.
   std::size_t max_queued_bytes = std::size_t{16} << 20;
   std::chrono::milliseconds stall_timeout{30'000};
 };
@@ -70,10 +71,10 @@ class CMNSYSRPC_EXPORT Publisher {
 
   // Queues a message for every subscriber for which `wanted` is true, or for all when it is empty,
   // and returns their number. Subscribers get the messages of one thread in its order. `wanted`
-  // must not call the publisher. While a queue is full it waits for room, up to `wait` altogether,
-  // before the subscriber is dropped; other publishing waits meanwhile, too. Throws
-  // std::invalid_argument when the message lacks required fields or is longer than the server's
-  // limit; what `wanted` throws passes through.
+  // must not call the publisher. While a queue, or the server, is full it waits for room, up to
+  // `wait` altogether, before the subscriber is dropped; other publishing waits meanwhile, too.
+  // Throws std::invalid_argument when the message lacks required fields or is longer than the
+  // server's limit; what `wanted` throws passes through.
   virtual std::size_t Publish(const google::protobuf::Message& message,
                               const std::function<bool(const Subscriber&)>& wanted,
                               std::chrono::milliseconds wait) = 0;

@@ -63,6 +63,10 @@ struct ServerOptions {
   // and as much again of requests being served with responses not yet sent. A call that would
   // exceed it fails with kResourceExhausted, unless it is the only one.
   std::size_t max_buffered_bytes = std::size_t{256} << 20;
+  // Bytes of published messages that wait for subscribers, of all publishers together: a message
+  // that waits for several counts once, and 64 for each of them. Beyond it the subscribers with the
+  // most waiting are dropped as too slow.
+  std::size_t max_published_bytes = std::size_t{1} << 30;
   // How long a call's request may take to arrive, and its response to be received; then the call
   // ends with kDeadlineExceeded.
   std::chrono::milliseconds request_timeout{60'000};
@@ -122,10 +126,11 @@ struct ServerCounters {
   int calls = 0;        // In progress.
   int connections = 0;  // Open, up to a second late.
   int subscribers = 0;
-  int workers = 0;                 // Threads.
-  int busy_workers = 0;            // Those that run a method at the moment.
-  int queued_calls = 0;            // Waiting for a worker.
-  std::size_t buffered_bytes = 0;  // See ServerOptions::max_buffered_bytes; the second kind.
+  int workers = 0;                  // Threads.
+  int busy_workers = 0;             // Those that run a method at the moment.
+  int queued_calls = 0;             // Waiting for a worker.
+  std::size_t buffered_bytes = 0;   // See ServerOptions::max_buffered_bytes; the second kind.
+  std::size_t published_bytes = 0;  // See ServerOptions::max_published_bytes.
 };
 
 // A server of any number of services, over gRPC: method M of service S is called by the HTTP/2 path
