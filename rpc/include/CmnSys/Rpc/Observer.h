@@ -59,7 +59,8 @@ class CMNSYSRPC_EXPORT Observer {
   virtual ~Observer();
 
   // Just before the closure of the call runs or the blocking call returns; on a server when the
-  // response was sent, or cannot be any more.
+  // response was sent, or cannot be any more. A server does not tell of calls of methods that it
+  // does not offer, whose names strangers choose, nor of health checks and reflection.
   virtual void OnCallEnd(const CallEnd& end);
   // As soon as it has happened, or a second later where the system tells it late. What `event`
   // refers to is valid during the call.

@@ -139,7 +139,8 @@ struct ServerCounters {
 // Service methods are called on threads of the server, several at a time, and must be thread-safe.
 // A method runs its closure exactly once, on any thread, in the call or later; until then the
 // controller and the messages are valid, and not any more afterwards. Messages live in an arena
-// that is freed then. A method that throws, whatever it is, fails its call with kInternal.
+// that is freed then. A method that throws, whatever it is, fails its call with kInternal; it
+// must not have handed its closure on to others by then, who would run it after its end.
 //
 // The server also answers the standard service grpc.health.v1.Health, also when it is too busy for
 // anything else.

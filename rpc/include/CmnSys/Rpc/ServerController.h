@@ -41,7 +41,8 @@ class CMNSYSRPC_EXPORT ServerController : public google::protobuf::RpcController
   // Runs the closure exactly once, on a thread of the server's that is kept for such closures: when
   // the call is cancelled, or already is, or after the method's closure was run, never inside that
   // closure, nor, unless the server has been deleted, inside this function. At most one a call:
-  // throws std::logic_error for another.
+  // throws std::logic_error for another. What the closure throws is told to the observer (kLog) and
+  // changes nothing.
   void NotifyOnCancel(google::protobuf::Closure* callback) override = 0;
 };
 
