@@ -41,3 +41,7 @@ function(cmnsys_precompile_headers target)
     <google/protobuf/message.h>
     ${ARGN})
 endfunction()
+
+# clang-tidy wants to know how each source by itself is compiled.
+option(CMNSYS_COMPILE_AT_ONCE "Compile several sources of a test at once" ON)
+mark_as_advanced(CMNSYS_COMPILE_AT_ONCE)

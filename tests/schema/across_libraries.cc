@@ -1,6 +1,6 @@
 #include "across_libraries.h"
 
-#include "ProtoBuf/CmnSys/CmnSys.SvcQuery.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcDefault.pb.h"
 
 namespace CmnSys::Test::Other {
 
@@ -25,8 +25,8 @@ void ThrowGid(const char* id) {
   throw gid;
 }
 
-bool IsQueryService(const google::protobuf::Service& service) {
-  return dynamic_cast<const Pb::Rpc::SvcQuery::Query*>(&service) != nullptr;
+bool IsDefaultService(const google::protobuf::Service& service) {
+  return dynamic_cast<const Pb::Rpc::SvcDefault::Default*>(&service) != nullptr;
 }
 
 }  // namespace CmnSys::Test::Other

@@ -26,7 +26,7 @@ const void* LoginExtension();
 std::unique_ptr<google::protobuf::Message> NewGid();
 bool IsGid(const google::protobuf::Message& message);
 [[noreturn]] void ThrowGid(const char* id);
-bool IsQueryService(const google::protobuf::Service& service);
+bool IsDefaultService(const google::protobuf::Service& service);
 
 }  // namespace CmnSys::Test::Other
 

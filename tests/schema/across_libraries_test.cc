@@ -5,7 +5,7 @@
 
 #include <typeindex>
 
-#include "ProtoBuf/CmnSys/CmnSys.SvcQuery.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcDefault.pb.h"
 
 // A program at a fixed address has copies of the library's variables and entries for its functions
 // of its own. It, another library and the schema library must still mean the same ones.
@@ -38,8 +38,8 @@ TEST(AcrossLibraries, CastsFindTheClass) {
   EXPECT_TRUE(Other::IsGid(Gid()));
   EXPECT_FALSE(Other::IsGid(Event()));
 
-  class Server : public Pb::Rpc::SvcQuery::Query {};
-  EXPECT_TRUE(Other::IsQueryService(Server()));
+  class Server : public Pb::Rpc::SvcDefault::Default {};
+  EXPECT_TRUE(Other::IsDefaultService(Server()));
 }
 
 TEST(AcrossLibraries, MessagesAreCaughtAsWhatTheyAre) {

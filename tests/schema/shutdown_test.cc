@@ -5,7 +5,7 @@
 
 #include "ProtoBuf/CmnSys/CmnSys.Events.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.Maps.pb.h"
-#include "ProtoBuf/CmnSys/CmnSys.SvcQuery.pb.h"
+#include "ProtoBuf/CmnSys/CmnSys.SvcDefault.pb.h"
 
 namespace CmnSys::Test {
 namespace {
@@ -21,7 +21,7 @@ TEST(Shutdown, ReleasesEverythingThatUseHasBuilt) {
     ASSERT_TRUE(copy.ParseFromString(event.SerializeAsString()));
     EXPECT_TRUE(copy.HasExtension(Pb::CmnSys::Events::event_device_motion_start));
     EXPECT_NE(copy.DebugString().find("event_device_motion_start"), std::string::npos);
-    EXPECT_EQ(Pb::Rpc::SvcQuery::Query::descriptor()->method_count(), 3);
+    EXPECT_EQ(Pb::Rpc::SvcDefault::Default::descriptor()->method_count(), 1);
     EXPECT_EQ(Pb::CmnSys::Maps::MapObject::descriptor()->extension_range_count(), 1);
   }
   google::protobuf::ShutdownProtobufLibrary();
