@@ -25,7 +25,7 @@ help:
 	@echo "make format    format our own C++ code"
 	@echo "make optimized build everything by a profile of its use, into build/optimized"
 	@echo "make bench     time the libraries against what stands beside them (docs/performance.md)"
-	@echo "make package   build the Debian packages, the Python wheel and the npm package into build/release/debian"
+	@echo "make package   build the Debian packages, the Python wheel and the npm package, all of the optimized build"
 	@echo "make install   install to PREFIX (default /usr/local); with OPTIMIZED=1 the optimized build"
 	@echo "make site      build the web reference into build/release/site/html"
 	@echo "make deps      install all Debian packages that any of these needs"
@@ -104,15 +104,16 @@ bench: profile
 	bench/run.py
 	bench/report.py
 
-# The npm package is the last, because its build needs the npm registry. Packages of before go first.
-package:
+# What is built ends up in build/optimized/debian. The npm package is the last, because its build needs
+# the npm registry.
+package: profile
 	$(need) build package python typescript wireshark
-	@$(call configure,release)
-	rm -f build/release/debian/*.{deb,buildinfo,changes,whl,tgz}
-	cmake --build --preset release --target debian_packages
-	cp build/release/packages/python/dist/*.whl build/release/debian
-	cmake --build --preset release --target typescript_package
-	cp build/release/packages/typescript/*.tgz build/release/debian
+	@$(call configure,optimized)
+	rm -f build/optimized/debian/*.{deb,buildinfo,changes,whl,tgz}
+	cmake --build --preset optimized --target debian_packages
+	cp build/optimized/packages/python/dist/*.whl build/optimized/debian
+	cmake --build --preset optimized --target typescript_package
+	cp build/optimized/packages/typescript/*.tgz build/optimized/debian
 
 install: $(if $(OPTIMIZED),profile)
 	$(need) build
