@@ -23,7 +23,7 @@ constexpr std::chrono::milliseconds kGuardSleeps{250};
 // How often lines are adjusted to the load, and which part of the time makes a line a busy one.
 constexpr std::chrono::milliseconds kLoadPeriod{16};
 constexpr double kBusy = 0.85;
-// A thread that has used so much CPU time since its last event does not come back soon.
+// A thread that has used so much CPU time without an event or a rest does not come back soon.
 constexpr std::chrono::milliseconds kStuck{2};
 // Lines besides one for each core, for when all are stuck.
 constexpr int kSpareLines = 4;
@@ -184,7 +184,8 @@ bool Pollers::LookAtLines() {
     const std::uint64_t events = line.events;
     active = active || now != line.now || events != line.seen_events;
     if (clock != line.seen_clock) line.adjusted = now;
-    if (clock != line.seen_clock || events != line.seen_events) line.last_event = now;
+    const bool rests = now == line.now;
+    if (clock != line.seen_clock || events != line.seen_events || rests) line.last_event = now;
     line.seen_clock = clock;
     line.seen_events = events;
     line.now = now;
