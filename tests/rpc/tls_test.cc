@@ -1,5 +1,11 @@
 // Who can connect to whom.
 
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+
 #include "fixture.h"
 #include "support/process.h"
 
@@ -134,9 +140,19 @@ TEST(Tls, FilesThatCannotBeUsedAreRefusedByName) {
   missing.key_file = certificates.PathOf("none.key");
   Rpc::TlsFiles none;
   none.ca_file = certificates.PathOf("ca.pem");
+  // Opening such a pipe usually waits for a writer.
+  Rpc::TlsFiles pipe = certificates.Server();
+  pipe.key_file = certificates.PathOf("pipe.key");
+  ASSERT_EQ(mkfifo(pipe.key_file.c_str(), 0600), 0);
+  Rpc::TlsFiles long_file = certificates.Server();
+  long_file.ca_file = certificates.PathOf("long.pem");
+  std::ofstream(long_file.ca_file) << std::ifstream(none.ca_file).rdbuf();
+  std::filesystem::resize_file(long_file.ca_file, std::uintmax_t{1} << 40);
   const std::pair<Rpc::TlsFiles, std::string> cases[] = {
       {missing, "cannot read the key file " + missing.key_file + ": No such file or directory"},
-      {none, "TLS needs the certificate file"}};
+      {none, "TLS needs the certificate file"},
+      {pipe, pipe.key_file + " holds no private key"},
+      {long_file, "it is longer than 16 MiB"}};
   for (const auto& [files, text] : cases) {
     try {
       LoopbackServer server(Echo(), ServerWith(files));

@@ -1,14 +1,16 @@
 // Reads TLS files and finds what is wrong with them.
 
+#include <fcntl.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -27,7 +29,6 @@ struct Free {
     kFree(object);
   }
 };
-using File = std::unique_ptr<std::FILE, Free<std::fclose>>;
 using Bio = std::unique_ptr<BIO, Free<BIO_free>>;
 using Certificate = std::unique_ptr<X509, Free<X509_free>>;
 using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY_free>>;
@@ -47,21 +48,55 @@ std::chrono::seconds ReloadInterval(const TlsFiles& files) {
 // Certificates of clients whose revocation is remembered.
 constexpr std::size_t kMaxRemembered = 10'000;
 
-std::string Read(const std::string& path, const std::string& what) {
-  if (path.empty()) throw std::invalid_argument("TLS needs " + what);
-  const File file(std::fopen(path.c_str(), "re"));
+// A pipe whose writer is slower is given up: the thread that renews the files does more than this.
+constexpr int kPipeMilliseconds = 5000;
+
+struct Descriptor {
+  explicit Descriptor(int number) : fd(number) {}
+  ~Descriptor() {
+    if (fd != -1) close(fd);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  const int fd;
+};
+
+// The content of a file, a little more than it may have at most. Throws std::system_error.
+std::string ReadFile(const std::string& path) {
+  const auto check = [](bool good, int error) {
+    if (!good) throw std::system_error(error, std::generic_category());
+  };
+  // A named pipe without a writer would keep a blocking open() waiting.
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  check(file.fd != -1, errno);
   std::string text;
-  if (file != nullptr) {
-    std::string block(1 << 16, '\0');
-    std::size_t got = 0;
-    while (text.size() <= kMaxFileBytes &&
-           (got = std::fread(block.data(), 1, block.size(), file.get())) > 0) {
-      text.append(block, 0, got);
+  std::string block(1 << 16, '\0');
+  while (text.size() <= kMaxFileBytes) {
+    const ssize_t got = read(file.fd, block.data(), block.size());
+    if (got == 0) break;
+    if (got > 0) {
+      text.append(block, 0, static_cast<std::size_t>(got));
+    } else if (errno == EAGAIN) {
+      pollfd readable{file.fd, POLLIN, 0};
+      check(poll(&readable, 1, kPipeMilliseconds) != 0, ETIMEDOUT);
+    } else {
+      check(errno == EINTR, errno);
     }
   }
-  if (file == nullptr || std::ferror(file.get()) != 0) {
-    throw std::invalid_argument("cannot read " + what + " " + path + ": " +
-                                std::generic_category().message(errno));
+  return text;
+}
+
+std::string Read(const std::string& path, const std::string& what) {
+  if (path.empty()) throw std::invalid_argument("TLS needs " + what);
+  std::string text;
+  try {
+    text = ReadFile(path);
+  } catch (const std::system_error& error) {
+    throw std::invalid_argument("cannot read " + what + " " + path + ": " + error.code().message());
+  }
+  if (text.size() > kMaxFileBytes) {
+    throw std::invalid_argument(what + " " + path + " is no PEM file: it is longer than " +
+                                std::to_string(kMaxFileBytes >> 20) + " MiB");
   }
   // gRPC takes the text as a C string, and would see less than is checked here.
   if (text.find('\0') != std::string::npos) {
@@ -71,7 +106,7 @@ std::string Read(const std::string& path, const std::string& what) {
 }
 
 Bio Open(const std::string& text) {
-  return Bio(BIO_new_mem_buf(text.data(), static_cast<int>(std::min(text.size(), kMaxFileBytes))));
+  return Bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
 }
 
 // A key with a passphrase is not asked for one on the terminal, but refused.
