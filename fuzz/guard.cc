@@ -59,7 +59,7 @@ void Run(std::string_view input) {
     return;
   }
   FileDescriptorSet set;
-  if (!kWireForm.read(split.content, &set)) return;
+  if (!kWireForm.read(split.content, &set) || !set.IsInitialized()) return;
   std::unique_ptr<const SchemaSet> current;
   try {
     current = std::make_unique<SchemaSet>(set);

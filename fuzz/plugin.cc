@@ -84,7 +84,8 @@ void Run(std::string_view input) {
     return;
   }
   google::protobuf::FileDescriptorSet set;
-  if (split.prototype->GetTypeName() != set.GetTypeName() || !kWireForm.read(split.content, &set)) {
+  if (split.prototype->GetTypeName() != set.GetTypeName() || !kWireForm.read(split.content, &set) ||
+      !set.IsInitialized()) {  // Refused when it is read from protoc.
     return;
   }
   DescriptorPool pool;

@@ -7,8 +7,10 @@
 
 namespace CmnSys::SchemaGuard {
 
+using google::protobuf::Descriptor;
 using google::protobuf::DescriptorPool;
 using google::protobuf::DescriptorProto;
+using google::protobuf::FieldDescriptor;
 using google::protobuf::FieldDescriptorProto;
 using google::protobuf::FileDescriptor;
 using google::protobuf::FileDescriptorProto;
@@ -44,6 +46,28 @@ void RemoveDerivedNames(DescriptorProto* message) {
   for (DescriptorProto& nested : *message->mutable_nested_type()) RemoveDerivedNames(&nested);
 }
 
+// A group declares its message where it stands itself, which a descriptor set need not obey: by way
+// of another message it could hold itself, and printing it would not end.
+void CheckGroup(const FieldDescriptor& field) {
+  if (field.type() != FieldDescriptor::TYPE_GROUP) return;
+  const Descriptor* const around =
+      field.is_extension() ? field.extension_scope() : field.containing_type();
+  if (field.message_type()->containing_type() == around) return;
+  throw std::runtime_error("not a valid schema:\n" + field.file()->name() + ": " +
+                           field.full_name() + ": the message of a group is declared elsewhere");
+}
+
+void CheckGroups(const Descriptor& message) {
+  for (int i = 0; i < message.field_count(); ++i) CheckGroup(*message.field(i));
+  for (int i = 0; i < message.extension_count(); ++i) CheckGroup(*message.extension(i));
+  for (int i = 0; i < message.nested_type_count(); ++i) CheckGroups(*message.nested_type(i));
+}
+
+void CheckGroups(const FileDescriptor& file) {
+  for (int i = 0; i < file.extension_count(); ++i) CheckGroup(*file.extension(i));
+  for (int i = 0; i < file.message_type_count(); ++i) CheckGroups(*file.message_type(i));
+}
+
 }  // namespace
 
 FileDescriptorSet ReadDescriptorSet(const std::string& path) {
@@ -66,6 +90,7 @@ SchemaSet::SchemaSet(FileDescriptorSet set) : pool_(std::make_unique<DescriptorP
     PoolErrors errors;
     const FileDescriptor* built = pool_->BuildFileCollectingErrors(file, &errors);
     if (built == nullptr) throw std::runtime_error("not a valid schema:\n" + errors.text());
+    CheckGroups(*built);
     if (built->name().rfind(kOwnFolder, 0) == 0) files_.push_back(built);
   }
 }
