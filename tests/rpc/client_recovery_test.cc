@@ -153,6 +153,7 @@ TEST_P(Recovery, AServerThatDiesDuringACallIsNamedWithTheMethod) {
                             0),
             0U)
       << lost.text;
+  server.Kill();  // Waits for its end: its connections may be closed before it stops to listen.
   const Result refused = Call(&channel);
   EXPECT_EQ(refused.text.rfind("cannot reach " + server.address(), 0), 0U) << refused.text;
   // It was reached before, so that is not why.
