@@ -8,12 +8,13 @@
 
 namespace CmnSys::Rpc {
 
-// The files of one side of a TLS connection, all in PEM format. They are read when a channel is
-// created or a server started, and again whenever they change, so certificates can be renewed
-// without a restart. Files that cannot be used (empty, cut off, not belonging together) are told to
-// the observer and the last good ones stay in use. New files count for new connections; see
-// ServerOptions::max_connection_age. Replace certificate and key together, for example by switching
-// a symbolic link to the folder that holds them.
+// The files of one side of a TLS connection, all in PEM format and of at most 16 MiB each. They are
+// read when a channel is created or a server started, and again whenever they change, so
+// certificates can be renewed without a restart. Files that cannot be used (empty, cut off, not
+// belonging together) are told to the observer and the last good ones stay in use. New files count
+// for new connections; see ServerOptions::max_connection_age. Replace certificate and key together,
+// for example by switching a symbolic link to the folder that holds them. A pipe is waited for at
+// most 5 seconds at a time.
 struct TlsFiles {
   // The certificates of the authorities whose signature on the peer's certificate is believed.
   std::string ca_file;
