@@ -179,7 +179,8 @@ Status Outcome(const grpc::Status& status, const grpc::ClientContext& context,
       }
       break;
     case StatusCode::kDeadlineExceeded:
-      if (!from_peer) {
+      // The server's gRPC keeps the same deadline, and its word may be here first.
+      if (!from_peer || outcome.text == "Deadline Exceeded") {
         outcome.text = MayBeSent(context, endpoint)
                            ? path + " was not answered in time by " + endpoint.address
                            : NotConnected(path, endpoint.address);
