@@ -26,8 +26,9 @@ class DebianPackages : public ::testing::Test {
     if (!IsInstalled("dh")) GTEST_SKIP() << "debhelper, which makes the packages, is not installed";
     fs::remove_all(kFolder);
     fs::create_directories(kFolder + "/source");
+    // With what an earlier `make package` has left there, symbolic links among it.
     fs::copy(CMNSYS_BUILD "/debian/source/debian", kFolder + "/source/debian",
-             fs::copy_options::recursive);
+             fs::copy_options::recursive | fs::copy_options::copy_symlinks);
     const ProcessResult packed = CmnSys::Test::Run(
         {"make", "-C", kFolder + "/source", "-f", "debian/rules", "binary-arch", "TOOL_PACKAGES="});
     ASSERT_EQ(packed.status, 0) << packed.output << packed.errors;
