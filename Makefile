@@ -43,7 +43,7 @@ build:
 demo:
 	$(need) build
 	@$(call configure,release)
-	@echo "Building what the demonstration shows; without a warm ccache about 5 minutes on two cores"
+	@echo "Building what the demonstration shows; without a warm ccache about 4 minutes on two cores"
 	cmake --build --preset release --target demo_programs
 	@examples/demo.sh build/release/bin
 
