@@ -25,7 +25,7 @@ SubscriberCall::Bytes PublisherImpl::Serialize(const google::protobuf::Message& 
   const Status status =
       SerializeMessage(message, "message", core_->options.max_message_bytes, &bytes);
   if (!status.Ok()) throw std::invalid_argument(status.text);
-  return std::make_shared<const SubscriberCall::Published>(core_.get(), std::move(bytes));
+  return std::make_shared<const SubscriberCall::Published>(core_.get(), bytes);
 }
 
 std::size_t PublisherImpl::Publish(const google::protobuf::Message& message,

@@ -46,8 +46,8 @@ class SubscriberCall final : public Subscriber,
     std::size_t bytes_;
   };
   struct Published {
-    Published(ServerCore* core, grpc::ByteBuffer message)
-        : bytes(std::move(message)), kept(core, bytes.Length()) {}
+    Published(ServerCore* core, const grpc::ByteBuffer& message)
+        : bytes(message), kept(core, bytes.Length()) {}
 
     grpc::ByteBuffer bytes;
     Kept kept;
