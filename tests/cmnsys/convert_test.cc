@@ -21,6 +21,11 @@ TEST(Convert, CountsMessagesOfTextByTheLinesBetweenThem) {
   EXPECT_EQ(Convert("Gid", "text", "delimited", "\n").output, "\0"s);
 }
 
+TEST(Convert, PassesOverAByteOrderMark) {
+  EXPECT_EQ(Convert("Gid", "text", "binary", "\xef\xbb\xbftype: 2\r\n").output, "\x38\x02");
+  EXPECT_EQ(Convert("Gid", "hex", "binary", "\xef\xbb\xbf 38 02\r\n").output, "\x38\x02");
+}
+
 TEST(Convert, WritesAndReadsJsonByItsOptions) {
   const std::string gid = "\x0a\x02\xff\x01\x38\x02"s;
   const std::vector<std::string> hexadecimal = {"--compact", "--hex-bytes", "--enums-as-numbers"};

@@ -28,6 +28,8 @@ TEST(Commands, SayWhichNamesATypeMayHave) {
   EXPECT_TRUE(RefusedWith(Cmnsys({"decode", "EmailMessage"}),
                           "\n  Pb.CmnSys.Email.EmailMessage\n  Pb.CmnSys.EmailMessage"));
   EXPECT_TRUE(RefusedWith(Cmnsys({"decode", "Gid", "/no/such/file"}), "/no/such/file"));
+  EXPECT_TRUE(RefusedWith(Cmnsys({"decode", "\x1b[31m\xc2\x9b"}), R"("\033[31m\302\233")"));
+  EXPECT_TRUE(RefusedWith(Cmnsys({"convert", "Gid", "--compact=false"}), "--compact takes no"));
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ TEST(Channels, AreRefusedWhenTheyCannotWorkAndFailAtTheCallWhenAHostIsUnknown) {
 TEST(Channels, ReachServersOnEitherFamilyOfLocalhostAndOnUnixDomainSockets) {
   const Certificates certificates;
   const TemporaryFolder folder;
-  const std::string socket = "unix:" + folder.PathOf("socket");
+  const std::string socket = "unix:" + folder.PathOf("a%41 ?#.socket");
   for (const std::string& listen : {std::string("127.0.0.1:0"), std::string("[::1]:0"), socket}) {
     for (const bool tls : {false, true}) {
       Rpc::ServerOptions server_options;

@@ -32,9 +32,24 @@ bool Contains(const std::string& text, std::string_view part) {
   return text.find(part) != std::string::npos;
 }
 
+// A path as it stands in a URI (RFC 3986, section 2.1).
+std::string PercentEncoded(const std::string& path) {
+  static constexpr const char* kDigits = "0123456789ABCDEF";
+  std::string text;
+  for (const char c : path) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                       c == '/' || c == '-' || c == '.' || c == '_' || c == '~';
+    text += plain ? std::string(1, c) : std::string{'%', kDigits[byte >> 4U], kDigits[byte & 15U]};
+  }
+  return text;
+}
+
 // A target is written differently from the peer that it leads to, see NeverSent().
 std::string Target(const Address& address) {
-  if (address.IsUnix()) return "unix://" + std::filesystem::absolute(address.path).string();
+  if (address.IsUnix()) {
+    return "unix://" + PercentEncoded(std::filesystem::absolute(address.path).string());
+  }
   std::string text = address.Text();
   const std::size_t scope = text.find('%');
   if (scope != std::string::npos) text.insert(scope + 1, "25");  // A percent sign in a URI.
@@ -121,10 +136,11 @@ std::string Advice(const std::string& text, const Endpoint& endpoint) {
   }
   const bool closed = Contains(text, "Socket closed") || Contains(text, "reset by peer") ||
                       Contains(text, "Broken pipe");
-  if (closed && !endpoint.was_connected) {
+  // One that accepted a certificate refuses it when its time is over.
+  const std::string untimely = endpoint.tls == nullptr ? "" : endpoint.tls->Untimely();
+  if (closed && (!endpoint.was_connected || !untimely.empty())) {
     const std::string what = " (the server closed the connection before it was ready: it may ";
     if (endpoint.tls == nullptr) return what + "expect TLS)";
-    const std::string untimely = endpoint.tls->Untimely();
     return what + "have refused this client's certificate" +
            (untimely.empty() ? ", and says why in its log)" : ": " + untimely + ")");
   }

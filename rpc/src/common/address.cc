@@ -7,6 +7,7 @@
 #include <sys/un.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstring>
 #include <memory>
@@ -143,11 +144,18 @@ std::optional<bool> IsLocal(const Address& address) {
 }
 
 std::string PeerAddress(const std::string& uri) {
-  if (uri.rfind(kUnixPrefix, 0) == 0) return uri;
-  std::string text = uri.substr(uri.find(':') + 1);
-  for (const auto& [code, character] : {std::pair{"%5B", "["}, {"%5D", "]"}}) {
-    const std::size_t at = text.find(code);
-    if (at != std::string::npos) text.replace(at, std::string_view(code).size(), character);
+  const std::size_t begin = uri.rfind(kUnixPrefix, 0) == 0 ? 0 : uri.find(':') + 1;
+  std::string text;
+  for (std::size_t i = begin; i < uri.size(); ++i) {
+    unsigned char byte = 0;
+    const char* const digits = uri.data() + i + 1;
+    if (uri[i] == '%' && i + 2 < uri.size() &&
+        std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
+      text += static_cast<char>(byte);
+      i += 2;
+    } else {
+      text += uri[i];
+    }
   }
   return text;
 }

@@ -48,8 +48,10 @@ std::chrono::seconds ReloadInterval(const TlsFiles& files) {
 // Certificates of clients whose revocation is remembered.
 constexpr std::size_t kMaxRemembered = 10'000;
 
-// A pipe whose writer is slower is given up: the thread that renews the files does more than this.
-constexpr int kPipeMilliseconds = 5000;
+// Pipes whose writers need longer for all files are given up: the thread that renews the files does
+// more than this.
+constexpr std::chrono::seconds kPipeTime{5};
+using Time = std::chrono::steady_clock::time_point;
 
 struct Descriptor {
   explicit Descriptor(int number) : fd(number) {}
@@ -61,8 +63,9 @@ struct Descriptor {
   const int fd;
 };
 
-// The content of a file, a little more than it may have at most. Throws std::system_error.
-std::string ReadFile(const std::string& path) {
+// The content of a file, a little more than it may have at most. Throws std::system_error, also
+// when it is a pipe that has no end by then.
+std::string ReadFile(const std::string& path, Time end) {
   const auto check = [](bool good, int error) {
     if (!good) throw std::system_error(error, std::generic_category());
   };
@@ -77,8 +80,10 @@ std::string ReadFile(const std::string& path) {
     if (got > 0) {
       text.append(block, 0, static_cast<std::size_t>(got));
     } else if (errno == EAGAIN) {
+      const auto left =
+          std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
       pollfd readable{file.fd, POLLIN, 0};
-      check(poll(&readable, 1, kPipeMilliseconds) != 0, ETIMEDOUT);
+      check(left.count() > 0 && poll(&readable, 1, static_cast<int>(left.count())) != 0, ETIMEDOUT);
     } else {
       check(errno == EINTR, errno);
     }
@@ -86,11 +91,11 @@ std::string ReadFile(const std::string& path) {
   return text;
 }
 
-std::string Read(const std::string& path, const std::string& what) {
+std::string Read(const std::string& path, const std::string& what, Time end) {
   if (path.empty()) throw std::invalid_argument("TLS needs " + what);
   std::string text;
   try {
-    text = ReadFile(path);
+    text = ReadFile(path, end);
   } catch (const std::system_error& error) {
     throw std::invalid_argument("cannot read " + what + " " + path + ": " + error.code().message());
   }
@@ -176,21 +181,22 @@ struct TlsFileSet::Parsed {
     static const std::string kAuthorities = "the file of authorities";
     static const std::string kCertificate = "the certificate file";
     static const std::string kRevocations = "the revocation file";
-    content->authorities = Read(files.ca_file, kAuthorities);
+    const Time end = std::chrono::steady_clock::now() + kPipeTime;
+    content->authorities = Read(files.ca_file, kAuthorities, end);
     // Certificates are read as gRPC does it, with what may stand behind them.
     authorities = ReadAll<Certificate>(content->authorities, PEM_read_bio_X509_AUX, files.ca_file,
                                        kAuthorities, "certificate");
     if (!files.revocation_file.empty()) {
-      content->revocations = Read(files.revocation_file, kRevocations);
+      content->revocations = Read(files.revocation_file, kRevocations, end);
       revocations = ReadAll<RevocationList>(content->revocations, PEM_read_bio_X509_CRL,
                                             files.revocation_file, kRevocations, "revocation list");
       for (const RevocationList& list : revocations) CheckSigned(list.get(), files);
     }
     if (!certificate_needed && files.certificate_file.empty() && files.key_file.empty()) return;
-    content->certificate = Read(files.certificate_file, kCertificate);
+    content->certificate = Read(files.certificate_file, kCertificate, end);
     certificates = ReadAll<Certificate>(content->certificate, PEM_read_bio_X509_AUX,
                                         files.certificate_file, kCertificate, "certificate");
-    content->key = Read(files.key_file, "the key file");
+    content->key = Read(files.key_file, "the key file", end);
     const Key key(
         PEM_read_bio_PrivateKey(Open(content->key).get(), nullptr, &NoPassphrase, nullptr));
     ERR_clear_error();

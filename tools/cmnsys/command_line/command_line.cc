@@ -2,6 +2,7 @@
 #include <charconv>
 #include <map>
 #include <sstream>
+#include <string_view>
 
 #include "command_line/command.h"
 #include "command_line/description.h"
@@ -60,6 +61,9 @@ std::string Misunderstood(const CLI::App& app, const CLI::ParseError& error) {
       app.get_name() + (commands.empty() ? "" : " " + commands.front()->get_name());
   const std::vector<std::string> unknown = app.remaining(true);
   std::string text = error.what();
+  static constexpr std::string_view kFlagWithValue = " was given a disallowed flag override";
+  const std::size_t flag_ends = text.find(kFlagWithValue);
+  if (flag_ends != std::string::npos) text = "--" + text.substr(0, flag_ends) + " takes no value";
   if (!unknown.empty()) {
     const std::string& word = unknown.front();
     const std::string kind = word.front() == '-' ? "option" : commands.empty() ? "command" : "";
@@ -155,13 +159,14 @@ Option Command::Add(const std::string& names, const Take& take,
 
 Option Command::AddFlag(const std::string& names, bool* value,
                         const std::string& description) const {
-  return Option(app_->add_flag(names, *value, description));
+  return Option(app_->add_flag(names, *value, description)->disable_flag_override());
 }
 
 Option Command::AddFlag(const std::string& names, const std::function<void()>& set,
                         const std::string& description) const {
-  return Option(app_->add_flag(
-      names, [set](std::int64_t) { set(); }, description));
+  CLI::Option* const option = app_->add_flag(
+      names, [set](std::int64_t) { set(); }, description);
+  return Option(option->disable_flag_override());
 }
 
 void Command::Footer(const std::string& text) const { app_->footer(text); }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "formats/hex_dump.h"
+#include "formats/parse.h"
 #include "formats/streams.h"
 #include "io/failure.h"
 
@@ -13,8 +14,9 @@ namespace {
 std::vector<std::string> ReadHexDumps(const InputOptions& options) {
   // A dump takes up to five characters for each byte, and its offsets.
   constexpr std::uint64_t kMostCharacters = 6;
-  return ParseHexDumps(ReadInput(options, options.max_bytes * kMostCharacters + 1024),
-                       options.Name(), options.max_bytes);
+  std::string text = ReadInput(options, options.max_bytes * kMostCharacters + 1024);
+  DropByteOrderMark(&text);
+  return ParseHexDumps(text, options.Name(), options.max_bytes);
 }
 
 std::string ReadHexDump(const InputOptions& options) {

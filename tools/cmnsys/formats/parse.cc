@@ -4,6 +4,7 @@
 #include <google/protobuf/text_format.h>
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "CmnSys/Util/Parse.h"
@@ -69,6 +70,11 @@ void ParseText(const std::string& input, const InputOptions& options, Message* m
   throw Failure(error.text().empty()
                     ? options.Name() + " is not a " + message->GetTypeName() + " as text"
                     : error.text());
+}
+
+void DropByteOrderMark(std::string* text) {
+  static constexpr std::string_view kMark = "\xef\xbb\xbf";
+  if (text->compare(0, kMark.size(), kMark) == 0) text->erase(0, kMark.size());
 }
 
 }  // namespace CmnSys::Tool

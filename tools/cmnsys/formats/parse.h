@@ -19,6 +19,9 @@ void ParseBinary(const std::string& input, const InputOptions& options,
 void ParseText(const std::string& input, const InputOptions& options,
                google::protobuf::Message* message, int first_line = 1);
 
+// Editors of other systems write it in front of a text.
+void DropByteOrderMark(std::string* text);
+
 }  // namespace CmnSys::Tool
 
 #endif  // CMNSYS_TOOLS_FORMATS_PARSE_H_

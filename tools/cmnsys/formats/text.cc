@@ -157,7 +157,7 @@ class TextSource : public MessageSource {
   // Reads up to the next separator, and returns whether there is one.
   bool ReadSection(std::string* text, bool* blank) {
     for (std::string line; ReadLine(&line);) {
-      ++line_;
+      if (++line_ == 1) DropByteOrderMark(&line);
       if (IsSeparator(line)) return true;
       *blank = *blank && line.find_first_not_of(kBlanks) == std::string::npos;
       *text += line;

@@ -37,7 +37,8 @@ class Ended : public std::exception {
   ExitStatus status_;
 };
 
-// Writes "cmnsys: ", the text and an end of line to standard error.
+// Writes "cmnsys: ", the text and an end of line to standard error; control characters in the text
+// as octal numbers.
 void PrintError(std::string_view text);
 
 }  // namespace CmnSys::Tool

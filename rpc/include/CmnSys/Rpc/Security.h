@@ -13,8 +13,8 @@ namespace CmnSys::Rpc {
 // certificates can be renewed without a restart. Files that cannot be used (empty, cut off, not
 // belonging together) are told to the observer and the last good ones stay in use. New files count
 // for new connections; see ServerOptions::max_connection_age. Replace certificate and key together,
-// for example by switching a symbolic link to the folder that holds them. A pipe is waited for at
-// most 5 seconds at a time.
+// for example by switching a symbolic link to the folder that holds them. Where they are
+// pipes, all of them together are waited for at most 5 seconds.
 struct TlsFiles {
   // The certificates of the authorities whose signature on the peer's certificate is believed.
   std::string ca_file;
