@@ -2,7 +2,6 @@
 
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -17,6 +16,7 @@
 #include "formats/streams.h"
 #include "io/block_input.h"
 #include "io/failure.h"
+#include "io/lines.h"
 
 namespace CmnSys::Tool {
 
@@ -131,7 +131,7 @@ class JsonSource : public MessageSource {
     if (const std::size_t line_end = text.rfind('\n'); line_end == std::string_view::npos) {
       place_.column += text.size();
     } else {
-      place_.line += static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
+      place_.line += CountLines(text);
       place_.column = text.size() - line_end;
     }
   }

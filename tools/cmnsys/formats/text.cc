@@ -18,6 +18,7 @@
 #include "io/block_input.h"
 #include "io/colour.h"
 #include "io/failure.h"
+#include "io/lines.h"
 
 namespace CmnSys::Tool {
 
@@ -31,10 +32,6 @@ constexpr const char* kBlanks = " \t\r\n";
 bool IsSeparator(std::string_view line) {
   const std::size_t end = line.find_last_not_of(kBlanks);
   return end != std::string_view::npos && line.substr(0, end + 1) == kSeparator;
-}
-
-int CountLines(std::string_view text) {
-  return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
 }
 
 // A record ends with a separator.
@@ -89,7 +86,7 @@ class TextBlock : public MessageBlock {
     before_ = at_;
     lines_before_ = lines_;
     at_ += record.size();
-    lines_ += CountLines(record);
+    lines_ += static_cast<int>(CountLines(record));
     const std::size_t separator = record.rfind('\n', record.size() - 2) + 1;
     ParseText(std::string(record.substr(0, separator)), options_, message, lines_before_ + 1);
     return true;
@@ -148,7 +145,7 @@ class TextSource : public MessageSource {
     const std::uint64_t before = position();
     if (line_ == 0 || !input_.Take(most, taken->block())) return false;
     taken->Begin(line_, before);
-    line_ += CountLines(taken->block()->bytes);
+    line_ += static_cast<int>(CountLines(taken->block()->bytes));
     return true;
   }
   void Interrupt() override { input_.Interrupt(); }
