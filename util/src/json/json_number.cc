@@ -90,18 +90,15 @@ std::optional<Decimal> ParseDecimal(std::string_view text) {
   return decimal;
 }
 
-// Whether the text is a whole number without fraction, exponent, minus sign and leading zeros, and
-// short enough for any integer type of 64 bits; its value.
-bool IsPlainInteger(std::string_view text, std::uint64_t* value) {
-  if (text.empty() || text.size() > std::numeric_limits<std::int64_t>::digits10) return false;
-  if (text.front() == '0' && text.size() > 1) return false;
-  std::uint64_t sum = 0;
-  for (const char c : text) {
-    if (!IsDigit(c)) return false;
-    sum = 10 * sum + static_cast<std::uint64_t>(c - '0');
-  }
-  *value = sum;
-  return true;
+// Reads a whole number without fraction, exponent and leading zeros. Returns false for anything
+// else, and for what the type cannot hold.
+template <typename Integer>
+bool ReadPlainInteger(std::string_view text, Integer* value) {
+  const std::string_view digits = text.substr(!text.empty() && text.front() == '-' ? 1 : 0);
+  if (digits.size() > 1 && digits.front() == '0') return false;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, *value);
+  return error == std::errc() && stop == end;
 }
 
 }  // namespace
@@ -110,14 +107,7 @@ bool IsJsonNumber(std::string_view text) { return Split(text).has_value(); }
 
 template <typename Integer>
 NumberResult ParseInteger(std::string_view text, Integer* value) {
-  std::uint64_t plain = 0;
-  if (IsPlainInteger(text, &plain)) {
-    if (plain > static_cast<std::uint64_t>(std::numeric_limits<Integer>::max())) {
-      return NumberResult::kOutOfRange;
-    }
-    *value = static_cast<Integer>(plain);
-    return NumberResult::kOk;
-  }
+  if (ReadPlainInteger(text, value)) return NumberResult::kOk;
   std::optional<Decimal> decimal = ParseDecimal(text);
   if (!decimal) return NumberResult::kNoNumber;
   if (decimal->digits.empty()) {
