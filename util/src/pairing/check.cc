@@ -1,11 +1,13 @@
 #include "CmnSys/Util/Check.h"
 
+#include <algorithm>
 #include <unordered_map>
 #include <utility>
 
 #include "CmnSys/Util/Pairing.h"
 #include "pairing/check_type.h"
 #include "pairing/pairings.h"
+#include "tables/extension_count.h"
 #include "tables/field_lists.h"
 #include "tables/type_tables.h"
 #include "text/field_path.h"
@@ -116,15 +118,16 @@ class Checker {
       return;
     }
     const Reflection& reflection = *message.GetReflection();
-    if (!type.needs_list) {
-      for (const CheckedField* field : type.messages) {
-        if (field->is_repeated || reflection.HasField(message, field->field)) {
+    if (!type.record && !type.has_extensions) {
+      for (const CheckedField* field : type.looked_at) {
+        if (IsSet(message, reflection, *field->field)) {
           CheckBelow(message, reflection, *field, step, depth);
         }
       }
       return;
     }
-    const FieldLists::Set set(&lists_, message, reflection);
+    FieldLists::Set set(&lists_);
+    List(message, reflection, type, &*set);
     if (type.record) {
       if (type.record->pairing.described.selector != nullptr) {
         CheckSelected(message, reflection, *set, type, step);
@@ -136,6 +139,52 @@ class Checker {
       const CheckedField& field = FieldOf(type, *descriptor);
       if (field.is_message) CheckBelow(message, reflection, field, step, depth);
     }
+  }
+
+  static bool IsSet(const Message& message, const Reflection& reflection,
+                    const FieldDescriptor& field) {
+    return field.is_repeated() ? reflection.FieldSize(message, &field) > 0
+                               : reflection.HasField(message, &field);
+  }
+
+  // Lists, by number, the set fields that are looked at, and perhaps others.
+  static void List(const Message& message, const Reflection& reflection, const CheckType& type,
+                   Fields* set) {
+    const FieldDescriptor* const likely =
+        type.has_extensions ? LikelyExtension(message, reflection, type) : nullptr;
+    const bool is_set = likely != nullptr && IsSet(message, reflection, *likely);
+    // To list all fields takes longer, and looks extensions up under a lock.
+    if (!type.has_extensions || CountExtensions(message, reflection) > (is_set ? 1 : 0)) {
+      reflection.ListFields(message, set);
+      return;
+    }
+    for (const CheckedField* field : type.looked_at) {
+      if (IsSet(message, reflection, *field->field)) set->push_back(field->field);
+    }
+    if (!is_set) return;
+    const auto before = [](const FieldDescriptor* a, const FieldDescriptor* b) {
+      return a->number() < b->number();
+    };
+    set->insert(std::upper_bound(set->begin(), set->end(), likely, before), likely);
+  }
+
+  // The extension that the selector of the message asks for, or nullptr.
+  static const FieldDescriptor* LikelyExtension(const Message& message,
+                                                const Reflection& reflection,
+                                                const CheckType& type) {
+    if (!type.record || type.record->pairing.described.selector == nullptr) return nullptr;
+    const PayloadPath* const wanted = WantedOf(message, reflection, *type.record);
+    if (wanted == nullptr || wanted->empty() || !wanted->front()->is_extension()) return nullptr;
+    return wanted->front();
+  }
+
+  // What the selector of the message asks for; nullptr where no rule holds for its value.
+  static const PayloadPath* WantedOf(const Message& message, const Reflection& reflection,
+                                     const CheckedRecord& record) {
+    // An unset selector reads as its default.
+    const int number = reflection.GetEnumValue(message, record.pairing.described.selector);
+    const int path = record.path_of_value.Find(number);
+    return path < 0 ? nullptr : record.paths[static_cast<std::size_t>(path)];
   }
 
   // What a field of the message holds.
@@ -193,14 +242,13 @@ class Checker {
     const FieldDescriptor* const selector = pairing.described.selector;
     const bool is_set = reflection.HasField(message, selector);
     if (!is_set && HasUnknownField(message, reflection, selector->number())) return;
-    // An unset selector reads as its default.
-    const int number = reflection.GetEnumValue(message, selector);
-    const int path = record.path_of_value.Find(number);
-    if (path < 0) return;
+    const PayloadPath* const path = WantedOf(message, reflection, record);
+    if (path == nullptr) return;
 
-    const PayloadPath& wanted = *record.paths[static_cast<std::size_t>(path)];
+    const PayloadPath& wanted = *path;
     const SetPayloads found = FindPayloadsOf(type, message, set, wanted);
     if (found.wanted && found.others.empty()) return;
+    const int number = reflection.GetEnumValue(message, selector);
     const EnumValueDescriptor* const kind = selector->enum_type()->FindValueByNumber(number);
     if (number == record.unknown_kind && found.others.empty()) {
       // Readers cannot tell an unset selector from one that is set to what it reads as then.

@@ -74,15 +74,15 @@ CheckType::CheckType(const Descriptor& type)
   if (pairing != nullptr) record.emplace(*pairing);
   for (std::size_t i = 0; i < fields.size(); ++i) {
     fields[i].Describe(*type.field(static_cast<int>(i)), pairing);
-    if (fields[i].is_message) messages.push_back(&fields[i]);
+    if (fields[i].is_message || fields[i].payload != nullptr) looked_at.push_back(&fields[i]);
   }
   for (std::size_t i = 0; i < checked_extensions.size(); ++i) {
     checked_extensions[i].Describe(*extensions.all()[i], pairing);
   }
-  std::sort(messages.begin(), messages.end(), [](const CheckedField* a, const CheckedField* b) {
+  std::sort(looked_at.begin(), looked_at.end(), [](const CheckedField* a, const CheckedField* b) {
     return a->field->number() < b->field->number();
   });
-  needs_list = pairing != nullptr || type.extension_range_count() > 0;
+  has_extensions = type.extension_range_count() > 0;
   Heights heights;
   height_without_rules = HeightWithoutRules(type, &heights);
 }

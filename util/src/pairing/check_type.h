@@ -53,10 +53,9 @@ struct CheckType {
   Extensions extensions;
   std::vector<CheckedField> checked_extensions;  // As in `extensions`.
 
-  // The messages that fields hold, by number.
-  std::vector<const CheckedField*> messages;
-  // Whether a message can only be checked by a list of its fields, not by trying `messages`.
-  bool needs_list;
+  // The fields that are messages or payloads, by number.
+  std::vector<const CheckedField*> looked_at;
+  bool has_extensions;  // Has ranges for them.
   // How deep messages of the type are nested at most where no rule holds in any of them; nothing
   // where a rule may hold, or where they may be nested without end.
   std::optional<int> height_without_rules;

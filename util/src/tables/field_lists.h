@@ -23,12 +23,15 @@ class FieldLists {
    public:
     Set(FieldLists* lists, const google::protobuf::Message& message,
         const google::protobuf::Reflection& reflection)
-        : lists_(lists) {
-      if (!lists_->spare_.empty()) {
-        fields_ = std::move(lists_->spare_.back());
-        lists_->spare_.pop_back();
-      }
+        : Set(lists) {
       reflection.ListFields(message, &fields_);
+    }
+    // None yet.
+    explicit Set(FieldLists* lists) : lists_(lists) {
+      if (lists_->spare_.empty()) return;
+      fields_ = std::move(lists_->spare_.back());
+      fields_.clear();
+      lists_->spare_.pop_back();
     }
     ~Set() { lists_->spare_.push_back(std::move(fields_)); }
     Set(const Set&) = delete;
