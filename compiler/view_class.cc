@@ -36,7 +36,7 @@ class ViewWriter {
       fields_.Print(
           "    if (source.path_size != 0 || source.bad) {\n"
           "      ScanPieces();\n"
-          "    } else if (!Scan(source.begin, source.end)) {\n"
+          "    } else if (!Scan(source.begin, source.end())) {\n"
           "      Fail();\n"
           "    }\n");
     }
@@ -161,7 +161,7 @@ class ViewWriter {
     if (field->is_repeated()) {
       vars["range"] = RangeType(field, vars);
       if (vars["range"].empty()) return;
-      vars["first"] = fields_.scanned() ? "f" + vars["number"] + "_" : "source_.begin";
+      vars["first"] = fields_.scanned() ? "f" + vars["number"] + "_" : "0";
       vars["count"] = fields_.scanned() ? "n" + vars["number"] + "_"
                                         : "::CmnSys::View::internal::Occurrences::kUnknownCount";
       vars["which"] = IsNumeric(field) ? vars["number"] + "u" : vars["tag"];
@@ -186,7 +186,7 @@ class ViewWriter {
           "inline $sub$ $view$::$name$() const {\n"
           "  if (($split$_ & $bit$) != 0) return $sub$(source_.SplitChild($tag$));\n"
           "  if (!has_$name$()) return $sub$(::CmnSys::View::internal::Source());\n"
-          "  return $sub$(source_.Child(f$number$_));\n"
+          "  return $sub$(source_.Child(source_.At(f$number$_)));\n"
           "}\n",
           vars);
     }
@@ -201,7 +201,7 @@ class ViewWriter {
     fields_.Print("\n");
     std::vector<const FieldDescriptor*> by_size = fields_.all();
     std::stable_sort(by_size.begin(), by_size.end(), [](const auto* a, const auto* b) {
-      return (a->is_repeated() ? 16 : InfoOf(a).bytes) > (b->is_repeated() ? 16 : InfoOf(b).bytes);
+      return (a->is_repeated() ? 8 : InfoOf(a).bytes) > (b->is_repeated() ? 8 : InfoOf(b).bytes);
     });
     for (std::size_t word = 0; word < fields_.words(); ++word) {
       fields_.Print("  ::std::uint64_t has$word$_ = 0;\n", {{"word", std::to_string(word)}});
@@ -211,7 +211,7 @@ class ViewWriter {
     }
     for (const FieldDescriptor* field : by_size) {
       const Vars vars = fields_.VarsOf(field);
-      fields_.Print(field->is_repeated() ? "  const char* f$number$_ = nullptr;\n"
+      fields_.Print(field->is_repeated() ? "  ::std::uint32_t f$number$_ = 0;\n"
                                            "  ::std::uint32_t n$number$_ = 0;\n"
                                          : "  $stored$ f$number$_;\n",
                     vars);

@@ -70,7 +70,7 @@ Vars ViewFields::VarsOf(const FieldDescriptor* field) const {
     vars["tag"] = std::to_string(Tag(field, kLengthDelimited)) + "u";
   }
   if (!field->is_repeated()) vars["default"] = DefaultValue(field);
-  vars["value"] = (IsText(field) ? "::std::string_view(f" : "(f") + vars["number"] + "_)";
+  vars["value"] = (IsText(field) ? "source_.At(f" : "(f") + vars["number"] + "_)";
   // Views are copied with the values of unset fields, which are anything: no bool may be.
   vars["stored"] = !IsNumeric(field)                             ? "::CmnSys::View::internal::Piece"
                    : field->type() == FieldDescriptor::TYPE_BOOL ? "::std::uint8_t"

@@ -60,7 +60,7 @@ class ScanWriter {
           "        if ($extension$) {\n"
           "          p = ::CmnSys::View::ReadLength(p, e, &length);\n"
           "          if (p == nullptr) return false;\n"
-          "          extensions_.Add(tag, {p, length});\n"
+          "          extensions_.Add(tag, {source_.OffsetOf(p), length});\n"
           "          p += length;\n"
           "          break;\n"
           "        }\n",
@@ -158,13 +158,13 @@ class ScanWriter {
       tag_case(other);
       read(other, "");
       fields_.Print(
-          "        if (n$number$_++ == 0) f$number$_ = start;\n"
+          "        if (n$number$_++ == 0) f$number$_ = source_.OffsetOf(start);\n"
           "        break;\n",
           vars);
       tag_case(field->is_packed() ? kLengthDelimited : wire_type);
       label();
       read(field->is_packed() ? kLengthDelimited : wire_type, "");
-      fields_.Print("        if (n$number$_++ == 0) f$number$_ = start;\n", vars);
+      fields_.Print("        if (n$number$_++ == 0) f$number$_ = source_.OffsetOf(start);\n", vars);
     } else {
       tag_case(wire_type);
       label();
@@ -173,11 +173,12 @@ class ScanWriter {
             "        p = ::CmnSys::View::ReadLength(p, e, &length);\n"
             "        if (p == nullptr) return false;\n");
         if (field->is_repeated()) {
-          fields_.Print("        if (n$number$_++ == 0) f$number$_ = start;\n", vars);
+          fields_.Print("        if (n$number$_++ == 0) f$number$_ = source_.OffsetOf(start);\n",
+                        vars);
         } else {
           if (IsMessage(field)) fields_.Print("        $split$ |= $has$ & $bit$;\n", vars);
           fields_.Print(
-              "        f$number$_ = {p, length};\n"
+              "        f$number$_ = {source_.OffsetOf(p), length};\n"
               "        $has$ |= $bit$;\n",
               vars);
         }

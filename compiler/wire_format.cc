@@ -46,7 +46,7 @@ TypeInfo InfoOf(const FieldDescriptor* field) {
     case FieldDescriptor::TYPE_BYTES:
     case FieldDescriptor::TYPE_MESSAGE:
     case FieldDescriptor::TYPE_GROUP:
-      return {kLengthDelimited, "::std::string_view", "", 16};
+      return {kLengthDelimited, "::std::string_view", "", 8};
   }
   return {};
 }

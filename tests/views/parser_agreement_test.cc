@@ -78,6 +78,13 @@ TEST(ViewsAgreeWithTheParser, OnWhatRandomBytesDoNotFind) {
        "\x8a\x01\x03\x0a\x01"
        "a"
        "\x8a\x01\x02\x0a\x01"s},
+      // Three extensions, more than a view keeps, each in two pieces.
+      {"Pb.CmnSys.Events.Event",
+       "\x82\x19\x03\x0a\x01"
+       "a\x8a\x19\x03\x0a\x01"
+       "b\xaa\x19\x03\x0a\x01"
+       "c\x8a\x19\x02\x10\x01\xaa\x19\x02\x10\x01\x82\x19\x03\x0a\x01"
+       "d"s},
       // Numbers that the closed enum does not have; the low 32 bits count.
       {"Pb.CmnSys.Gid", "\x38\x02\x38\xe8\x07"s},
       {"Pb.CmnSys.Gid", "\x38\x82\x80\x80\x80\x10"s},

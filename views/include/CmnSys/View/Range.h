@@ -99,8 +99,8 @@ class Arrow {
   T element_;
 };
 
-// What ranges have in common; Walk is copied for each iteration and has Next(), element() and
-// failed().
+// What ranges have in common; Walk is copied for each iteration and has Next(), more(), count(),
+// element() and failed().
 template <typename Walk>
 class Range {
  public:
@@ -115,12 +115,12 @@ class Range {
     using pointer = Arrow<value_type>;
 
     const_iterator() = default;
-    explicit const_iterator(const Walk& walk) : walk_(walk), more_(walk_.Next()) {}
+    explicit const_iterator(const Walk& walk) : walk_(walk) { walk_.Next(); }
 
     value_type operator*() const { return walk_.element(); }
     pointer operator->() const { return pointer(walk_.element()); }
     const_iterator& operator++() {
-      more_ = walk_.Next();
+      walk_.Next();
       return *this;
     }
     Arrow<value_type> operator++(int) {
@@ -131,13 +131,12 @@ class Range {
 
     // Iterators of one range are equal when they are both at its end, or neither is.
     friend bool operator==(const const_iterator& a, const const_iterator& b) {
-      return a.more_ == b.more_;
+      return a.walk_.more() == b.walk_.more();
     }
     friend bool operator!=(const const_iterator& a, const const_iterator& b) { return !(a == b); }
 
    private:
     Walk walk_;
-    bool more_ = false;
   };
   using iterator = const_iterator;
 
@@ -180,21 +179,21 @@ class MessageWalk {
   using Element = View;
 
   MessageWalk() = default;
-  MessageWalk(const Source& source, const char* first, std::uint32_t count, std::uint32_t tag)
-      : occurrences_(source, first, count, tag, tag), depth_(source.depth) {}
+  MessageWalk(const Source& source, std::uint32_t first, std::uint32_t count, std::uint32_t tag)
+      : occurrences_(source, first, count, tag, tag) {}
 
   bool Next() { return occurrences_.Next(); }
+  bool more() const { return occurrences_.more(); }
   std::uint32_t count() const { return occurrences_.left(); }
   bool failed() const { return occurrences_.failed(); }
   View element() const {
     Source parent;
-    parent.depth = depth_;
+    parent.depth = static_cast<std::uint8_t>(kMaxDepth - occurrences_.depth_left());
     return View(parent.Child(occurrences_.value()));
   }
 
  private:
   Occurrences occurrences_;
-  std::uint8_t depth_ = 0;
 };
 
 class BytesWalk {
@@ -202,10 +201,11 @@ class BytesWalk {
   using Element = std::string_view;
 
   BytesWalk() = default;
-  BytesWalk(const Source& source, const char* first, std::uint32_t count, std::uint32_t tag)
+  BytesWalk(const Source& source, std::uint32_t first, std::uint32_t count, std::uint32_t tag)
       : occurrences_(source, first, count, tag, tag) {}
 
   bool Next() { return occurrences_.Next(); }
+  bool more() const { return occurrences_.more(); }
   std::uint32_t count() const { return occurrences_.left(); }
   bool failed() const { return occurrences_.failed(); }
   std::string_view element() const { return occurrences_.value(); }
@@ -221,37 +221,37 @@ class ScalarWalk {
   using Element = typename Format::Value;
 
   ScalarWalk() = default;
-  ScalarWalk(const Source& source, const char* first, std::uint32_t count, std::uint32_t field)
+  ScalarWalk(const Source& source, std::uint32_t first, std::uint32_t count, std::uint32_t field)
       : occurrences_(source, first, count, MakeTag(field, kLengthDelimited),
-                     MakeTag(field, Format::kWireType)) {}
+                     MakeTag(field, Format::kWireType)),
+        p_(occurrences_.behind()) {}
 
   bool Next() {
     while (true) {
-      if (p_ == end_) {
+      if (p_ == occurrences_.behind()) {
         if (!occurrences_.Next()) return false;
         p_ = occurrences_.value().data();
-        end_ = p_ + occurrences_.value().size();
         continue;
       }
       bool known = true;
-      p_ = Format::Read(p_, end_, &element_, &known);
+      p_ = Format::Read(p_, occurrences_.behind(), &element_, &known);
       if (p_ == nullptr) {
-        end_ = nullptr;
+        p_ = occurrences_.behind();
         return occurrences_.Fail();
       }
       if (known) return true;
     }
   }
+  bool more() const { return occurrences_.more(); }
   // An occurrence may hold any number of elements.
   static std::uint32_t count() { return Occurrences::kUnknownCount; }
   bool failed() const { return occurrences_.failed(); }
   Element element() const { return element_; }
 
  private:
-  const char* p_ = nullptr;
-  const char* end_ = nullptr;
-  Element element_ = {};
   Occurrences occurrences_;
+  Element element_ = {};
+  const char* p_ = nullptr;  // What was not read yet of the occurrence begins here.
 };
 
 }  // namespace internal

@@ -20,11 +20,17 @@ namespace CmnSys::View::internal {
 // occurs twice, has an error.
 constexpr int kMaxPath = 6;
 
+// Bytes of a field that is set, from the begin of its view's source; not initialized for others.
+struct Piece {
+  std::uint32_t offset;
+  std::uint32_t size;
+};
+
 struct Source {
-  // The pieces are the fields reached from the message [begin, end) by the tags of the path;
+  // The pieces are the fields reached from the message of these bytes by the tags of the path;
   // without a path that message is the only piece.
   const char* begin = nullptr;
-  const char* end = nullptr;
+  std::uint32_t size = 0;
   std::uint8_t depth = 0;  // Of the view's message, below the outermost one.
   std::uint8_t path_size = 0;
   bool bad = false;  // Nested too deep.
@@ -32,35 +38,21 @@ struct Source {
 
   Source() = default;
   explicit Source(std::string_view bytes)
-      : begin(bytes.data()), end(bytes.data() + bytes.size()), bad(bytes.size() > kMaxLength) {
-    if (bad) end = begin;
+      : begin(bytes.data()),
+        size(static_cast<std::uint32_t>(bytes.size())),
+        bad(bytes.size() > kMaxLength) {
+    if (bad) size = 0;
   }
-  // Copies as much of the path as there is.
-  Source(const Source& other)
-      : begin(other.begin),
-        end(other.end),
-        depth(other.depth),
-        path_size(other.path_size),
-        bad(other.bad) {
-    for (int i = 0; i < path_size; ++i) path[i] = other.path[i];
-  }
-  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it copies onto itself what is there.
-  Source& operator=(const Source& other) {
-    begin = other.begin;
-    end = other.end;
-    depth = other.depth;
-    path_size = other.path_size;
-    bad = other.bad;
-    for (int i = 0; i < path_size; ++i) path[i] = other.path[i];
-    return *this;
-  }
-  ~Source() = default;
+
+  const char* end() const { return begin + size; }
+  std::uint32_t OffsetOf(const char* p) const { return static_cast<std::uint32_t>(p - begin); }
+  std::string_view At(Piece piece) const { return {begin + piece.offset, piece.size}; }
 
   // A sub-message that occurs once. One that is not there is a source without bytes.
   Source Child(std::string_view bytes) const {
     Source child;
     child.begin = bytes.data();
-    child.end = bytes.data() + bytes.size();
+    child.size = static_cast<std::uint32_t>(bytes.size());
     child.depth = static_cast<std::uint8_t>(depth + 1);
     if (child.depth > kMaxDepth) child.SetBad();
     return child;
@@ -86,7 +78,8 @@ struct Source {
     bad = true;
     depth = kMaxDepth;
     path_size = 0;
-    begin = end = nullptr;
+    begin = nullptr;
+    size = 0;
   }
 };
 
@@ -98,132 +91,153 @@ class Occurrences {
   Occurrences() = default;
 
   // The occurrences with one of two tags, which may be the same, of a field of the source's
-  // message. `first` is a place up to which there is none where the source is a single piece;
-  // `count` is their number, or kUnknownCount.
-  Occurrences(const Source& source, const char* first, std::uint32_t count, std::uint32_t tag,
+  // message. `first` is the offset of a place up to which there is none where the source is a
+  // single piece; `count` is their number, or kUnknownCount.
+  Occurrences(const Source& source, std::uint32_t first, std::uint32_t count, std::uint32_t tag,
               std::uint32_t other_tag)
-      : p_(source.path_size == 0 ? first : source.begin),
-        end_(source.end),
+      : p_(source.begin + (source.path_size == 0 ? first : 0)),
+        end_(source.end()),
         left_(source.bad ? 0 : count),
         tag_(tag),
         other_tag_(other_tag),
-        depth_left_(static_cast<std::int8_t>(source.depth_left())),
-        path_size_(source.path_size) {
-    if (path_size_ != 0) KeepPath(source);
+        depth_left_(static_cast<std::int8_t>(source.depth_left())) {
+    if (source.path_size != 0) Follow(source, source.path_size);
   }
 
   // The pieces of a source with a path.
   explicit Occurrences(const Source& source)
       : p_(source.begin),
-        end_(source.end),
+        end_(source.end()),
         left_(kUnknownCount),
         tag_(source.path[source.path_size - 1]),
         other_tag_(tag_),
-        depth_left_(static_cast<std::int8_t>(source.depth_left() + 1)),
-        path_size_(static_cast<std::uint8_t>(source.path_size - 1)) {
-    if (path_size_ != 0) KeepPath(source);
+        depth_left_(static_cast<std::int8_t>(source.depth_left() + 1)) {
+    if (source.path_size > 1) Follow(source, source.path_size - 1);
   }
 
   // Goes on to the next occurrence and returns whether there is one. Malformed bytes end the walk.
   bool Next() {
-    if (left_ == 0) return false;
+    if (left_ == 0) return End();
+    const char* p = p_;
     while (true) {
-      while (level_ == path_size_ && p_ != end_) {
-        std::uint32_t tag = 0;
-        const char* p = ReadTag(p_, end_, &tag);
-        if (p == nullptr) return Fail();
-        if (tag != tag_ && tag != other_tag_) {
-          p_ = SkipValue(p, end_, tag, depth_left_);
-          if (p_ == nullptr) return Fail();
-          continue;
-        }
-        std::uint32_t length = 0;
-        if (WireTypeOf(tag) == kLengthDelimited) {
-          p = ReadLength(p, end_, &length);
-          if (p == nullptr) return Fail();
-          p_ = p + length;
-        } else {
-          p_ = SkipValue(p, end_, tag, depth_left_);
-          if (p_ == nullptr) return Fail();
-        }
-        value_ = {p, static_cast<std::size_t>(p_ - p)};
-        has_first_tag_ = tag == tag_;
-        if (left_ != kUnknownCount) --left_;
-        return true;
+      if (p == end_) {
+        if (path_size_ == 0) return End();
+        *this = AtNextPiece(*this);
+        if (left_ == 0) return false;
+        p = p_;
       }
-      if (!NextPiece()) return false;
+      std::uint32_t tag = 0;
+      p = ReadTag(p, end_, &tag);
+      if (p == nullptr) return Fail();
+      if (tag == tag_ || tag == other_tag_) return Take(p, tag);
+      p = SkipValue(p, end_, tag, depth_left_);
+      if (p == nullptr) return Fail();
     }
   }
 
-  // Of the current occurrence: whether its tag is the first one of the two, and the bytes of its
-  // value, those behind the length if that has one.
-  bool has_first_tag() const { return has_first_tag_; }
-  std::string_view value() const { return value_; }
+  // The bytes of the current occurrence's value, those behind the length if that has one.
+  std::string_view value() const { return {p_ - size_, size_}; }
+  const char* behind() const { return p_; }
 
   // How many occurrences follow, or kUnknownCount.
-  std::uint32_t left() const { return left_; }
+  std::uint32_t left() const { return left_ > kMaxLength ? kUnknownCount : left_; }
 
-  // Whether the walk ended at malformed bytes.
-  bool failed() const { return failed_; }
+  // How many levels may stand below the message that the occurrences are in.
+  int depth_left() const { return depth_left_; }
+
+  // Whether there was a next occurrence, and whether the walk ended at malformed bytes.
+  bool more() const { return state_ == State::kMore; }
+  bool failed() const { return state_ == State::kFailed; }
   bool Fail() {
-    failed_ = true;
+    state_ = State::kFailed;
     left_ = 0;
     return false;
   }
 
  private:
-  void KeepPath(const Source& source) {
-    outermost_ = source.begin;
-    depth_left_ = static_cast<std::int8_t>(depth_left_ + path_size_);
-    for (int i = 0; i < path_size_; ++i) path_[i] = source.path[i];
-  }
+  enum class State : std::uint8_t { kEnd, kMore, kFailed };
 
-  // Moves to the begin of the next message that the path leads to and that is not empty.
-  [[gnu::noinline]] bool NextPiece() {
-    while (path_size_ != 0) {
-      if (p_ == end_) {
-        if (level_ == 0) break;
-        --level_;
-        ++depth_left_;
-        end_ = outermost_ + ends_[level_];
-        continue;
-      }
-      if (level_ == path_size_) return true;
-      std::uint32_t tag = 0;
-      const char* p = ReadTag(p_, end_, &tag);
-      if (p == nullptr) return Fail();
-      if (tag == path_[level_]) {
-        std::uint32_t length = 0;
-        p = ReadLength(p, end_, &length);
-        if (p == nullptr) return Fail();
-        ends_[level_++] = static_cast<std::uint32_t>(end_ - outermost_);
-        --depth_left_;
-        p_ = p;
-        end_ = p + length;
-      } else {
-        p_ = SkipValue(p, end_, tag, depth_left_);
-        if (p_ == nullptr) return Fail();
-      }
-    }
+  bool End() {
+    if (state_ != State::kFailed) state_ = State::kEnd;
     left_ = 0;
     return false;
   }
 
+  bool Take(const char* p, std::uint32_t tag) {
+    const char* behind = nullptr;
+    if (WireTypeOf(tag) == kLengthDelimited) {
+      std::uint32_t length = 0;
+      p = ReadLength(p, end_, &length);
+      if (p == nullptr) return Fail();
+      behind = p + length;
+    } else {
+      behind = SkipValue(p, end_, tag, depth_left_);
+      if (behind == nullptr) return Fail();
+    }
+    p_ = behind;
+    size_ = static_cast<std::uint32_t>(behind - p);
+    --left_;  // An unknown count stays above all that there may be.
+    state_ = State::kMore;
+    return true;
+  }
+
+  [[gnu::noinline]] void Follow(const Source& source, int steps) {
+    path_size_ = static_cast<std::uint8_t>(steps);
+    depth_left_ = static_cast<std::int8_t>(depth_left_ + steps);
+    for (int i = 0; i < steps; ++i) path_[i] = source.path[i];
+    NextPieceFrom(p_);
+  }
+
+  // By value, so that compilers keep the walk of a loop in registers.
+  [[gnu::noinline]] static Occurrences AtNextPiece(Occurrences walk) {
+    walk.NextPieceFrom(walk.end_);
+    return walk;
+  }
+
+  // Moves to the begin of the next message that the path leads to and that is not empty.
+  bool NextPieceFrom(const char* p) {
+    while (true) {
+      if (p == end_) {
+        if (level_ == 0) return End();
+        --level_;
+        ++depth_left_;
+        end_ += behind_[level_];
+        continue;
+      }
+      if (level_ == path_size_) {
+        p_ = p;
+        return true;
+      }
+      std::uint32_t tag = 0;
+      p = ReadTag(p, end_, &tag);
+      if (p == nullptr) return Fail();
+      if (tag != path_[level_]) {
+        p = SkipValue(p, end_, tag, depth_left_);
+        if (p == nullptr) return Fail();
+        continue;
+      }
+      std::uint32_t length = 0;
+      p = ReadLength(p, end_, &length);
+      if (p == nullptr) return Fail();
+      behind_[level_++] = static_cast<std::uint32_t>(end_ - p) - length;
+      --depth_left_;
+      end_ = p + length;
+    }
+  }
+
   const char* p_ = nullptr;
   const char* end_ = nullptr;  // Of the message that p_ stands in.
-  std::string_view value_;
+  std::uint32_t size_ = 0;     // Of the value before p_.
   std::uint32_t left_ = 0;
   std::uint32_t tag_ = 0;
   std::uint32_t other_tag_ = 0;
   std::int8_t depth_left_ = 0;
   std::uint8_t path_size_ = 0;
   std::uint8_t level_ = 0;  // Steps of the path that were taken to p_.
-  bool failed_ = false;
-  bool has_first_tag_ = false;
-  // Only with a path:
-  const char* outermost_ = nullptr;
-  std::uint32_t path_[kMaxPath] = {};
-  std::uint32_t ends_[kMaxPath] = {};  // Of the messages around p_, from the outermost one's begin.
+  State state_ = State::kEnd;
+  // Only with a path, and of the second one what belongs to steps that were taken:
+  std::uint32_t path_[kMaxPath];
+  std::uint32_t behind_[kMaxPath];  // Bytes between the end of a step's message and that around it.
 };
 
 }  // namespace CmnSys::View::internal

@@ -24,67 +24,62 @@ struct ViewOf;
 
 namespace internal {
 
-// Bytes of a field that is set; not initialized for others.
-struct Piece {
-  const char* data;
-  std::uint32_t size;
-  operator std::string_view() const { return {data, size}; }  // NOLINT: is one.
-};
-
-// The extensions that one pass over a message found: the first ones and whether there is more.
+// The extensions that one pass over a message found: where the first ones are, and whether there
+// are others.
 class FoundExtensions {
  public:
-  void Add(std::uint32_t tag, std::string_view value) {
-    if (count_ == kKept || (count_ > 0 && tags_[0] == tag)) {
-      more_ = true;
-      return;
-    }
-    for (int i = 1; i < count_; ++i) {
-      if (tags_[i] == tag) {
-        more_ = true;
+  void Add(std::uint32_t tag, Piece value) {
+    for (int i = 0; i < count_; ++i) {
+      if (kept_[i].tag == tag) {
+        kept_[i].split = true;
         return;
       }
     }
-    tags_[count_] = tag;
-    values_[count_++] = value;
+    if (count_ == kKept) {
+      others_ = true;
+    } else {
+      kept_[count_++] = {tag, value, false};
+    }
   }
 
   void Clear() {
     count_ = 0;
-    more_ = false;
+    others_ = false;
   }
 
   bool Has(const Source& source, std::uint32_t tag) const {
     for (int i = 0; i < count_; ++i) {
-      if (tags_[i] == tag) return true;
+      if (kept_[i].tag == tag) return true;
     }
-    return more_ && Occurrences(source, source.begin, Occurrences::kUnknownCount, tag, tag).Next();
+    return others_ && Occurrences(source, 0, Occurrences::kUnknownCount, tag, tag).Next();
   }
 
   Source Get(const Source& source, std::uint32_t tag) const {
-    if (!more_) {
-      for (int i = 0; i < count_; ++i) {
-        if (tags_[i] == tag) return source.Child(values_[i]);
-      }
-      return Source();
+    for (int i = 0; i < count_; ++i) {
+      if (kept_[i].tag != tag) continue;
+      return kept_[i].split ? source.SplitChild(tag) : source.Child(source.At(kept_[i].value));
     }
-    return Search(source, tag);
+    return others_ ? Search(source, tag) : Source();
   }
 
  private:
+  struct Extension {
+    std::uint32_t tag;
+    Piece value;
+    bool split;
+  };
   static constexpr int kKept = 2;
 
   [[gnu::noinline]] static Source Search(const Source& source, std::uint32_t tag) {
-    Occurrences walk(source, source.begin, Occurrences::kUnknownCount, tag, tag);
+    Occurrences walk(source, 0, Occurrences::kUnknownCount, tag, tag);
     if (!walk.Next()) return Source();
     const std::string_view value = walk.value();
     return walk.Next() ? source.SplitChild(tag) : source.Child(value);
   }
 
-  int count_ = 0;
-  bool more_ = false;
-  std::uint32_t tags_[kKept];
-  std::string_view values_[kKept];
+  std::uint8_t count_ = 0;
+  bool others_ = false;
+  Extension kept_[kKept];
 };
 
 // Calls visit(piece) for the pieces of the source until it returns false. Returns whether all were
@@ -92,7 +87,7 @@ class FoundExtensions {
 template <typename Visit>
 bool ForEachPiece(const Source& source, Visit visit) {
   if (source.bad) return false;
-  if (source.path_size == 0) return visit(source.begin, source.end);
+  if (source.path_size == 0) return visit(source.begin, source.end());
   Occurrences pieces(source);
   while (pieces.Next()) {
     const std::string_view piece = pieces.value();
@@ -118,7 +113,7 @@ inline bool IsFramed(const Source& source) {
 template <typename Message>
 bool CopyTo(const Source& source, Message* message) {
   if (source.path_size == 0 && !source.bad) {
-    return message->ParseFromArray(source.begin, static_cast<int>(source.end - source.begin));
+    return message->ParseFromArray(source.begin, static_cast<int>(source.size));
   }
   std::string bytes;
   const bool good = ForEachPiece(source, [&bytes](const char* p, const char* e) {
