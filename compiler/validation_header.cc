@@ -36,10 +36,16 @@ void AddFile(const FileDescriptor* file, std::set<const FileDescriptor*>* added,
 
 constexpr std::size_t kMostSlots = 1 << 14;  // Of one message; an event takes 1,024.
 
+// A field that has to be looked into.
 struct Slot {
   std::uint32_t tag = 0;
-  std::string content = "0";
+  const Descriptor* message = nullptr;  // What it holds, or null when it may be packed.
+  std::string packed;
 };
+
+// The slots of a message, by the low bits of the numbers. One slot, not used, when there is nothing
+// to look into.
+using Slots = std::vector<Slot>;
 
 std::vector<const FieldDescriptor*> FieldsAndExtensions(const Descriptor* message) {
   std::vector<const FieldDescriptor*> fields;
@@ -87,35 +93,35 @@ std::map<const Descriptor*, std::string> ObstaclesIn(
   return obstacles;
 }
 
-// What has to be looked into: fields that are messages, or may be packed. Empty when their numbers
-// are too far apart.
-std::vector<Slot> SlotsOf(const Descriptor* message,
-                          const std::map<const Descriptor*, std::size_t>& indexes) {
-  std::vector<Slot> used;
+std::uint32_t FieldOf(const Slot& slot) { return slot.tag >> 3; }
+
+// Finds what has to be looked into: fields that are messages of the files, or may be packed. Empty
+// when their numbers are too far apart.
+Slots SlotsOf(const Descriptor* message, const std::set<const FileDescriptor*>& files) {
+  Slots used;
   for (const FieldDescriptor* field : FieldsAndExtensions(message)) {
     Slot slot;
     slot.tag = Tag(field, kLengthDelimited);
     if (field->type() == FieldDescriptor::TYPE_MESSAGE) {
-      const auto index = indexes.find(field->message_type());
-      if (index == indexes.end()) continue;
-      slot.content = std::to_string(index->second);
+      if (files.count(field->message_type()->file()) == 0) continue;
+      slot.message = field->message_type();
     } else if (!field->is_repeated() || !field->is_packable()) {
       continue;
     } else if (InfoOf(field).wire_type == kFixed32) {
-      slot.content = "kPackedFixed32";
+      slot.packed = "kPackedFixed32";
     } else if (InfoOf(field).wire_type == kFixed64) {
-      slot.content = "kPackedFixed64";
+      slot.packed = "kPackedFixed64";
     } else {
-      slot.content = "kPackedVarints";
+      slot.packed = "kPackedVarints";
     }
     used.push_back(slot);
   }
   // As many slots as it takes for the low bits of the numbers to differ.
   for (std::size_t size = 1; size <= kMostSlots; size *= 2) {
-    std::vector<Slot> slots(size);
+    Slots slots(size);
     bool fits = true;
     for (const Slot& slot : used) {
-      Slot& place = slots[(slot.tag >> 3) & (size - 1)];
+      Slot& place = slots[FieldOf(slot) & (size - 1)];
       if (place.tag != 0) fits = false;
       place = slot;
     }
@@ -124,6 +130,61 @@ std::vector<Slot> SlotsOf(const Descriptor* message,
   return {};
 }
 
+bool HasNothingToLookInto(const Slots& slots) { return slots.size() == 1 && slots[0].tag == 0; }
+
+// The slots of all messages, one behind the other. Those with nothing to look into share the first
+// ones.
+class Table {
+ public:
+  void Add(const Descriptor* message, const Slots& slots) {
+    if (HasNothingToLookInto(slots)) {
+      places_.emplace(message, 0);
+      return;
+    }
+    places_.emplace(message, size_);
+    size_ += 1 + static_cast<std::int64_t>(slots.size());
+    added_.push_back(slots);
+  }
+
+  // Where the slot of a message is.
+  std::int64_t PlaceOf(const Descriptor* message) const { return places_.at(message); }
+
+  void Print(Printer* printer) const {
+    PrintMessage(0, Slots(1), printer);
+    std::int64_t place = kShared;
+    for (const Slots& slots : added_) {
+      PrintMessage(place, slots, printer);
+      place += 1 + static_cast<std::int64_t>(slots.size());
+    }
+  }
+
+ private:
+  static constexpr std::int64_t kShared = 2;
+
+  static void PrintSlot(std::uint64_t tag, const std::string& content, Printer* printer) {
+    printer->Print("{$tag$u, $content$},\n", "tag", std::to_string(tag), "content", content);
+  }
+
+  void PrintMessage(std::int64_t place, const Slots& slots, Printer* printer) const {
+    std::uint32_t looked_into = 1;
+    for (const Slot& slot : slots) {
+      if (FieldOf(slot) < 16) looked_into |= 1U << FieldOf(slot);
+    }
+    PrintSlot(slots.size() - 1, std::to_string(looked_into), printer);
+    for (const Slot& slot : slots) PrintSlot(slot.tag, ContentOf(slot, place), printer);
+  }
+
+  std::string ContentOf(const Slot& slot, std::int64_t place) const {
+    if (slot.message == nullptr) return slot.packed.empty() ? "0" : slot.packed;
+    const std::int64_t there = PlaceOf(slot.message);
+    return there == 0 ? "kFields" : std::to_string(there - place);
+  }
+
+  std::vector<Slots> added_;
+  std::map<const Descriptor*, std::int64_t> places_;
+  std::int64_t size_ = kShared;
+};
+
 }  // namespace
 
 bool WriteValidationHeader(const std::vector<const FileDescriptor*>& files, const std::string& path,
@@ -131,8 +192,17 @@ bool WriteValidationHeader(const std::vector<const FileDescriptor*>& files, cons
   std::vector<const Descriptor*> messages;
   std::set<const FileDescriptor*> added;
   for (const FileDescriptor* file : files) AddFile(file, &added, &messages);
-  std::map<const Descriptor*, std::size_t> indexes;
-  for (const Descriptor* message : messages) indexes.emplace(message, indexes.size());
+  Table table;
+  for (const Descriptor* message : messages) {
+    const Slots slots = SlotsOf(message, added);
+    if (slots.empty()) {
+      *error = message->full_name() +
+               ": the numbers of its fields and extensions that are messages "
+               "or repeated are too far apart for a validation header";
+      return false;
+    }
+    table.Add(message, slots);
+  }
   const std::map<const Descriptor*, std::string> obstacles = ObstaclesIn(messages);
 
   const std::string guard = "CMNSYS_VALIDATE_" + MangledPath(path);
@@ -158,33 +228,10 @@ bool WriteValidationHeader(const std::vector<const FileDescriptor*>& files, cons
   printer->Print(
       "\n"
       "namespace CmnSys::View::internal {\n"
-      "namespace $guard$_tables {\n"
-      "inline constexpr Slot kSlots[] = {\n",
+      "inline constexpr Slot $guard$_slots[] = {\n",
       "guard", guard);
-  std::string shapes;
-  std::size_t first = 0;
-  for (const Descriptor* message : messages) {
-    const std::vector<Slot> slots = SlotsOf(message, indexes);
-    if (slots.empty()) {
-      *error = message->full_name() +
-               ": the numbers of its fields and extensions that are messages "
-               "or repeated are too far apart for a validation header";
-      return false;
-    }
-    shapes += "{" + std::to_string(first) + "u, " + std::to_string(slots.size() - 1) + "u},\n";
-    first += slots.size();
-    for (const Slot& slot : slots) {
-      printer->Print("{$tag$u, $content$},\n", "tag", std::to_string(slot.tag), "content",
-                     slot.content);
-    }
-  }
-  printer->Print(
-      "};\n"
-      "inline constexpr Shape kShapes[] = {\n"
-      "$shapes$"
-      "};\n"
-      "}  // namespace $guard$_tables\n",
-      "guard", guard, "shapes", shapes);
+  table.Print(printer);
+  printer->Print("};\n");
   for (const Descriptor* message : messages) {
     if (!IsInPlace(message, options)) continue;
     const auto obstacle = obstacles.find(message);
@@ -195,12 +242,11 @@ bool WriteValidationHeader(const std::vector<const FileDescriptor*>& files, cons
     }
     printer->Print(
         "template <>\n"
-        "struct ShapeOf<$class$View> {\n"
-        "  static constexpr Shapes kShapes = {$guard$_tables::kShapes, $guard$_tables::kSlots};\n"
-        "  static constexpr std::uint32_t kIndex = $index$;\n"
+        "struct SlotOf<$class$View> {\n"
+        "  static constexpr const Slot* kSlot = $guard$_slots + $place$;\n"
         "};\n",
-        "class", QualifiedClassName(message), "guard", guard, "index",
-        std::to_string(indexes.at(message)));
+        "class", QualifiedClassName(message), "guard", guard, "place",
+        std::to_string(table.PlaceOf(message)));
   }
   printer->Print(
       "}  // namespace CmnSys::View::internal\n"

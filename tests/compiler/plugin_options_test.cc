@@ -78,8 +78,8 @@ TEST(ValidationHeader, LeavesOutMessagesOfWhichTheWireDoesNotTellAll) {
     EXPECT_NE(header.find(std::string("// Above cannot be validated: ") + obstacle),
               std::string::npos)
         << header;
-    EXPECT_EQ(header.find("struct ShapeOf<::AboveView>"), std::string::npos);
-    EXPECT_NE(header.find("struct ShapeOf<::OtherView>"), std::string::npos);
+    EXPECT_EQ(header.find("struct SlotOf<::AboveView>"), std::string::npos);
+    EXPECT_NE(header.find("struct SlotOf<::OtherView>"), std::string::npos);
   }
 }
 
