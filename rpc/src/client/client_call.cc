@@ -171,7 +171,8 @@ bool ClientCall::Ended(bool ok) {
 }
 
 bool ClientCall::Received() {
-  outcome_ = Outcome(status_, *context_, path_, *endpoint_);
+  const bool cancelled = !status_.ok() && Cancelled();
+  outcome_ = Outcome(status_, *context_, path_, *endpoint_, cancelled);
   if (NeverSent(status_, *context_, *endpoint_)) {
     if (unreachable_.find(outcome_.text) == std::string::npos) {
       unreachable_ += (unreachable_.empty() ? "" : "; ") + outcome_.text;

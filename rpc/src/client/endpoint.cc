@@ -103,6 +103,10 @@ constexpr std::array<std::string_view, 9> kLost = {
     "keepalive watchdog",   "Connection timed out",     "No route to host",
     "Endpoint read failed", "Transport closed",         "GOAWAY received"};
 
+// What gRPC says, as if the server had said it, for a call that the client cancelled, or that the
+// server's gRPC reset: it does so with calls that arrive just when it is being shut down.
+constexpr std::string_view kReset = "CANCELLED";
+
 std::string Reason(const std::string& text) {
   if (KnownGrpc()) {
     for (const std::string_view prefix : kNoConnection) {
@@ -178,7 +182,7 @@ std::string NotConnected(const std::string& path, const std::string& addresses) 
 }
 
 Status Outcome(const grpc::Status& status, const grpc::ClientContext& context,
-               const std::string& path, const Endpoint& endpoint) {
+               const std::string& path, const Endpoint& endpoint, bool cancelled) {
   Status outcome = FromGrpc(status);
   const bool sent = context.peer() != endpoint.target;
   if (sent) endpoint.was_connected = true;
@@ -203,7 +207,12 @@ Status Outcome(const grpc::Status& status, const grpc::ClientContext& context,
       }
       break;
     case StatusCode::kCancelled:
-      if (!from_peer) outcome.text = path + " was cancelled";
+      if (!cancelled && from_peer && KnownGrpc() && outcome.text == kReset) {
+        outcome = {StatusCode::kUnavailable, endpoint.address + " ended " + path +
+                                                 " without an answer: it may be shutting down"};
+      } else if (!from_peer || outcome.text == kReset) {
+        outcome.text = path + " was cancelled";
+      }
       break;
     default:
       if (!from_peer) outcome.text = path + " at " + endpoint.address + " failed: " + outcome.text;

@@ -50,9 +50,9 @@ bool MayBeSent(const grpc::ClientContext& context, const Endpoint& endpoint);
 std::string NotConnected(const std::string& path, const std::string& addresses);
 
 // The outcome of a call, with a text that says what happened and where when it comes from gRPC and
-// not from the server. `path` is the method's.
+// not from the server. `path` is the method's; `cancelled` says whether this side has cancelled it.
 Status Outcome(const grpc::Status& status, const grpc::ClientContext& context,
-               const std::string& path, const Endpoint& endpoint);
+               const std::string& path, const Endpoint& endpoint, bool cancelled);
 
 }  // namespace CmnSys::Rpc
 

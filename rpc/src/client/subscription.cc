@@ -197,8 +197,9 @@ Status Subscription::Impl::Receive(Endpoint* endpoint, grpc::CompletionQueue* qu
   stream->Finish(&status, operation_.Post());
   Wait(queue, &operation_);
   *never_sent = NeverSent(status, *context_, *endpoint);
-  Status outcome =
-      unreadable.Ok() ? Outcome(status, *context_, path_, *endpoint) : std::move(unreadable);
+  const bool cancelled = timed_out_ || Cancelled();
+  Status outcome = unreadable.Ok() ? Outcome(status, *context_, path_, *endpoint, cancelled)
+                                   : std::move(unreadable);
   if (timed_out_ && outcome.code == StatusCode::kCancelled) {
     outcome = {StatusCode::kDeadlineExceeded,
                MayBeSent(*context_, *endpoint)
