@@ -115,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(
          "cannot write standard output: "},
         {"ReaderThatGoesAway", "convert --to jsonl > >(head -c 10)",
          "cannot write standard output: Broken pipe\n"},
-        {"ClosedInput", "$CMNSYS decode Gid <&-", "cannot read standard input"},
+        {"ClosedInput", "$CMNSYS decode Gid <&-", "cannot read standard input: Bad file"},
         {"MemoryLimit",
          "truncate -s 1G big; ulimit -v 400000; $CMNSYS decode Gid big --max-bytes 2000000000; "
          "status=$?; rm big; exit $status",

@@ -80,12 +80,14 @@ int Main(int argc, char* argv[]) {
 }
 
 // A descriptor below 3 that is closed would be given to the next file that is opened. What takes
-// its place fails as the closed one would.
+// its place fails as the closed one would. One that is closed on exec was not given to this process:
+// gRPC's library leaves an eventfd at 0 where that is free.
 void OccupyStandardDescriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (::fcntl(descriptor, F_GETFD) < 0) {
-      ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-    }
+    const int flags = ::fcntl(descriptor, F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) continue;
+    ::close(descriptor);
+    ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
   }
 }
 

@@ -103,9 +103,9 @@ constexpr std::array<std::string_view, 9> kLost = {
     "keepalive watchdog",   "Connection timed out",     "No route to host",
     "Endpoint read failed", "Transport closed",         "GOAWAY received"};
 
-// What gRPC says, as if the server had said it, for a call that the client cancelled, or that the
-// server's gRPC reset: it does so with calls that arrive just when it is being shut down.
-constexpr std::string_view kReset = "CANCELLED";
+// What gRPC says, as if the server had said it, of a call that the client cancelled or that the
+// server's gRPC gave up: it does so with calls that arrive just when it is being shut down.
+constexpr std::string_view kGivenUp = "CANCELLED";
 
 std::string Reason(const std::string& text) {
   if (KnownGrpc()) {
@@ -207,10 +207,10 @@ Status Outcome(const grpc::Status& status, const grpc::ClientContext& context,
       }
       break;
     case StatusCode::kCancelled:
-      if (!cancelled && from_peer && KnownGrpc() && outcome.text == kReset) {
+      if (!cancelled && from_peer && KnownGrpc() && outcome.text == kGivenUp) {
         outcome = {StatusCode::kUnavailable, endpoint.address + " ended " + path +
                                                  " without an answer: it may be shutting down"};
-      } else if (!from_peer || outcome.text == kReset) {
+      } else if (!from_peer || outcome.text == kGivenUp) {
         outcome.text = path + " was cancelled";
       }
       break;

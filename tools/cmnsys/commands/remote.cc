@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 
 #include "commands/options.h"
@@ -18,10 +19,14 @@ namespace {
 
 // The token in a file, without the blanks and ends of line around it.
 std::string ReadToken(const std::string& path) {
+  static constexpr std::uint64_t kMostBytes = 64 << 10;
   InputOptions file;
   file.path = path;
-  file.max_bytes = 64 << 10;
-  const std::string text = ReadInput(file);
+  const std::string text = ReadBeginning(file, kMostBytes + 1);
+  if (text.size() > kMostBytes) {
+    throw Failure("the token file " + path + " is longer than " + std::to_string(kMostBytes) +
+                  " bytes");
+  }
   static constexpr const char* kBlanks = " \t\r\n";
   const std::size_t begin = text.find_first_not_of(kBlanks);
   if (begin == std::string::npos) throw Failure("the token file " + path + " is empty");
