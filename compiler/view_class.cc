@@ -26,12 +26,17 @@ class ViewWriter {
         "\n"
         "// Reads a $message$ in place. The bytes must stay while it, or what came from it, is "
         "used.\n"
+        "$lists$"
         "class $view$ {\n"
         " public:\n"
         "  // The view of a message's bytes, which need not be valid: see HasError.\n"
         "  explicit $view$(::std::string_view bytes)\n"
         "      : $view$(::CmnSys::View::internal::Source(bytes)) {}\n"
-        "  explicit $view$(const ::CmnSys::View::internal::Source& source) : source_(source) {\n");
+        "  explicit $view$(const ::CmnSys::View::internal::Source& source) : source_(source) {\n",
+        {{"lists", HasLists() ? "// Lists can also be had of the message's bytes alone: up to "
+                                "malformed ones, and without the pass over\n"
+                                "// the message that makes a view.\n"
+                              : ""}});
     if (fields_.scanned()) {
       fields_.Print(
           "    if (source.path_size != 0 || source.bad) {\n"
@@ -122,12 +127,16 @@ class ViewWriter {
   }
 
  private:
- private:
   // The range of a repeated field with these variables; empty when its elements have no view.
   static std::string RangeType(const FieldDescriptor* field, const Vars& vars) {
     if (IsText(field)) return "::CmnSys::View::BytesRange";
     if (IsNumeric(field)) return "::CmnSys::View::ScalarRange<" + vars.at("format") + ">";
     return vars.count("sub") != 0 ? "::CmnSys::View::MessageRange<" + vars.at("sub") + ">" : "";
+  }
+
+  bool HasLists() const {
+    return std::any_of(fields_.all().begin(), fields_.all().end(),
+                       [](const FieldDescriptor* field) { return field->is_repeated(); });
   }
 
   void WriteAccessors(const FieldDescriptor* field) {
@@ -141,6 +150,7 @@ class ViewWriter {
       }
       fields_.Print(
           "  $range$ $name$() const;\n"
+          "  static $range$ $name$(::std::string_view bytes);\n"
           "  int $name$_size() const;\n",
           vars);
       return;
@@ -173,6 +183,11 @@ class ViewWriter {
           "inline $range$ $view$::$name$() const {\n"
           "  return $range$(\n"
           "      ::CmnSys::View::internal::$walk$(source_, $first$, $count$, $which$));\n"
+          "}\n"
+          "inline $range$ $view$::$name$(::std::string_view bytes) {\n"
+          "  return $range$(::CmnSys::View::internal::$walk$(\n"
+          "      ::CmnSys::View::internal::Source(bytes), 0,\n"
+          "      ::CmnSys::View::internal::Occurrences::kUnknownCount, $which$));\n"
           "}\n"
           "inline int $view$::$name$_size() const {\n",
           vars);

@@ -24,9 +24,12 @@ class ScanWriter {
     const auto uses = [this](const std::function<bool(const FieldDescriptor*)>& use) {
       return std::any_of(fields_.all().begin(), fields_.all().end(), use);
     };
+    // With all of its small functions and apart from its callers, whatever the options: else -O3
+    // takes it apart in favour of those.
     fields_.Print(
         "\n"
-        "inline bool $view$::Scan(const char* p, const char* e) {\n");
+        "[[gnu::noinline, gnu::flatten]] inline bool $view$::Scan(const char* p, const char* e) "
+        "{\n");
     for (std::size_t word = 0; word < fields_.words(); ++word) {
       const Vars vars = {{"word", std::to_string(word)}};
       fields_.Print("  ::std::uint64_t has$word$ = has$word$_;\n", vars);

@@ -12,6 +12,7 @@
 #include "ProtoBuf/CmnSys/CmnSys.Iotas.view.h"
 #include "ProtoBuf/CmnSys/CmnSys.QueryResult.pb.h"
 #include "ProtoBuf/CmnSys/CmnSys.QueryResult.view.h"
+#include "ProtoBuf/CmnSys/CmnSys.Timeline.view.h"
 
 namespace CmnSys::Test {
 namespace {
@@ -22,6 +23,7 @@ using Pb::CmnSys::Events::Event;
 using Pb::CmnSys::Events::EventView;
 using Pb::CmnSys::QueriesResult::QueryResult;
 using Pb::CmnSys::QueriesResult::QueryResultView;
+using Pb::CmnSys::Timeline::DeviceTimelineView;
 using std::string_literals::operator""s;
 namespace Events = Pb::CmnSys::Events;
 
@@ -61,6 +63,20 @@ TEST(View, AnErrorLeavesNothingSetAndStaysWhereItIs) {
   EXPECT_EQ(event.this_id(), 0);
   EXPECT_TRUE(event.originating_server_gid().HasError());
   EXPECT_FALSE(event.originating_server_gid().has_id());
+}
+
+TEST(View, ListsOfBytesAreReadUpToMalformedOnes) {
+  const std::string device =
+      "\x0a\x01"
+      "d"s;
+  const std::string record = "\x12\x02\x08\x07"s;
+  const std::string bytes = device + record + device + record + "\x12\x05"s;
+  EXPECT_TRUE(DeviceTimelineView(bytes).record().empty());
+  const auto records = DeviceTimelineView::record(bytes);
+  EXPECT_EQ(records.begin()->starttime(), 7);
+  EXPECT_EQ(records.size(), 2);
+  EXPECT_TRUE(records.HasError());
+  EXPECT_FALSE(DeviceTimelineView::record(device + record).HasError());
 }
 
 TEST(View, IsCopiedToAMessageAsAWhole) {

@@ -150,8 +150,8 @@ class Range {
   // Whether there is no element; reads up to the first one.
   bool empty() const { return begin() == end(); }
 
-  // For numbers, and in messages that have nothing but lists, walks over all elements; else takes
-  // no time.
+  // For numbers, in messages that have nothing but lists, and for lists that were made of bytes,
+  // walks over all elements; else takes no time.
   int size() const {
     Walk walk = walk_;
     if (walk.count() != Occurrences::kUnknownCount) return static_cast<int>(walk.count());
