@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "json/padded_text.h"
+
 namespace CmnSys::Util {
 
 // Text, which is UTF-8, as a JSON string with its quotes.
@@ -41,18 +43,14 @@ class JsonOutput {
    public:
     MemberName() = default;
     // The name is UTF-8.
-    explicit MemberName(std::string_view name) : text_("," + JsonQuoted(name) + ":") {
-      size_ = text_.size();
-      text_.resize(std::max(size_, kShort));
-    }
+    explicit MemberName(std::string_view name) : text_("," + JsonQuoted(name) + ":") {}
 
     // With quotes and colon.
-    std::string_view text() const { return {text_.data() + 1, size_ - 1}; }
+    std::string_view text() const { return text_.view().substr(1); }
 
    private:
     friend class JsonOutput;
-    std::string text_;  // Behind a comma, and padded to kShort bytes.
-    std::size_t size_ = 0;
+    PaddedText text_;  // Behind a comma.
   };
 
   void Key(const MemberName& name) {
@@ -61,18 +59,8 @@ class JsonOutput {
       Raw(name.text());
       Put(' ');
     } else {
-      const char* const text = name.text_.data();
-      const std::size_t size = name.size_;
-      if (first_) {
-        first_ = false;
-        Raw({text + 1, size - 1});
-      } else if (size <= kShort && Left() >= kShort) {
-        // A copy of fixed length takes a few instructions and no call.
-        std::memcpy(next_, text, kShort);
-        next_ += size;
-      } else {
-        Raw({text, size});
-      }
+      Padded(name.text_, first_ ? 1 : 0);
+      first_ = false;
     }
   }
 
@@ -88,6 +76,8 @@ class JsonOutput {
     Copy(text);
     next_ += text.size();
   }
+
+  void Raw(const PaddedText& text) { Padded(text, 0); }
 
   // UTF-8 as a string.
   void Text(std::string_view text);
@@ -130,13 +120,21 @@ class JsonOutput {
   bool failed() const { return failed_; }
 
  private:
-  static constexpr std::size_t kShort = 32;
-
   std::size_t Left() const { return static_cast<std::size_t>(end_ - next_); }
 
   void Put(char c) {
     if (next_ == end_ && !Refill()) return;
     *next_++ = c;
+  }
+
+  // The text without its first `skipped` bytes, at most one.
+  void Padded(const PaddedText& text, std::size_t skipped) {
+    if (text.is_short() && Left() >= PaddedText::kShort) {
+      std::memcpy(next_, text.data() + skipped, PaddedText::kShort);
+      next_ += text.size() - skipped;
+    } else {
+      Raw(text.view().substr(skipped));
+    }
   }
 
   template <typename Encode>

@@ -1,5 +1,4 @@
 #include <google/protobuf/descriptor.h>
-#include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
 #include <algorithm>
@@ -17,6 +16,7 @@
 #include "json/json_type.h"
 #include "json/well_known_types.h"
 #include "json/wire_bytes.h"
+#include "json/wire_message.h"
 #include "text/name_search.h"
 
 namespace CmnSys::Util {
@@ -24,12 +24,10 @@ namespace CmnSys::Util {
 using google::protobuf::Descriptor;
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
-using google::protobuf::FileDescriptor;
 using google::protobuf::Message;
 using google::protobuf::MessageFactory;
 using google::protobuf::OneofDescriptor;
 using google::protobuf::io::ArrayInputStream;
-using google::protobuf::io::CodedInputStream;
 using google::protobuf::io::ZeroCopyInputStream;
 
 namespace {
@@ -164,14 +162,7 @@ class MessageReader {
     if (wire_.size() > kMost) {
       return FailAt(place, "the message takes more than 2 GB, the most that protobuf can parse");
     }
-    const std::string_view bytes = wire_.From(0);
-    CodedInputStream stream(reinterpret_cast<const std::uint8_t*>(bytes.data()),
-                            static_cast<int>(bytes.size()));
-    // The depth of the JSON was limited.
-    stream.SetRecursionLimit(std::numeric_limits<int>::max());
-    if (message->MergePartialFromCodedStream(&stream) && stream.ConsumedEntireMessage()) {
-      return true;
-    }
+    if (MergeFromWire(wire_.From(0), message)) return true;
     return FailAt(place, "protobuf does not take this " + message->GetTypeName());
   }
 
@@ -295,7 +286,7 @@ class MessageReader {
     const FieldDescriptor* const extension =
         prototype->GetReflection()->FindKnownExtensionByName(std::string(name));
     if (extension == nullptr || extension->containing_type() != type.descriptor) return nullptr;
-    return &types_.FieldOf(type, *extension);
+    return &types_.ExtensionOf(type, *extension);
   }
 
   // The value of a field or extension; `seen` is where the fields of its message stand in seen_.
@@ -575,7 +566,7 @@ class MessageReader {
     std::int32_t number = 0;
     const NumberResult result = ParseInteger(text, &number);
     if (result != NumberResult::kOk) return FailNumber(field, result, text);
-    if (types_.EnumTypeOf(field).NameOf(number) == nullptr && !IsOpen(*field.field)) {
+    if (types_.EnumTypeOf(field).NameOf(number) == nullptr && field.closed_enum) {
       return Fail(std::to_string(number) + " is no value of " +
                   field.field->enum_type()->full_name());
     }
@@ -594,11 +585,6 @@ class MessageReader {
     std::vector<std::string> names;
     for (int i = 0; i < type.value_count(); ++i) names.push_back(type.value(i)->name());
     return Fail(Quoted(name) + " is no value of " + type.full_name() + Nearest(names, name));
-  }
-
-  // Whether the enum of the field takes every number, which the type that holds the field decides.
-  static bool IsOpen(const FieldDescriptor& field) {
-    return field.containing_type()->file()->syntax() == FileDescriptor::SYNTAX_PROTO3;
   }
 
   bool FailNumber(const JsonField& field, NumberResult result, std::string_view text) {

@@ -2,17 +2,15 @@
 
 #include <google/protobuf/descriptor.pb.h>
 
+#include "json/wire_fields.h"
 #include "text/field_path.h"
 
 namespace CmnSys::Util {
 
 using google::protobuf::Descriptor;
-using google::protobuf::DescriptorPool;
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
-using google::protobuf::Message;
-using google::protobuf::MessageFactory;
-using google::protobuf::Reflection;
+using google::protobuf::FileDescriptor;
 
 namespace {
 
@@ -53,12 +51,39 @@ std::vector<NameIndex::Entry> NamesOf(const Descriptor& type) {
   return names;
 }
 
-const Reflection* GeneratedReflection(const Descriptor& type) {
-  if (type.file()->pool() != DescriptorPool::generated_pool() || type.options().map_entry()) {
-    return nullptr;
+std::vector<NumberIndex::Entry> NumbersOf(const Descriptor& type) {
+  std::vector<NumberIndex::Entry> numbers;
+  for (int i = 0; i < type.field_count(); ++i) numbers.push_back({type.field(i)->number(), i});
+  return numbers;
+}
+
+View::WireType SerializedAs(const FieldDescriptor& field) {
+  if (field.is_packed()) return View::kLengthDelimited;
+  switch (field.type()) {
+    case FieldDescriptor::TYPE_GROUP:
+      return View::kStartGroup;
+    case FieldDescriptor::TYPE_MESSAGE:
+    case FieldDescriptor::TYPE_STRING:
+    case FieldDescriptor::TYPE_BYTES:
+      return View::kLengthDelimited;
+    case FieldDescriptor::TYPE_FIXED32:
+    case FieldDescriptor::TYPE_SFIXED32:
+    case FieldDescriptor::TYPE_FLOAT:
+      return View::kFixed32;
+    case FieldDescriptor::TYPE_FIXED64:
+    case FieldDescriptor::TYPE_SFIXED64:
+    case FieldDescriptor::TYPE_DOUBLE:
+      return View::kFixed64;
+    default:
+      return View::kVarint;
   }
-  const Message* const prototype = MessageFactory::generated_factory()->GetPrototype(&type);
-  return prototype == nullptr ? nullptr : prototype->GetReflection();
+}
+
+bool HasClosedEnum(const FieldDescriptor& field) {
+  const FieldDescriptor& holder = field.is_map() ? *field.message_type()->map_value() : field;
+  return holder.enum_type() != nullptr &&
+         // What counts is the type that holds the field and not that of the enum.
+         holder.containing_type()->file()->syntax() != FileDescriptor::SYNTAX_PROTO3;
 }
 
 std::vector<JsonField> Described(const std::vector<const FieldDescriptor*>& descriptors) {
@@ -89,7 +114,8 @@ std::vector<NameIndex::Entry> ExtensionNamesOf(
 
 JsonEnum::JsonEnum(const EnumDescriptor& type)
     : descriptor(&type), by_number(NumbersOf(type)), by_name(NamesOf(type)) {
-  for (int i = 0; i < type.value_count(); ++i) names.push_back(JsonQuoted(type.value(i)->name()));
+  for (int i = 0; i < type.value_count(); ++i)
+    names.emplace_back(JsonQuoted(type.value(i)->name()));
 }
 
 void JsonField::Describe(const FieldDescriptor& described, bool shares_name) {
@@ -101,8 +127,11 @@ void JsonField::Describe(const FieldDescriptor& described, bool shares_name) {
   type = described.type();
   cpp_type = described.cpp_type();
   extension = described.is_extension();
+  tag = FieldTag(static_cast<std::uint32_t>(described.number()), SerializedAs(described));
   repeated = described.is_repeated();
+  packed = described.is_packed();
   map = described.is_map();
+  closed_enum = HasClosedEnum(described);
   takes_null = TakesNull(described);
   in_oneof = described.real_containing_oneof() != nullptr;
   in_message_set = described.containing_type()->options().message_set_wire_format();
@@ -110,27 +139,20 @@ void JsonField::Describe(const FieldDescriptor& described, bool shares_name) {
 
 JsonType::JsonType(const Descriptor& type)
     : descriptor(&type),
-      generated_reflection(GeneratedReflection(type)),
       form(JsonFormOf(type)),
+      message_set(type.options().message_set_wire_format()),
       fields(FieldsOf(type)),
       names(NamesOf(type)),
+      numbers(NumbersOf(type)),
       extensions(type),
       extension_fields(Described(extensions.all())),
-      extension_names(ExtensionNamesOf(extensions.all())) {}
-
-const JsonField* JsonType::FindExtension(const FieldDescriptor& extension) const {
-  const int index = extensions.IndexOf(extension);
-  return index < 0 ? nullptr : &extension_fields[static_cast<std::size_t>(index)];
+      extension_names(ExtensionNamesOf(extensions.all())) {
+  for (const JsonField& field : fields) tags.push_back(field.tag);
 }
 
 const JsonField* JsonType::FindExtension(std::string_view name) const {
   const int index = extension_names.Find(name);
   return index < 0 ? nullptr : &extension_fields[static_cast<std::size_t>(index)];
-}
-
-const JsonField& JsonTypes::ExtensionOf(const JsonType& type, const FieldDescriptor& extension) {
-  if (const JsonField* const known = type.FindExtension(extension)) return *known;
-  return late_extensions_.try_emplace(&extension, extension).first->second;
 }
 
 }  // namespace CmnSys::Util

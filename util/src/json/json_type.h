@@ -6,7 +6,6 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/message.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +15,7 @@
 #include <vector>
 
 #include "json/json_output.h"
+#include "json/padded_text.h"
 #include "json/well_known_types.h"
 #include "tables/extensions.h"
 #include "tables/indexes.h"
@@ -29,13 +29,13 @@ struct JsonEnum {
   explicit JsonEnum(const google::protobuf::EnumDescriptor& type);
 
   // The name of a value as a JSON string, quotes included; nullptr where the number has none.
-  const std::string* NameOf(int number) const {
+  const PaddedText* NameOf(int number) const {
     const int index = by_number.Find(number);
     return index < 0 ? nullptr : &names[static_cast<std::size_t>(index)];
   }
 
   const google::protobuf::EnumDescriptor* descriptor;
-  std::vector<std::string> names;  // In quotes.
+  std::vector<PaddedText> names;  // In quotes.
   NumberIndex by_number;
   NameIndex by_name;
 };
@@ -51,17 +51,22 @@ struct JsonField {
   void Describe(const google::protobuf::FieldDescriptor& described, bool shares_name);
 
   const google::protobuf::FieldDescriptor* field = nullptr;
-  JsonOutput::MemberName json_name;
-  JsonOutput::MemberName schema_name;
+  // What the field begins with on the wire, as protobuf's serializer writes it.
+  std::uint64_t tag = 0;
   google::protobuf::FieldDescriptor::Type type = google::protobuf::FieldDescriptor::TYPE_BOOL;
   google::protobuf::FieldDescriptor::CppType cpp_type =
       google::protobuf::FieldDescriptor::CPPTYPE_BOOL;
   bool extension = false;
   bool repeated = false;  // Maps are repeated, too.
+  bool packed = false;
   bool map = false;
+  bool closed_enum = false;  // Its other numbers are unknown fields. Of a map, that of its values.
   bool takes_null = false;
   bool in_oneof = false;  // In one that the schema declares.
   bool in_message_set = false;
+
+  JsonOutput::MemberName json_name;
+  JsonOutput::MemberName schema_name;
 
  private:
   friend class JsonTypes;
@@ -73,8 +78,15 @@ struct JsonField {
 struct JsonType {
   explicit JsonType(const google::protobuf::Descriptor& type);
 
-  // The extension, if it was known when the table was made.
-  const JsonField* FindExtension(const google::protobuf::FieldDescriptor& extension) const;
+  const JsonField* FindField(int number) const {
+    const int index = numbers.Find(number);
+    return index < 0 ? nullptr : &fields[static_cast<std::size_t>(index)];
+  }
+  // Extensions, if they were known when the table was made.
+  const JsonField* FindExtension(int number) const {
+    const int index = extensions.IndexOf(number);
+    return index < 0 ? nullptr : &extension_fields[static_cast<std::size_t>(index)];
+  }
   // Its name is without brackets.
   const JsonField* FindExtension(std::string_view name) const;
   // The field in either spelling.
@@ -84,11 +96,12 @@ struct JsonType {
   }
 
   const google::protobuf::Descriptor* descriptor;
-  // Of the generated class of the type; nullptr where there is none.
-  const google::protobuf::Reflection* generated_reflection;
   JsonForm form;
-  std::vector<JsonField> fields;  // By index.
+  bool message_set;
+  std::vector<JsonField> fields;    // By index.
+  std::vector<std::uint64_t> tags;  // Of the fields.
   NameIndex names;
+  NumberIndex numbers;
   Extensions extensions;
   std::vector<JsonField> extension_fields;  // As in `extensions`.
   NameIndex extension_names;
@@ -124,32 +137,14 @@ class JsonTypes {
     late_extensions_.clear();
   }
 
-  // A field or extension of the type. `likely` is the index at which it probably stands, and
-  // becomes that of the next.
-  const JsonField& FieldOf(const JsonType& type, const google::protobuf::FieldDescriptor& field,
-                           std::size_t* likely) {
-    // To compare addresses is faster than to look into the descriptor.
-    constexpr std::size_t kTried = 3;
-    const std::size_t end = std::min(*likely + kTried, type.fields.size());
-    for (std::size_t i = *likely; i < end; ++i) {
-      if (type.fields[i].field == &field) {
-        *likely = i + 1;
-        return type.fields[i];
-      }
-    }
-    if (!field.is_extension()) *likely = static_cast<std::size_t>(field.index()) + 1;
-    return FieldOf(type, field);
-  }
-
-  const JsonField& FieldOf(const JsonType& type, const google::protobuf::FieldDescriptor& field) {
-    return field.is_extension() ? ExtensionOf(type, field)
-                                : type.fields[static_cast<std::size_t>(field.index())];
+  const JsonField& ExtensionOf(const JsonType& type,
+                               const google::protobuf::FieldDescriptor& extension) {
+    const JsonField* const known = type.FindExtension(extension.number());
+    if (known != nullptr && known->field == &extension) return *known;
+    return late_extensions_.try_emplace(&extension, extension).first->second;
   }
 
  private:
-  const JsonField& ExtensionOf(const JsonType& type,
-                               const google::protobuf::FieldDescriptor& extension);
-
   TypeTables<google::protobuf::Descriptor, JsonType> types_;
   TypeTables<google::protobuf::EnumDescriptor, JsonEnum> enums_;
   // Those that came after their type's table.

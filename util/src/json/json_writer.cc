@@ -1,11 +1,12 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/zero_copy_stream.h>
-#include <google/protobuf/unknown_field_set.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <memory>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,10 +17,11 @@
 #include "json/json_output.h"
 #include "json/json_path.h"
 #include "json/json_type.h"
-#include "json/map_key.h"
 #include "json/plain_text.h"
 #include "json/well_known_types.h"
-#include "tables/field_lists.h"
+#include "json/wire_bytes.h"
+#include "json/wire_fields.h"
+#include "json/wire_message.h"
 #include "text/field_path.h"
 #include "text/runtime_text.h"
 
@@ -28,32 +30,63 @@ namespace CmnSys::Util {
 using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
-using google::protobuf::Reflection;
-using google::protobuf::UnknownField;
-using google::protobuf::UnknownFieldSet;
+using google::protobuf::MessageFactory;
 using google::protobuf::io::ZeroCopyOutputStream;
 
 namespace {
 
-std::string Describe(const UnknownField& unknown, const Descriptor& type) {
-  static const char* const kWireTypes[] = {"varint", "fixed32", "fixed64", "length-delimited",
-                                           "group"};
-  const FieldDescriptor* field = type.FindFieldByNumber(unknown.number());
+std::string Describe(std::uint64_t tag, std::uint64_t varint, const Descriptor& type) {
+  static const char* const kWireTypes[] = {"varint", "fixed64", "length-delimited",
+                                           "group",  "group",   "fixed32"};
+  const char* const wire_type = kWireTypes[WireTypeOf(tag)];
+  const int number = NumberOf(tag);
+  const FieldDescriptor* field = type.FindFieldByNumber(number);
+  if (field == nullptr) field = type.file()->pool()->FindExtensionByNumber(&type, number);
   if (field == nullptr) {
-    field = type.file()->pool()->FindExtensionByNumber(&type, unknown.number());
-  }
-  if (field == nullptr) {
-    return "field " + std::to_string(unknown.number()) + " (" + kWireTypes[unknown.type()] +
-           ") is not known to " + type.full_name();
+    return "field " + std::to_string(number) + " (" + wire_type + ") is not known to " +
+           type.full_name();
   }
   std::string name;
   AppendField(*field, &name);
-  if (field->enum_type() != nullptr && unknown.type() == UnknownField::TYPE_VARINT) {
-    return std::to_string(static_cast<std::int64_t>(unknown.varint())) + " in field " + name +
+  if (field->enum_type() != nullptr && WireTypeOf(tag) == View::kVarint) {
+    return std::to_string(static_cast<std::int64_t>(varint)) + " in field " + name +
            " is no value of " + field->enum_type()->full_name();
   }
-  return std::string("the ") + kWireTypes[unknown.type()] + " in field " + name +
-         " does not fit its type";
+  return std::string("the ") + wire_type + " in field " + name + " does not fit its type";
+}
+
+// The default value as the bits of a number, as ReadBits reads them.
+std::uint64_t DefaultBits(const FieldDescriptor& field) {
+  const auto bits_of = [](auto value) {
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, &value, sizeof value);
+    return bits;
+  };
+  switch (field.cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return bits_of(field.default_value_int32());
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return bits_of(field.default_value_uint32());
+    case FieldDescriptor::CPPTYPE_INT64:
+      return bits_of(field.default_value_int64());
+    case FieldDescriptor::CPPTYPE_UINT64:
+      return bits_of(field.default_value_uint64());
+    case FieldDescriptor::CPPTYPE_FLOAT:
+      return bits_of(field.default_value_float());
+    case FieldDescriptor::CPPTYPE_DOUBLE:
+      return bits_of(field.default_value_double());
+    case FieldDescriptor::CPPTYPE_BOOL:
+      return bits_of(field.default_value_bool());
+    default:
+      return bits_of(field.default_value_enum()->number());
+  }
+}
+
+template <typename Real>
+Real FromBits(std::uint64_t bits) {
+  Real value = 0;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
 }
 
 // Appends to a string by way of a block, since a string that grows fills what it grows by.
@@ -83,54 +116,54 @@ class StringOutput : public ZeroCopyOutputStream {
   char block_[8192];
 };
 
+// Writes JSON of the wire bytes of a message, which the generated serializer makes faster than one
+// field after the other can be asked for by reflection. Functions that take a place in the bytes
+// and their end return the place behind what they have written, or null after an error; the others
+// return false then.
 class MessageWriter {
  public:
   MessageWriter(const JsonWriteOptions& options, JsonOutput* output)
       : options_(options), output_(*output) {}
 
   bool WriteRoot(const Message& message) {
+    factory_ = message.GetReflection()->GetMessageFactory();
+    WireBytes bytes;
+    if (!Serialize(message, &bytes)) return false;
+    const std::string_view wire = bytes.From(0);
     const JsonType& type = types_.Of(*message.GetDescriptor());
-    return WriteMessage(Known(message, type), type, 0) && CheckOutput();
+    if (WriteMessage(type, wire.data(), wire.data() + wire.size(), 0) != nullptr) {
+      return CheckOutput();
+    }
+    return error_.reason.empty() && Fail("the message has changed while it was written");
   }
 
   JsonError TakeError() { return std::move(error_); }
 
  private:
-  // The functions below return false after an error.
+  bool Serialize(const Message& message, WireBytes* wire) {
+    return AppendToWire(message, wire) ||
+           Fail("the message takes more than 2 GB, the most that protobuf can serialize");
+  }
 
-  // A message with what would take time to ask it for.
-  struct Known {
-    Known(const Message& its_message, const Reflection& its_reflection, bool is_generated)
-        : message(its_message), reflection(its_reflection), generated(is_generated) {}
-    Known(const Message& its_message, const JsonType& type)
-        : message(its_message),
-          reflection(*message.GetReflection()),
-          generated(&reflection == type.generated_reflection) {}
-
-    const Message& message;
-    const Reflection& reflection;
-    bool generated;  // Of a generated class, and so are all messages in its fields.
-  };
-
-  // The message in the form that its type has in JSON.
-  bool WriteMessage(const Known& known, const JsonType& type, int depth) {
+  // The message in the form that its type has in JSON. That of a group goes to the group's end.
+  const char* WriteMessage(const JsonType& type, const char* p, const char* end, int depth) {
     if (depth > options_.max_depth) {
-      return Fail("messages are nested more than " + std::to_string(options_.max_depth) +
-                  " deep; raise max_depth if that is right");
+      return FailAt("messages are nested more than " + std::to_string(options_.max_depth) +
+                    " deep; raise max_depth if that is right");
     }
     switch (type.form) {
       case JsonForm::kMembers:
         output_.Begin('{');
-        return WriteFields(known, type, depth) && EndObject();
+        p = WriteFields(type, p, end, depth);
+        return p != nullptr && EndObject() ? p : nullptr;
       case JsonForm::kValue:
-        return WriteValue(known, type.fields.front(), kSingular, depth) &&
-               ReportUnknownFields(known);
+        return WriteOnlyField(type, p, end, depth);
       case JsonForm::kOwn:
-        return WriteOwn(known.message);
+        return WriteOwn(type, p, end);
       case JsonForm::kAny:
-        return WriteAny(known, depth);
+        return WriteAny(type, p, end, depth);
     }
-    return false;
+    return nullptr;
   }
 
   bool EndObject() {
@@ -140,175 +173,423 @@ class MessageWriter {
 
   bool CheckOutput() { return !output_.failed() || Fail("the output cannot be written"); }
 
-  bool WriteFields(const Known& known, const JsonType& type, int depth) {
-    FieldLists::Set fields(&lists_, known.message, known.reflection);
-    if (options_.unset_fields) AddUnsetFields(*type.descriptor, &*fields);
-    std::size_t likely = 0;
-    for (const FieldDescriptor* descriptor : *fields) {
-      const JsonField& field = types_.FieldOf(type, *descriptor, &likely);
-      output_.Key(options_.schema_names ? field.schema_name : field.json_name);
-      const JsonPathStep step(&path_, descriptor);
-      if (!WriteField(known, field, depth)) return false;
-    }
-    return ReportUnknownFields(known);
-  }
+  // Where the fields of a message are being read.
+  struct Position {
+    const char* p;
+    const char* end;
+    std::uint64_t tag = 0;   // Of the last field.
+    std::size_t likely = 0;  // The index of the field that is probably next.
+  };
 
-  static void AddUnsetFields(const Descriptor& type, FieldLists::Fields* fields) {
-    const FieldLists::Fields set = std::move(*fields);
-    fields->clear();
-    for (int i = 0; i < type.field_count(); ++i) {
-      const FieldDescriptor* field = type.field(i);
-      // To write an unset member of a oneof would take the place of the one that is set.
-      const bool has_default =
-          field->is_repeated() || (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE &&
-                                   field->real_containing_oneof() == nullptr);
-      if (has_default || std::find(set.begin(), set.end(), field) != set.end()) {
-        fields->push_back(field);
+  // What to do with unknown fields.
+  enum class Unknown { kSkip, kReport };
+
+  // Goes behind the tag of the next known field and returns the field; nullptr behind the last
+  // field, which is behind the end of a group, or at null after an error.
+  const JsonField* NextField(const JsonType& type, Unknown unknown, Position* at) {
+    while (at->p != nullptr && at->p != at->end) {
+      std::uint64_t tag = 0;
+      const char* const value = ReadFieldTag(at->p, at->end, type.message_set, &tag);
+      if (value == nullptr || WireTypeOf(tag) == View::kEndGroup) {
+        at->p = value;
+        break;
+      }
+      // A field that does not come in its turn is unknown to the message, although it may have the
+      // number of a known one.
+      if (tag > at->tag) {
+        const JsonField* const field = FindField(type, tag, &at->likely);
+        if (field != nullptr && Takes(*field, value, at->end)) {
+          at->p = value;
+          at->tag = tag;
+          return field;
+        }
+      }
+      at->p = LeaveField(SkipFieldValue(value, at->end, tag), at->end, type.message_set);
+      if (at->p != nullptr && unknown == Unknown::kReport) {
+        std::uint64_t varint = 0;
+        if (WireTypeOf(tag) == View::kVarint) View::ReadVarint(value, at->end, &varint);
+        if (!Lose(Describe(tag, varint, *type.descriptor))) at->p = nullptr;
       }
     }
-    std::copy_if(set.begin(), set.end(), std::back_inserter(*fields),
-                 [](const FieldDescriptor* field) { return field->is_extension(); });
+    return nullptr;
   }
 
-  bool WriteOwn(const Message& message) {
-    std::string json;
-    if (const auto error = WriteOwnForm(message, &json)) return Fail(*error);
-    output_.Raw(json);
-    return true;
-  }
-
-  bool WriteAny(const Known& known, int depth) {
-    const Message& any = known.message;
-    const Descriptor& type = *any.GetDescriptor();
-    const Reflection& reflection = known.reflection;
-    const std::string url = reflection.GetString(any, type.FindFieldByNumber(1));
-    const std::string bytes = reflection.GetString(any, type.FindFieldByNumber(2));
-    output_.Begin('{');
-    if (!url.empty() || !bytes.empty()) {
-      const std::unique_ptr<Message> held =
-          NewMessageOfUrl(url, *type.file()->pool(), reflection.GetMessageFactory());
-      if (held == nullptr) return Fail(UnknownUrl(url));
-      ParseLimits limits;
-      limits.max_depth = options_.max_depth;
-      if (const auto fault = Parse(bytes, limits, held.get())) {
-        return Fail("the value is no " + held->GetTypeName() + ": " + ToString(*fault));
+  const JsonField* FindField(const JsonType& type, std::uint64_t tag, std::size_t* likely) {
+    constexpr std::size_t kTried = 3;
+    const std::size_t end = std::min(*likely + kTried, type.tags.size());
+    for (std::size_t i = *likely; i < end; ++i) {
+      if (type.tags[i] == tag) {
+        *likely = i + 1;
+        return &type.fields[i];
       }
-      output_.Key(JsonOutput::MemberName("@type"));
-      output_.Text(url);
-      const JsonType& held_type = types_.Of(*held->GetDescriptor());
-      if (held_type.form == JsonForm::kMembers) {
-        if (!WriteFields(Known(*held, held_type), held_type, depth)) return false;
+    }
+    const JsonField* field = type.FindField(NumberOf(tag));
+    if (field != nullptr) {
+      *likely = static_cast<std::size_t>(field - type.fields.data()) + 1;
+    } else {
+      field = FindExtension(type, NumberOf(tag));
+    }
+    return field != nullptr && field->tag == tag ? field : nullptr;
+  }
+
+  const JsonField* FindExtension(const JsonType& type, int number) {
+    if (!type.descriptor->IsExtensionNumber(number)) return nullptr;
+    if (const JsonField* const known = type.FindExtension(number)) return known;
+    const Message* const prototype = factory_->GetPrototype(type.descriptor);
+    const FieldDescriptor* const extension =
+        prototype->GetReflection()->FindKnownExtensionByNumber(number);
+    return extension == nullptr ? nullptr : &types_.ExtensionOf(type, *extension);
+  }
+
+  // Whether the value is one of the field's and not an unknown one under its number.
+  bool Takes(const JsonField& field, const char* value, const char* end) {
+    if (!field.closed_enum || field.packed) return true;
+    const JsonField* of_number = &field;
+    if (field.map) {
+      const JsonType& type = types_.MessageTypeOf(field);
+      const Entry entry = ReadEntry(type, value, end);
+      if (entry.value == nullptr) return true;
+      of_number = &type.fields[1];
+      value = entry.value;
+      end = entry.end;
+    }
+    std::uint64_t number = 0;
+    return View::ReadVarint(value, end, &number) != nullptr &&
+           types_.EnumTypeOf(*of_number).NameOf(static_cast<int>(number)) != nullptr;
+  }
+
+  // The next element of a repeated field, or the next entry of a map, behind its tag if it has one;
+  // nullptr where something else follows.
+  const char* NextElement(const JsonField& field, const char* p, const char* end) {
+    if (p == end) return nullptr;
+    if (field.packed) return p;
+    std::uint64_t tag = 0;
+    const char* const value = ReadFieldTag(p, end, false, &tag);
+    return value != nullptr && tag == field.tag && Takes(field, value, end) ? value : nullptr;
+  }
+
+  const char* WriteFields(const JsonType& type, const char* p, const char* end, int depth) {
+    if (options_.unset_fields) return WriteAllFields(type, p, end, depth);
+    Position at{p, end};
+    while (const JsonField* const field = NextField(type, Unknown::kReport, &at)) {
+      at.p = WriteMember(*field, at.p, end, depth);
+    }
+    return at.p;
+  }
+
+  // The fields in the order of their declaration, unset ones too, and the extensions.
+  const char* WriteAllFields(const JsonType& type, const char* p, const char* end, int depth) {
+    std::vector<const char*> places(type.fields.size());
+    std::vector<std::pair<const JsonField*, const char*>> extensions;
+    Position at{p, end};
+    while (const JsonField* const field = NextField(type, Unknown::kSkip, &at)) {
+      if (field->extension) {
+        extensions.emplace_back(field, at.p);
       } else {
-        output_.Key(JsonOutput::MemberName("value"));
-        if (!WriteMessage(Known(*held, held_type), held_type, depth + 1)) return false;
+        places[static_cast<std::size_t>(field - type.fields.data())] = at.p;
       }
+      at.p = SkipField(*field, at.p, end);
     }
-    return ReportUnknownFields(known) && EndObject();
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      const JsonField& field = type.fields[i];
+      if (places[i] == nullptr && !HasDefault(*field.field)) continue;
+      if (WriteMember(field, places[i], end, depth) == nullptr) return nullptr;
+    }
+    for (const auto& [field, place] : extensions) {
+      if (WriteMember(*field, place, end, depth) == nullptr) return nullptr;
+    }
+    return ReportUnknownFields(type, p, end);
   }
 
-  bool WriteField(const Known& known, const JsonField& field, int depth) {
-    if (!field.repeated) return WriteValue(known, field, kSingular, depth);
-    if (field.map) return WriteMap(known, field, depth);
+  // Of a message whose known fields have been written.
+  const char* ReportUnknownFields(const JsonType& type, const char* p, const char* end) {
+    Position at{p, end};
+    while (const JsonField* const field = NextField(type, Unknown::kReport, &at)) {
+      at.p = SkipField(*field, at.p, end);
+    }
+    return at.p;
+  }
+
+  static bool HasDefault(const FieldDescriptor& field) {
+    // To write an unset member of a oneof would take the place of the one that is set.
+    return field.is_repeated() || (field.cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE &&
+                                   field.real_containing_oneof() == nullptr);
+  }
+
+  const char* SkipField(const JsonField& field, const char* p, const char* end) {
+    while (true) {
+      p = LeaveField(SkipFieldValue(p, end, field.tag), end, field.in_message_set);
+      if (p == nullptr || !field.repeated || field.packed) return p;
+      const char* const next = NextElement(field, p, end);
+      if (next == nullptr) return p;
+      p = next;
+    }
+  }
+
+  // The field with its name; an unset one where `p` is null.
+  const char* WriteMember(const JsonField& field, const char* p, const char* end, int depth) {
+    output_.Key(options_.schema_names ? field.schema_name : field.json_name);
+    const JsonPathStep step(&path_, field.field);
+    if (p == nullptr) return WriteDefault(field, end, depth);
+    if (field.map) return WriteMap(field, p, end, depth);
+    if (field.repeated) return WriteArray(field, p, end, depth);
+    return LeaveField(WriteValue(field, p, end, depth), end, field.in_message_set);
+  }
+
+  // What an unset field reads as. Returns `end`.
+  const char* WriteDefault(const JsonField& field, const char* end, int depth) {
+    if (field.repeated) {
+      output_.Begin(field.map ? '{' : '[');
+      output_.End(field.map ? '}' : ']');
+      return end;
+    }
+    switch (field.cpp_type) {
+      case FieldDescriptor::CPPTYPE_STRING:
+        return WriteStringOrBytes(field, field.field->default_value_string()) ? end : nullptr;
+      case FieldDescriptor::CPPTYPE_MESSAGE:
+        return WriteMessage(types_.MessageTypeOf(field), end, end, depth + 1);
+      default:
+        WriteNumber(field, DefaultBits(*field.field));
+        return end;
+    }
+  }
+
+  const char* WriteOnlyField(const JsonType& type, const char* p, const char* end, int depth) {
+    Position at{p, end};
+    const JsonField* const field = NextField(type, Unknown::kSkip, &at);
+    const char* const written = field != nullptr ? WriteValue(*field, at.p, end, depth)
+                                                 : WriteDefault(type.fields.front(), end, depth);
+    return written == nullptr ? nullptr : ReportUnknownFields(type, p, end);
+  }
+
+  const char* WriteOwn(const JsonType& type, const char* p, const char* end) {
+    const std::unique_ptr<Message> message(factory_->GetPrototype(type.descriptor)->New());
+    if (!MergeFromWire({p, static_cast<std::size_t>(end - p)}, message.get())) return nullptr;
+    std::string json;
+    if (const auto error = WriteOwnForm(*message, &json)) return FailAt(*error);
+    output_.Raw(json);
+    return end;
+  }
+
+  const char* WriteAny(const JsonType& type, const char* p, const char* end, int depth) {
+    std::string url;
+    std::string_view value;
+    Position at{p, end};
+    while (const JsonField* const field = NextField(type, Unknown::kSkip, &at)) {
+      std::uint32_t length = 0;
+      at.p = View::ReadLength(at.p, end, &length);
+      if (at.p == nullptr) return nullptr;
+      const std::string_view bytes(at.p, length);
+      if (field == &type.fields.front()) {
+        url = bytes;
+      } else {
+        value = bytes;
+      }
+      at.p += length;
+    }
+    output_.Begin('{');
+    if (!(url.empty() && value.empty()) && !WriteHeld(type, url, value, depth)) return nullptr;
+    p = ReportUnknownFields(type, p, end);
+    return p != nullptr && EndObject() ? p : nullptr;
+  }
+
+  // The members of an Any of the type.
+  bool WriteHeld(const JsonType& type, const std::string& url, std::string_view value, int depth) {
+    const std::unique_ptr<Message> held =
+        NewMessageOfUrl(url, *type.descriptor->file()->pool(), factory_);
+    if (held == nullptr) return Fail(UnknownUrl(url));
+    ParseLimits limits;
+    limits.max_depth = options_.max_depth;
+    if (const auto fault = Parse(value, limits, held.get())) {
+      return Fail("the value is no " + held->GetTypeName() + ": " + ToString(*fault));
+    }
+    // What it would be serialized as need not be what it was parsed from.
+    WireBytes bytes;
+    if (!Serialize(*held, &bytes)) return false;
+    const char* const begin = bytes.From(0).data();
+    const char* const end = begin + bytes.size();
+    output_.Key(JsonOutput::MemberName("@type"));
+    output_.Text(url);
+    const JsonType& held_type = types_.Of(*held->GetDescriptor());
+    if (held_type.form == JsonForm::kMembers) {
+      return WriteFields(held_type, begin, end, depth) != nullptr;
+    }
+    output_.Key(JsonOutput::MemberName("value"));
+    return WriteMessage(held_type, begin, end, depth + 1) != nullptr;
+  }
+
+  // All elements, which follow each other.
+  const char* WriteArray(const JsonField& field, const char* p, const char* end, int depth) {
     output_.Begin('[');
-    const int size = known.reflection.FieldSize(known.message, field.field);
-    for (int i = 0; i < size; ++i) {
-      path_.SetIndex(i);
+    if (field.packed) {
+      std::uint32_t length = 0;
+      p = View::ReadLength(p, end, &length);
+      if (p == nullptr) return nullptr;
+      end = p + length;
+    }
+    int index = 0;
+    for (const char* next = p; next != nullptr; next = NextElement(field, p, end)) {
+      path_.SetIndex(index++);
       output_.Element();
-      if (!WriteValue(known, field, i, depth)) return false;
+      p = WriteValue(field, next, end, depth);
+      if (p == nullptr) return nullptr;
     }
     output_.End(']');
-    return true;
+    return p;
   }
 
-  // Entries sorted by their names, since maps have no order.
-  bool WriteMap(const Known& known, const JsonField& field, int depth) {
+  // An entry of a map on the wire: where its key and its value stand behind their tags, unless they
+  // are unset.
+  struct Entry {
+    const char* key = nullptr;
+    const char* value = nullptr;
+    const char* end = nullptr;  // Null for an entry that cannot be read.
+  };
+
+  static Entry ReadEntry(const JsonType& type, const char* p, const char* end) {
+    Entry entry;
+    std::uint32_t length = 0;
+    p = View::ReadLength(p, end, &length);
+    if (p == nullptr) return {};
+    entry.end = p + length;
+    while (p != nullptr && p != entry.end) {
+      std::uint64_t tag = 0;
+      p = ReadFieldTag(p, entry.end, false, &tag);
+      if (p == nullptr) return {};
+      if (tag == type.fields[0].tag && entry.key == nullptr) entry.key = p;
+      if (tag == type.fields[1].tag && entry.value == nullptr) entry.value = p;
+      p = SkipFieldValue(p, entry.end, tag);
+    }
+    return p == nullptr ? Entry() : entry;
+  }
+
+  // All entries, which follow each other, sorted by their names, since maps have no order.
+  const char* WriteMap(const JsonField& field, const char* p, const char* end, int depth) {
     const JsonType& type = types_.MessageTypeOf(field);
-    const JsonField& value = type.fields[1];
-    std::map<std::string, const Message*> entries;
-    const int size = known.reflection.FieldSize(known.message, field.field);
-    for (int i = 0; i < size; ++i) {
-      const Message& entry = known.reflection.GetRepeatedMessage(known.message, field.field, i);
+    std::map<std::string, Entry> entries;
+    for (const char* next = p; next != nullptr; next = NextElement(field, p, end)) {
+      const Entry entry = ReadEntry(type, next, end);
+      if (entry.end == nullptr) return nullptr;
       // Dynamic messages keep all entries that were read with one key; the last one counts.
-      entries[MapKeyText(entry, type.fields[0].field)] = &entry;
+      entries[KeyOf(type, entry)] = entry;
+      p = entry.end;
     }
     output_.Begin('{');
     for (const auto& [name, entry] : entries) {
       path_.SetKey(name);
       std::string utf8;
-      if (!MakeUtf8(name, &utf8)) return false;
+      if (!MakeUtf8(name, &utf8)) return nullptr;
       output_.Key(JsonOutput::MemberName(utf8));
-      if (!WriteValue(Known(*entry, type), value, kSingular, depth)) return false;
+      const JsonField& value = type.fields[1];
+      if ((entry.value == nullptr ? WriteDefault(value, entry.end, depth)
+                                  : WriteValue(value, entry.value, entry.end, depth)) == nullptr) {
+        return nullptr;
+      }
     }
     output_.End('}');
-    return true;
+    return p;
   }
 
-  // Stands for the value of a field that is not repeated.
-  static constexpr int kSingular = -1;
+  // The text of an entry's key.
+  static std::string KeyOf(const JsonType& type, const Entry& entry) {
+    const JsonField& key = type.fields[0];
+    if (key.cpp_type == FieldDescriptor::CPPTYPE_STRING) {
+      std::uint32_t length = 0;
+      if (entry.key == nullptr) return "";
+      const char* const text = View::ReadLength(entry.key, entry.end, &length);
+      return text == nullptr ? "" : std::string(text, length);
+    }
+    std::uint64_t bits = 0;
+    if (entry.key != nullptr) ReadBits(key, entry.key, entry.end, &bits);
+    switch (key.cpp_type) {
+      case FieldDescriptor::CPPTYPE_INT32:
+        return std::to_string(static_cast<std::int32_t>(bits));
+      case FieldDescriptor::CPPTYPE_INT64:
+        return std::to_string(static_cast<std::int64_t>(bits));
+      case FieldDescriptor::CPPTYPE_BOOL:
+        return bits != 0 ? "true" : "false";
+      default:
+        return std::to_string(bits);
+    }
+  }
 
-  // The value of a singular field, or the element of a repeated one at the index.
-  bool WriteValue(const Known& known, const JsonField& field, int index, int depth) {
-    const Message& message = known.message;
-    const Reflection& reflection = known.reflection;
-    const auto get = [&](auto singular, auto repeated) {
-      return index == kSingular ? (reflection.*singular)(message, field.field)
-                                : (reflection.*repeated)(message, field.field, index);
-    };
+  // A value behind its tag, or in a packed field.
+  const char* WriteValue(const JsonField& field, const char* p, const char* end, int depth) {
+    switch (field.cpp_type) {
+      case FieldDescriptor::CPPTYPE_STRING: {
+        std::uint32_t length = 0;
+        p = View::ReadLength(p, end, &length);
+        return p != nullptr && WriteStringOrBytes(field, {p, length}) ? p + length : nullptr;
+      }
+      case FieldDescriptor::CPPTYPE_MESSAGE: {
+        const JsonType& type = types_.MessageTypeOf(field);
+        if (field.type == FieldDescriptor::TYPE_GROUP) {
+          return WriteMessage(type, p, end, depth + 1);
+        }
+        std::uint32_t length = 0;
+        p = View::ReadLength(p, end, &length);
+        return p != nullptr ? WriteMessage(type, p, p + length, depth + 1) : nullptr;
+      }
+      default: {
+        std::uint64_t bits = 0;
+        p = ReadBits(field, p, end, &bits);
+        if (p != nullptr) WriteNumber(field, bits);
+        return p;
+      }
+    }
+  }
+
+  // A number of any kind, of which as many low bits count as the field's type has.
+  static const char* ReadBits(const JsonField& field, const char* p, const char* end,
+                              std::uint64_t* bits) {
+    switch (field.type) {
+      case FieldDescriptor::TYPE_FIXED32:
+      case FieldDescriptor::TYPE_SFIXED32:
+      case FieldDescriptor::TYPE_FLOAT: {
+        std::uint32_t low = 0;
+        p = View::ReadFixed(p, end, &low);
+        *bits = low;
+        return p;
+      }
+      case FieldDescriptor::TYPE_FIXED64:
+      case FieldDescriptor::TYPE_SFIXED64:
+      case FieldDescriptor::TYPE_DOUBLE:
+        return View::ReadFixed(p, end, bits);
+      case FieldDescriptor::TYPE_SINT32:
+      case FieldDescriptor::TYPE_SINT64:
+        p = View::ReadVarint(p, end, bits);
+        *bits = static_cast<std::uint64_t>(View::DecodeZigZag64(*bits));
+        return p;
+      default:
+        return View::ReadVarint(p, end, bits);
+    }
+  }
+
+  void WriteNumber(const JsonField& field, std::uint64_t bits) {
     switch (field.cpp_type) {
       case FieldDescriptor::CPPTYPE_INT32:
-        output_.Number(get(&Reflection::GetInt32, &Reflection::GetRepeatedInt32));
-        return true;
+        return output_.Number(static_cast<std::int32_t>(bits));
       case FieldDescriptor::CPPTYPE_UINT32:
-        output_.Number(get(&Reflection::GetUInt32, &Reflection::GetRepeatedUInt32));
-        return true;
+        return output_.Number(static_cast<std::uint32_t>(bits));
       case FieldDescriptor::CPPTYPE_INT64:
-        output_.NumberAsText(get(&Reflection::GetInt64, &Reflection::GetRepeatedInt64));
-        return true;
+        return output_.NumberAsText(static_cast<std::int64_t>(bits));
       case FieldDescriptor::CPPTYPE_UINT64:
-        output_.NumberAsText(get(&Reflection::GetUInt64, &Reflection::GetRepeatedUInt64));
-        return true;
+        return output_.NumberAsText(bits);
       case FieldDescriptor::CPPTYPE_FLOAT:
-        WriteReal(get(&Reflection::GetFloat, &Reflection::GetRepeatedFloat));
-        return true;
+        return WriteReal(FromBits<float>(bits));
       case FieldDescriptor::CPPTYPE_DOUBLE:
-        WriteReal(get(&Reflection::GetDouble, &Reflection::GetRepeatedDouble));
-        return true;
+        return WriteReal(FromBits<double>(bits));
       case FieldDescriptor::CPPTYPE_BOOL:
-        output_.Raw(get(&Reflection::GetBool, &Reflection::GetRepeatedBool) ? "true" : "false");
-        return true;
-      case FieldDescriptor::CPPTYPE_ENUM:
-        WriteEnum(field, get(&Reflection::GetEnumValue, &Reflection::GetRepeatedEnumValue));
-        return true;
-      case FieldDescriptor::CPPTYPE_STRING:
-        return WriteStringOrBytes(
-            field,
-            index == kSingular
-                ? reflection.GetStringReference(message, field.field, &scratch_)
-                : reflection.GetRepeatedStringReference(message, field.field, index, &scratch_));
-      case FieldDescriptor::CPPTYPE_MESSAGE:
-        return WriteSubMessage(known, field,
-                               index == kSingular
-                                   ? reflection.GetMessage(message, field.field)
-                                   : reflection.GetRepeatedMessage(message, field.field, index),
-                               depth + 1);
+        return output_.Raw(bits != 0 ? "true" : "false");
+      default:
+        return WriteEnum(field, static_cast<int>(bits));
     }
-    return Fail("the field has a type that this library does not know");
-  }
-
-  bool WriteSubMessage(const Known& known, const JsonField& field, const Message& message,
-                       int depth) {
-    const JsonType& type = types_.MessageTypeOf(field);
-    // In extensions anybody may have put a dynamic message.
-    if (known.generated && !field.extension) {
-      return WriteMessage(Known(message, *type.generated_reflection, true), type, depth);
-    }
-    return WriteMessage(Known(message, type), type, depth);
   }
 
   void WriteEnum(const JsonField& field, int number) {
     if (field.takes_null) return output_.Raw("null");
     // Open enums hold numbers without a name too.
-    const std::string* const name =
+    const PaddedText* const name =
         options_.enums_as_numbers ? nullptr : types_.EnumTypeOf(field).NameOf(number);
     if (name == nullptr) {
       output_.Number(number);
@@ -317,7 +598,7 @@ class MessageWriter {
     }
   }
 
-  bool WriteStringOrBytes(const JsonField& field, const std::string& value) {
+  bool WriteStringOrBytes(const JsonField& field, std::string_view value) {
     if (field.type == FieldDescriptor::TYPE_BYTES) {
       if (options_.bytes == JsonBytes::kBase64) {
         output_.Base64(value);
@@ -339,7 +620,7 @@ class MessageWriter {
   }
 
   // The text with all that is not UTF-8 replaced, which is a loss.
-  bool MakeUtf8(const std::string& text, std::string* utf8) {
+  bool MakeUtf8(std::string_view text, std::string* utf8) {
     const std::size_t invalid = FirstInvalidUtf8(text);
     if (invalid == text.size()) {
       *utf8 = text;
@@ -347,7 +628,7 @@ class MessageWriter {
     }
     *utf8 = WithReplacedInvalidUtf8(text);
     return Lose("the string is not UTF-8 at its byte " + std::to_string(invalid) + " (0x" +
-                ToHexadecimal(std::string_view(text).substr(invalid, 1)) + ")");
+                ToHexadecimal(text.substr(invalid, 1)) + ")");
   }
 
   template <typename Real>
@@ -356,14 +637,6 @@ class MessageWriter {
     if (std::isinf(value)) return output_.PlainText(value < 0 ? "-Infinity" : "Infinity");
     char text[kLongestReal];
     output_.Raw({text, static_cast<std::size_t>(Util::WriteReal(value, text) - text)});
-  }
-
-  bool ReportUnknownFields(const Known& known) {
-    const UnknownFieldSet& unknown = known.reflection.GetUnknownFields(known.message);
-    for (int i = 0; i < unknown.field_count(); ++i) {
-      if (!Lose(Describe(unknown.field(i), *known.message.GetDescriptor()))) return false;
-    }
-    return true;
   }
 
   bool Lose(std::string reason) {
@@ -378,12 +651,16 @@ class MessageWriter {
     return false;
   }
 
+  const char* FailAt(std::string reason) {
+    Fail(std::move(reason));
+    return nullptr;
+  }
+
   const JsonWriteOptions& options_;
   JsonOutput& output_;
+  MessageFactory* factory_ = nullptr;  // Of the message that is written.
   JsonTypes types_;
   JsonPath path_;
-  FieldLists lists_;
-  std::string scratch_;  // For strings that a message does not hold as such.
   JsonError error_;
 };
 

@@ -1,7 +1,11 @@
 #include "json/well_known_types.h"
 
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/util/json_util.h>
 #include <google/protobuf/util/message_differencer.h>
+#include <google/protobuf/util/type_resolver.h>
+#include <google/protobuf/util/type_resolver_util.h>
 
 #include "json/json_lexer.h"
 
@@ -10,6 +14,9 @@ namespace CmnSys::Util {
 using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
+using google::protobuf::io::CodedOutputStream;
+using google::protobuf::io::StringOutputStream;
+using google::protobuf::util::TypeResolver;
 
 JsonForm JsonFormOf(const Descriptor& type) {
   switch (type.well_known_type()) {
@@ -38,7 +45,20 @@ bool TakesNull(const FieldDescriptor& field) {
 }
 
 std::optional<std::string> WriteOwnForm(const Message& message, std::string* json) {
-  const auto status = google::protobuf::util::MessageToJsonString(message, json);
+  // Of the bytes in a fixed order, which is that of the JSON.
+  std::string bytes;
+  {
+    StringOutputStream output(&bytes);
+    CodedOutputStream coded(&output);
+    coded.SetSerializationDeterministic(true);
+    message.SerializePartialToCodedStream(&coded);
+  }
+  const char* const prefix = "type.googleapis.com";
+  const std::unique_ptr<TypeResolver> types(
+      google::protobuf::util::NewTypeResolverForDescriptorPool(
+          prefix, message.GetDescriptor()->file()->pool()));
+  const auto status = google::protobuf::util::BinaryToJsonString(
+      types.get(), prefix + ("/" + message.GetTypeName()), bytes, json);
   if (!status.ok()) return status.message().ToString();
   // The converter also writes what reads back as something else: a field mask whose names are not
   // those of fields, a Value that is not finite.

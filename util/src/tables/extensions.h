@@ -18,8 +18,9 @@ class Extensions {
   const std::vector<const google::protobuf::FieldDescriptor*>& all() const { return all_; }
 
   // Where it stands in all(); -1 when it came later.
+  int IndexOf(int number) const { return by_number_.Find(number); }
   int IndexOf(const google::protobuf::FieldDescriptor& extension) const {
-    const int index = by_number_.Find(extension.number());
+    const int index = IndexOf(extension.number());
     return index >= 0 && all_[static_cast<std::size_t>(index)] == &extension ? index : -1;
   }
 
