@@ -3,15 +3,16 @@
 // The form is protobuf's own JSON mapping, https://protobuf.dev/programming-guides/json/; the JSON
 // itself is that of RFC 8259, in UTF-8. Extensions are members named "[full.extension.name]", as
 // other protobuf implementations write them. Both directions work on any message type, and neither
-// keeps a tree of the JSON: the writer walks the message by reflection, the reader turns the JSON
-// into the wire bytes of the message while it reads and has protobuf parse those. What both need to
-// know of a type they work out when they first meet it; for types of generated classes that serves
-// all threads from then on.
+// keeps a tree of the JSON: the writer has the message serialized and walks its wire bytes, the
+// reader turns the JSON into the wire bytes of the message while it reads and has protobuf parse
+// those. What both need to know of a type they work out when they first meet it; for types of
+// generated classes that serves all threads from then on.
 //
 // Nothing is lost without a word. What JSON cannot hold is an error, or is told to the caller:
 // unknown fields, values of an enum that this release does not know (protobuf keeps them as unknown
-// fields), and strings that are not UTF-8, which protobuf's wire format lets pass. Two things are
-// not kept: which of its many bit patterns a NaN has, and the order in which fields were written.
+// fields), and strings that are not UTF-8, which protobuf's wire format lets pass. Not kept are
+// which of its many bit patterns a NaN has, the order in which fields were written, and what
+// protobuf does not serialize either: fields of a message set that are no items of it.
 //
 // Schemas of users may have what this one does not. Maps are objects; the google.protobuf types
 // with a form of their own (Any, Timestamp, Struct and the like) have it, an Any only where the
@@ -94,10 +95,11 @@ struct JsonWriteOptions {
 };
 
 // Writes the message. Returns nothing when that succeeded, or the first error: something that JSON
-// cannot hold (see on_loss), messages nested too deep, or an output that fails. After an error the
-// output holds part of the JSON. No line end follows the JSON. Required fields that are missing are
-// no error here, but ReadJson refuses the JSON. Thread-safe as long as nobody changes the message;
-// O(size of the message), in memory that grows with its depth only.
+// cannot hold (see on_loss), messages nested too deep, a message of more than 2^31 - 17 bytes on the
+// wire, or an output that fails. After an error the output holds part of the JSON. No line end
+// follows the JSON. Required fields that are missing are no error here, but ReadJson refuses the
+// JSON. Thread-safe as long as nobody changes the message; O(size of the message). Until it returns
+// it takes as much memory as the message has bytes on the wire.
 [[nodiscard]] CMNSYSUTIL_EXPORT std::optional<JsonError> WriteJson(
     const google::protobuf::Message& message, const JsonWriteOptions& options,
     google::protobuf::io::ZeroCopyOutputStream* output);
