@@ -95,8 +95,8 @@ struct JsonWriteOptions {
 };
 
 // Writes the message. Returns nothing when that succeeded, or the first error: something that JSON
-// cannot hold (see on_loss), messages nested too deep, a message of more than 2^31 - 17 bytes on the
-// wire, or an output that fails. After an error the output holds part of the JSON. No line end
+// cannot hold (see on_loss), messages nested too deep, a message of more than 2^31 - 17 bytes on
+// the wire, or an output that fails. After an error the output holds part of the JSON. No line end
 // follows the JSON. Required fields that are missing are no error here, but ReadJson refuses the
 // JSON. Thread-safe as long as nobody changes the message; O(size of the message). Until it returns
 // it takes as much memory as the message has bytes on the wire.
