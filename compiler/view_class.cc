@@ -100,9 +100,8 @@ class ViewWriter {
           "  template <typename Identifier>\n"
           "  auto GetExtension(const Identifier& identifier) const {\n"
           "    using Payload = ::CmnSys::View::internal::PayloadOf<Identifier>;\n"
-          "    return typename ::CmnSys::View::ViewOf<Payload>::type(\n"
-          "        extensions_.Get(source_, "
-          "::CmnSys::View::internal::ExtensionTag<$class$>(identifier)));\n"
+          "    return extensions_.template Get<typename ::CmnSys::View::ViewOf<Payload>::type>(\n"
+          "        source_, ::CmnSys::View::internal::ExtensionTag<$class$>(identifier));\n"
           "  }\n");
     }
     for (const FieldDescriptor* field : fields_.all()) WriteAccessors(field);

@@ -54,12 +54,17 @@ class FoundExtensions {
     return others_ && Occurrences(source, 0, Occurrences::kUnknownCount, tag, tag).Next();
   }
 
-  Source Get(const Source& source, std::uint32_t tag) const {
+  // The view of an extension. Each way makes it of a source of its own: one for all would be copied
+  // out of memory right after it was written there in smaller parts, which processors wait for.
+  template <typename View>
+  View Get(const Source& source, std::uint32_t tag) const {
     for (int i = 0; i < count_; ++i) {
       if (kept_[i].tag != tag) continue;
-      return kept_[i].split ? source.SplitChild(tag) : source.Child(source.At(kept_[i].value));
+      if (kept_[i].split) return View(source.SplitChild(tag));
+      return View(source.Child(source.At(kept_[i].value)));
     }
-    return others_ ? Search(source, tag) : Source();
+    if (others_) return View(Search(source, tag));
+    return View(Source());
   }
 
  private:
