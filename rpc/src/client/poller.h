@@ -13,6 +13,7 @@
 #include <mutex>
 #include <thread>
 
+#include "common/clock_steps.h"
 #include "common/completion.h"
 
 namespace CmnSys::Rpc {
@@ -73,6 +74,7 @@ class Poller {
   std::mutex mutex_;
   std::condition_variable wake_;
   bool stopping_ = false;
+  ClockWatch clock_watch_;
   std::thread thread_;
 };
 

@@ -21,6 +21,7 @@
 #include <thread>
 #include <utility>
 
+#include "common/clock_steps.h"
 #include "common/grpc_log.h"
 #include "common/payload.h"
 #include "common/reserves.h"
@@ -404,9 +405,11 @@ void Server::Impl::Listen() {
 
 void Server::Impl::TakeCare() {
   const ServerOptions& options = core_->options;
+  ClockSteps clock;
   std::unique_lock lock(lifecycle_);
   while (!changed_.wait_for(lock, kCarePeriod, [this] { return grpc_stopped_; })) {
     lock.unlock();
+    clock.Check();
     core_->requests.Check(options.request_timeout, [&](ServerCall* call) {
       call->EndSlow("the request did not arrive within ", options.request_timeout);
     });
