@@ -17,6 +17,13 @@ for program in debootstrap dh; do
   command -v $program > /dev/null || skip "$program is not installed"
 done
 
+# What debootstrap mounts must not stay when this is stopped: below the build folder, `rm -r` would
+# go on into it.
+if [ -z "${CMNSYS_OWN_MOUNTS:-}" ]; then
+  unshare --mount true 2> /dev/null || skip "this machine does not allow mounts"
+  CMNSYS_OWN_MOUNTS=1 exec unshare --mount "$0" "$@"
+fi
+
 system=$work/system
 if [ ! -e "$system.complete" ]; then
   rm -rf "$system"
