@@ -1,5 +1,5 @@
-# The optimized libraries: compiled by what a training run shows of them, and bound so
-# that they load fast. That takes two builds:
+# The optimized libraries: compiled by what a training run shows of them, each as a whole, and bound
+# so that they load fast. That takes two builds:
 #
 #   CMNSYS_PROFILE=record  adds counters to the libraries; the target `profile` runs the training
 #                          program, which leaves a profile beside each object file.
@@ -44,6 +44,7 @@ function(cmnsys_optimize target)
     target_link_options(${target} PRIVATE -fprofile-generate)
   elseif(CMNSYS_PROFILE STREQUAL "use")
     target_compile_options(${target} PRIVATE -fprofile-use -Wno-missing-profile -fno-plt)
+    set_property(TARGET ${target} PROPERTY INTERPROCEDURAL_OPTIMIZATION ON)
     get_target_property(sources ${target} SOURCES)
     set_property(SOURCE ${sources} TARGET_DIRECTORY ${target}
       APPEND PROPERTY OBJECT_DEPENDS ${PROJECT_BINARY_DIR}/profiles.txt)
