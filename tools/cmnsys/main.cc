@@ -80,8 +80,8 @@ int Main(int argc, char* argv[]) {
 }
 
 // A descriptor below 3 that is closed would be given to the next file that is opened. What takes
-// its place fails as the closed one would. One that is closed on exec was not given to this process:
-// gRPC's library leaves an eventfd at 0 where that is free.
+// its place fails as the closed one would. One that is closed on exec was not given to this
+// process: gRPC's library leaves an eventfd at 0 where that is free.
 void OccupyStandardDescriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     const int flags = ::fcntl(descriptor, F_GETFD);
