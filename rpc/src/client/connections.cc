@@ -71,7 +71,10 @@ Connections::Connections(const std::vector<std::string>& addresses, const Channe
     }
   }
   operations_ = static_cast<int>(endpoints_.size());
-  for (const auto& watched : endpoints_) Watch(watched.get());
+  for (const auto& watched : endpoints_) {
+    poller_->clock_watch()->Add(watched->endpoint->channel);
+    Watch(watched.get());
+  }
 }
 
 Connections::~Connections() {

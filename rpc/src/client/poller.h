@@ -13,7 +13,7 @@
 #include <mutex>
 #include <thread>
 
-#include "common/clock_steps.h"
+#include "client/clock_watch.h"
 #include "common/completion.h"
 
 namespace CmnSys::Rpc {
@@ -37,6 +37,8 @@ class Poller {
   // Completes tags, on the poller's thread.
   grpc::CompletionQueue* queue() { return &queue_; }
   bool OnThread() const { return std::this_thread::get_id() == thread_.get_id(); }
+
+  ClockWatch* clock_watch() { return &clock_watch_; }
 
   // From Hold() to Release() it does not step aside.
   void Hold();

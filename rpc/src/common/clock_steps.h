@@ -4,44 +4,28 @@
 #define CMNSYS_RPC_SRC_CLOCK_STEPS_H_
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
-#include <thread>
 
 namespace CmnSys::Rpc {
 
-// gRPC's thread for timers sleeps until a time of the wall clock. When that is set back meanwhile,
-// the thread oversleeps by as much, and with it the deadlines of all calls of the process; so it is
-// woken then, and reckons anew. Not thread-safe.
+// gRPC's threads for timers sleep until a time of the wall clock. When that is set back meanwhile,
+// they oversleep by as much. With the one thread the deadlines of all calls of the process would,
+// so it is woken then, and reckons anew. With the other the pauses between attempts to connect do;
+// it cannot be woken. Not thread-safe.
 class ClockSteps {
  public:
   // How often to look.
   static constexpr std::chrono::milliseconds kPeriod{250};
 
-  void Check();
+  // Whether a thread may still oversleep.
+  bool Check();
 
  private:
   // The wall clock's lead over the monotonic one.
   static std::chrono::nanoseconds Lead();
 
   std::chrono::nanoseconds lead_ = Lead();
-};
-
-// A thread that looks.
-class ClockWatch {
- public:
-  ClockWatch() : thread_([this] { Run(); }) {}
-  ~ClockWatch();
-  ClockWatch(const ClockWatch&) = delete;
-  ClockWatch& operator=(const ClockWatch&) = delete;
-
- private:
-  void Run();
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool stopping_ = false;
-  std::thread thread_;
+  // When the wall clock is again where it was before it was set back.
+  std::chrono::steady_clock::time_point made_up_;
 };
 
 }  // namespace CmnSys::Rpc
