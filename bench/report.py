@@ -13,6 +13,7 @@ import matplotlib.pyplot as plt  # noqa: E402
 
 # What everything is compared with: one message of the optimized library, used again and again.
 OURS = "ours, reused"
+OURS_ALONE = "ours, bytes alone"
 OPTIMIZED = "optimized"
 
 # The text of a chart stays text, and the same figures give the same file.
@@ -34,16 +35,16 @@ class Figures:
     def median(self, key):
         return self.quartiles(key)[1]
 
-    def variants(self):
-        """(variant, build) of all that was measured with 1,000 pairs, peers by the plain build."""
+    def variants(self, pairs="1000"):
+        """(variant, build) of all that was measured with so many pairs, peers by the plain build."""
         found = []
         for key in self.samples:
             parts = key.split("/")
-            if parts[0] == "decode" and parts[2] == "1000":
+            if parts[0] == "decode" and parts[2] == pairs:
                 mine = parts[1].startswith("ours")
                 if mine or parts[3] == "plain":
                     found.append((parts[1], parts[3]))
-        return sorted(found, key=lambda v: self.median(f"decode/{v[0]}/1000/{v[1]}"))
+        return sorted(found, key=lambda v: self.median(f"decode/{v[0]}/{pairs}/{v[1]}"))
 
 
 def ratio(quartiles, base):
@@ -66,6 +67,18 @@ def messages_table(figures):
             variant, build if variant.startswith("ours") else "",
             f"{wire[variant] / wire[OURS]:.2f}",
             *(ratio(time, base[what]) if time else "-" for what, time in zip(base, times))))
+    return lines
+
+
+def one_event_table(figures):
+    base = {what: figures.median(f"{what}/{OURS_ALONE}/1/{OPTIMIZED}")
+            for what in ("encode", "decode")}
+    lines = [row("one event", "library", "build and write", "read every field"), "|---|---|--:|--:|"]
+    for variant, build in figures.variants("1"):
+        times = [figures.quartiles(f"{what}/{variant}/1/{build}") for what in base]
+        lines.append(row(variant, build if variant.startswith("ours") else "",
+                         *(ratio(time, base[what]) if time else "-"
+                           for what, time in zip(base, times))))
     return lines
 
 
@@ -208,9 +221,10 @@ def main():
     about = figures.all
     loads = " and ".join(f"{load:.1f}" for load in about["load"])
     print(f"{about['date']}, {about['processor']}, {about['cores']} cores, load {loads}; "
-          f"1.00 is \"{OURS}\" of the {OPTIMIZED} library\n")
+          f"1.00 is \"{OURS}\" of the {OPTIMIZED} library, of one event \"{OURS_ALONE}\"\n")
     kinds = {key.split("/")[0] for key in figures.samples}
-    tables = [(table, {"encode", "start"}) for table in (messages_table, growth_table, builds_table)]
+    tables = [(table, {"encode", "start"})
+              for table in (messages_table, one_event_table, growth_table, builds_table)]
     for table, needed in tables + [(rpc_table, {"rpc"})]:
         if needed <= kinds:
             print("\n".join(table(figures)) + "\n")
