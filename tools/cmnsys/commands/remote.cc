@@ -25,7 +25,7 @@ std::string ReadToken(const std::string& path) {
   const std::string text = ReadBeginning(file, kMostBytes + 1);
   if (text.size() > kMostBytes) {
     throw Failure("the token file " + path + " is longer than " + std::to_string(kMostBytes) +
-                  " bytes");
+                  " bytes; name one that holds the token alone");
   }
   static constexpr const char* kBlanks = " \t\r\n";
   const std::size_t begin = text.find_first_not_of(kBlanks);
