@@ -7,6 +7,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <functional>
@@ -172,6 +173,19 @@ TEST(ServerLimits, ConnectionsAreLimitedInAllAndPerClientAndComeBack) {
     Rpc::Channel channel(server.address());
     EXPECT_TRUE(Eventually([&] { return Call(&channel).code == StatusCode::kOk; }));
   }
+}
+
+TEST(ServerLimits, ClosedConnectionsAreNoticedWhileOthersArrive) {
+  Rpc::ServerOptions options;
+  options.max_connections = options.max_connections_per_client = 1'000'000;
+  LoopbackServer server(Echo(), options);
+  int most = 0;
+  EXPECT_TRUE(Eventually([&] {
+    const BareClient client(server.address());
+    const int open = server->Counters().connections;
+    most = std::max(most, open);
+    return open < most;
+  }));
 }
 
 TEST(ServerLimits, WhateverKeepsConnectionsFromBeingAcceptedIsSurvived) {

@@ -10,8 +10,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
@@ -26,7 +28,7 @@ namespace {
 
 constexpr int kPauseMilliseconds = 50;
 // How often closed connections are looked for.
-constexpr int kForgetMilliseconds = 1000;
+constexpr std::chrono::seconds kForgetPeriod{1};
 // An address family that has no free port where the first one has is tried again so often.
 constexpr int kPortAttempts = 20;
 // So many failures in a row to accept a connection are not those of single connections.
@@ -270,12 +272,18 @@ bool Acceptor::IsOpen(const Connection& connection) {
 void Acceptor::Run() {
   std::vector<pollfd> fds{{wake_, POLLIN, 0}};
   for (const ListeningSocket& socket : sockets_) fds.push_back({socket.fd(), POLLIN, 0});
+  auto next_look = std::chrono::steady_clock::now();
   while (true) {
-    const int ready = poll(fds.data(), fds.size(), connections_.empty() ? -1 : kForgetMilliseconds);
-    if (ready <= 0) {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(next_look - std::chrono::steady_clock::now());
+    const int ready = poll(fds.data(), fds.size(),
+                           connections_.empty() ? -1 : std::max(0, static_cast<int>(left.count())));
+    const auto now = std::chrono::steady_clock::now();
+    if (now >= next_look) {
       ForgetClosed();
-      continue;
+      next_look = now + kForgetPeriod;
     }
+    if (ready <= 0) continue;
     if (fds.front().revents != 0 && !Wake()) return;
     bool pause = false;
     for (std::size_t i = 1; i < fds.size(); ++i) {
