@@ -23,7 +23,6 @@
 
 #include "common/clock_steps.h"
 #include "common/grpc_log.h"
-#include "common/payload.h"
 #include "common/reserves.h"
 #include "common/time.h"
 #include "common/tls.h"
@@ -33,7 +32,9 @@
 #include "server/reflection.h"
 #include "server/server_call.h"
 #include "server/server_core.h"
+#include "server/server_options.h"
 #include "server/subscriber_call.h"
+#include "server/unknown_call.h"
 
 namespace CmnSys::Rpc {
 
@@ -46,7 +47,6 @@ using google::protobuf::ServiceDescriptor;
 
 namespace {
 
-constexpr std::size_t kMostErrorTextBytes = 2500;
 // So many streams for each call that may be in progress: calls in progress, and as many refusals.
 constexpr int kStreamsPerCall = 2;
 constexpr int kMostSubscribers = 1'000'000;
@@ -70,81 +70,6 @@ class WithoutGrpcsReflection final : public grpc::ServerBuilderOption {
     };
     plugins->erase(std::remove_if(plugins->begin(), plugins->end(), is_reflection), plugins->end());
   }
-};
-
-void CheckOptions(const ServerOptions& options) {
-  const auto check = [](bool good, const char* what) {
-    if (!good) throw std::invalid_argument(std::string("ServerOptions::") + what);
-  };
-  check(!options.addresses.empty(), "addresses is empty");
-  check(options.workers >= 1, "workers must be at least 1");
-  check(options.max_workers >= options.workers, "max_workers must not be less than workers");
-  const std::pair<int, const char*> counts[] = {
-      {options.max_calls, "max_calls must be at least 1"},
-      {options.max_streams_per_connection, "max_streams_per_connection must be at least 1"},
-      {options.max_connections, "max_connections must be at least 1"},
-      {options.max_connections_per_client, "max_connections_per_client must be at least 1"}};
-  for (const auto& [value, text] : counts) check(value >= 1, text);
-  check(options.max_message_bytes >= 1 && options.max_message_bytes <= INT_MAX,
-        "max_message_bytes must be from 1 to 2,147,483,647");
-  check(options.max_buffered_bytes >= 1 << 20, "max_buffered_bytes must be at least 1,048,576");
-  check(options.max_published_bytes >= 1 << 20, "max_published_bytes must be at least 1,048,576");
-  check(options.max_error_text_bytes <= kMostErrorTextBytes,
-        "max_error_text_bytes must be at most 2,500");
-  const std::pair<std::chrono::milliseconds, const char*> durations[] = {
-      {options.handshake_timeout, "handshake_timeout must be at least 1 ms"},
-      {options.request_timeout, "request_timeout must be at least 1 ms"},
-      {options.response_timeout, "response_timeout must be at least 1 ms"},
-      {options.keepalive_timeout, "keepalive_timeout must be at least 1 ms"},
-      {options.max_connection_idle, "max_connection_idle must be at least 1 ms"},
-      {options.max_connection_age, "max_connection_age must be at least 1 ms"}};
-  for (const auto& [value, text] : durations) check(value.count() >= 1, text);
-  check(options.keepalive >= std::chrono::seconds(1), "keepalive must be at least 1 s");
-}
-
-// A call of a method that the server does not offer. Says what is missing. Owns itself.
-class UnknownCall {
- public:
-  static void Listen(const std::shared_ptr<ServerCore>& core, grpc::AsyncGenericService* service,
-                     grpc::ServerCompletionQueue* queue) {
-    auto* call = new UnknownCall(core, service, queue);
-    const bool listening = core->gate.Pass([&] {
-      service->RequestCall(&call->context_, &call->stream_, queue, queue, call->arrived_.Post());
-    });
-    if (!listening) delete call;
-  }
-
- private:
-  UnknownCall(std::shared_ptr<ServerCore> core, grpc::AsyncGenericService* service,
-              grpc::ServerCompletionQueue* queue)
-      : core_(std::move(core)), service_(service), queue_(queue) {}
-
-  void OnArrived(bool ok) {
-    if (!ok) {
-      delete this;
-      return;
-    }
-    core_->BeginStream(context_);
-    Listen(core_, service_, queue_);
-    const Status status{StatusCode::kUnimplemented,
-                        "this server does not offer the method " + context_.method()};
-    const bool answering = core_->gate.Pass([&] {
-      stream_.Finish(ToGrpc(status, core_->options.max_error_text_bytes), finished_.Post());
-    });
-    if (!answering) OnFinished(false);
-  }
-  void OnFinished(bool /*ok*/) {
-    core_->EndStream();
-    delete this;
-  }
-
-  const std::shared_ptr<ServerCore> core_;
-  grpc::AsyncGenericService* const service_;
-  grpc::ServerCompletionQueue* const queue_;
-  MemberTag<UnknownCall, &UnknownCall::OnArrived> arrived_{this};
-  MemberTag<UnknownCall, &UnknownCall::OnFinished> finished_{this};
-  grpc::GenericServerContext context_;
-  grpc::GenericServerAsyncReaderWriter stream_{&context_};
 };
 
 }  // namespace
@@ -392,7 +317,7 @@ void Server::Impl::Listen() {
   for (const auto& [raw_service, index] : reflection_methods_) {
     Reflection::Listen(core_, reflection_, raw_service, index, queue);
   }
-  UnknownCall::Listen(core_, &unknown_methods_, queue);
+  ListenForUnknownCalls(core_, &unknown_methods_, queue);
   core_->pollers.Start(queue);
   care_ = std::thread([this] { TakeCare(); });
   acceptor_->Start([this](int listener, int connection) {
