@@ -7,7 +7,6 @@
 #if !__GLIBC_PREREQ(2, 38)
 
 // The names are those of the libraries.
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" {
 
 long __isoc23_strtol(const char* text, char** end, int base) {
@@ -26,6 +25,5 @@ unsigned long long __isoc23_strtoull(const char* text, char** end, int base) {
 // std::ios_base_library_init(), which in these libraries is done by including <iostream>.
 void _ZSt21ios_base_library_initv() {}
 }
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 #endif

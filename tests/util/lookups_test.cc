@@ -24,10 +24,10 @@ namespace {
 using google::protobuf::EnumDescriptor;
 using google::protobuf::EnumValueDescriptor;
 using google::protobuf::FieldDescriptor;
-using namespace Pb::CmnSys::Events;         // NOLINT(google-build-using-namespace)
-using namespace Pb::CmnSys::Notifications;  // NOLINT(google-build-using-namespace)
-using namespace Pb::CmnSys::Queries;        // NOLINT(google-build-using-namespace)
-using namespace Pb::CmnSys::QueriesResult;  // NOLINT(google-build-using-namespace)
+using namespace Pb::CmnSys::Events;
+using namespace Pb::CmnSys::Notifications;
+using namespace Pb::CmnSys::Queries;
+using namespace Pb::CmnSys::QueriesResult;
 
 template <typename Function>
 void ForEachValue(const EnumDescriptor* type, const Function& function) {

@@ -30,7 +30,7 @@ class Values {
   bool NextElement();
 
   int number() const { return fields_[at_]->number(); }
-  bool Get_bool() const;  // NOLINT: named as the field's type is.
+  bool Get_bool() const;
   std::int32_t Get_int32() const;
   std::int64_t Get_int64() const;
   std::uint32_t Get_uint32() const;

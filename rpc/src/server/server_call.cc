@@ -146,8 +146,7 @@ void ServerCall::Serve() {
   } catch (...) {
     RespondOnce(CaughtException("method " + method_.name));
   }
-  // The analyzer takes the reference that the method gave up for the last one.
-  Unref();  // NOLINT(clang-analyzer-cplusplus.NewDelete)
+  Unref();
 }
 
 Status ServerCall::ReadRequest() {
