@@ -50,6 +50,11 @@ class BareClient {
   }
   // The client's preface and settings, which makes a connection ready for calls.
   void BeginHttp2() { Send("PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n" + Frame(4, 0, 0, "")); }
+  // Lets the server send as much as it likes.
+  void OpenWindows() {
+    const std::string most("\x7f\xff\0\0", 4);
+    Send(Frame(4, 0, 0, std::string("\0\4", 2) + most) + Frame(8, 0, 0, most));
+  }
   // The headers of a call, and no more.
   bool BeginCall(std::uint32_t stream, const char* path = "/Pb.Rpc.SvcQuery.Query/Initiate") {
     std::string headers;
@@ -73,6 +78,13 @@ class BareClient {
     std::string body(1, '\0');
     body.append(reinterpret_cast<const char*>(&length), 4);
     Send(Frame(0, 1, stream, body + message));
+  }
+  // Waits until so many bytes have come, and leaves them.
+  bool Waits(std::size_t bytes) {
+    std::string block(bytes, '\0');
+    return Eventually([&] {
+      return recv(fd_, block.data(), bytes, MSG_PEEK | MSG_DONTWAIT) == static_cast<ssize_t>(bytes);
+    });
   }
   // Reads until the server closes the connection; false when it does not.
   bool IsClosed() {
@@ -248,6 +260,33 @@ TEST(ServerLimits, PeersThatSayNothingAreGivenUp) {
     if (test.http2) client.BeginHttp2();
     EXPECT_TRUE(client.IsClosed()) << test.what;
     EXPECT_TRUE(Eventually([&] { return server->Counters().connections == 0; })) << test.what;
+  }
+}
+
+TEST(ServerLimits, ClientsThatStopReadingHoldUpNeitherTheServerNorItsEnd) {
+  for (const bool shut_down : {false, true}) {
+    Rpc::ServerOptions options;
+    if (!shut_down) options.keepalive = options.keepalive_timeout = milliseconds(1'000);
+    LoopbackServer server(
+        [](Rpc::ServerController*, const InitiateReq&, InitiateRsp* response, Closure* done) {
+          response->mutable_query_result()->mutable_gid()->set_id(std::string(32 << 20, 'x'));
+          done->Run();
+        },
+        options);
+    auto client = std::make_unique<BareClient>(server.address());
+    client->BeginHttp2();
+    client->OpenWindows();
+    client->BeginCall(1);
+    client->EndCall(1, "");
+    ASSERT_TRUE(client->Waits(20'000));
+    std::future<void> ended;
+    if (shut_down) {
+      ended = std::async(std::launch::async, [&] { server->Shutdown(milliseconds(0)); });
+      EXPECT_EQ(ended.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    } else {
+      EXPECT_TRUE(Eventually([&] { return server->Counters().connections == 0; }));
+    }
+    client.reset();  // What failed above does not hang.
   }
 }
 

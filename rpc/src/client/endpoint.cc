@@ -138,6 +138,17 @@ std::string Advice(const std::string& text, const Endpoint& endpoint) {
     return " (the name leads to another machine, and there everybody on the way could read and "
            "change the calls: set TLS files, or Plaintext::kAnywhere if that is meant)";
   }
+  // An attempt that was given up, whose connection has never been; rarely one that was reset at
+  // once.
+  if (Contains(text, "tcp handshaker shutdown") ||
+      Contains(text, "Failed to connect to remote host: Connection reset by peer")) {
+    return " (nothing answers there: the address may be wrong, the machine off, or a firewall in "
+           "between)";
+  }
+  if (Contains(text, "Handshake read failed") || Contains(text, "SETTINGS frame")) {
+    return " (something accepts connections there and does not answer: it may be frozen, "
+           "overloaded, or no such server)";
+  }
   const bool closed = Contains(text, "Socket closed") || Contains(text, "reset by peer") ||
                       Contains(text, "Broken pipe");
   // One that accepted a certificate refuses it when its time is over.

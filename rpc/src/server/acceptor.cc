@@ -14,6 +14,8 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <climits>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <iterator>
@@ -21,6 +23,8 @@
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+
+#include "common/time.h"
 
 namespace CmnSys::Rpc {
 
@@ -256,10 +260,7 @@ bool Acceptor::Wake() {
     to_close.swap(to_close_);
   }
   for (const Connection& connection : connections_) {
-    // gRPC notices, and closes the descriptor.
-    if (to_close.count(connection.peer) != 0 && IsOpen(connection)) {
-      shutdown(connection.fd, SHUT_RDWR);
-    }
+    if (to_close.count(connection.peer) != 0) Cut(connection);
   }
   return true;
 }
@@ -267,6 +268,14 @@ bool Acceptor::Wake() {
 bool Acceptor::IsOpen(const Connection& connection) {
   struct stat file {};
   return fstat(connection.fd, &file) == 0 && file.st_ino == connection.inode;
+}
+
+void Acceptor::Cut(const Connection& connection) {
+  if (IsOpen(connection)) shutdown(connection.fd, SHUT_RDWR);
+}
+
+void Acceptor::CloseAll() {
+  for (const Connection& connection : connections_) Cut(connection);
 }
 
 void Acceptor::Run() {
@@ -357,6 +366,11 @@ void Acceptor::Admit(int listener, int fd, const sockaddr_storage& from) {
   core_->Tell(Event::Kind::kConnected, peer, "");
   const int on = 1;
   setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  // gRPC's keepalive closes no connection while it waits for room to write; the system does.
+  const int silence = static_cast<int>(
+      std::min(std::int64_t{ToArgument(options.keepalive)} + ToArgument(options.keepalive_timeout),
+               std::int64_t{INT_MAX}));
+  setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &silence, sizeof silence);
   accepted_(listener, fd);
 }
 

@@ -63,6 +63,8 @@ class Acceptor {
   void Close(const std::string& peer);
   // Closes the listening sockets; when it returns `accepted` is not called any more.
   void Stop();
+  // Closes all connections, whatever is being written to them. After Stop().
+  void CloseAll();
 
  private:
   // A connection that gRPC owns. gRPC does not tell when it closes one; then its descriptor is gone
@@ -75,6 +77,8 @@ class Acceptor {
   };
 
   static bool IsOpen(const Connection& connection);
+  // gRPC notices, and closes the descriptor.
+  static void Cut(const Connection& connection);
   void Listen(const Address& address);
   void Run();
   // Whether something lasting is in the way, so that a pause is needed.

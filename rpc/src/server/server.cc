@@ -56,6 +56,8 @@ constexpr std::chrono::milliseconds kCarePeriod{250};
 constexpr std::chrono::hours kLongestGrace{24 * 365};
 // How long subscribers may take for the end of their subscription when nothing else is left.
 constexpr std::chrono::seconds kSubscribersGrace{1};
+// How long a connection may take for what is being written to it when its calls were cancelled.
+constexpr std::chrono::seconds kWriteGrace{1};
 // How long calls on a connection that has reached its maximum age may still take.
 constexpr std::chrono::seconds kAgeGrace{10};
 
@@ -442,8 +444,14 @@ void Server::Impl::CancelAfterGrace() {
     changed_.wait_for(lock, kLook);
   }
   // Again and again: a call that arrives at this very moment is not among those cancelled.
+  auto cut = std::chrono::steady_clock::now() + kWriteGrace;
   while (!grpc_stopped_) {
     grpc_server_cancel_all_calls(server_->c_server());
+    if (std::chrono::steady_clock::now() > cut) {
+      // gRPC waits for what is being written, for ever when the client is frozen or has vanished.
+      acceptor_->CloseAll();
+      cut = std::chrono::steady_clock::time_point::max();
+    }
     changed_.wait_for(lock, kLook);
   }
 }

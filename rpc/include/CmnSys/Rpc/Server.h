@@ -200,11 +200,12 @@ class CMNSYSRPC_EXPORT Server {
 
   // Stops: takes no more calls, ends subscriptions with kUnavailable, waits up to `grace` for the
   // calls in progress and then cancels them, and returns when no service method is running any
-  // more. Subscriptions do not prolong the wait by more than a second. A negative grace counts as
-  // none. A method that never returns makes it wait for ever; a closure that was not run yet may
-  // still be run later, even when the server is gone, and does nothing then. Thread-safe: a second
-  // call waits for the end as well, and can shorten the grace of the first. Must not be called from
-  // a service method or NotifyOnCancel closure (std::logic_error).
+  // more. Subscriptions do not prolong the wait by more than a second, nor do clients that take
+  // nothing of what is being written to them. A negative grace counts as none. A method that never
+  // returns makes it wait for ever; a closure that was not run yet may still be run later, even
+  // when the server is gone, and does nothing then. Thread-safe: a second call waits for the end as
+  // well, and can shorten the grace of the first. Must not be called from a service method or
+  // NotifyOnCancel closure (std::logic_error).
   void Shutdown(std::chrono::milliseconds grace = std::chrono::milliseconds(5'000));
 
  private:
