@@ -2,26 +2,25 @@
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <set>
 #include <utility>
 #include <vector>
 
 #include "CmnSys/Util/Json.h"
-#include "json/bytes_text.h"
+#include "json/json_faults.h"
 #include "json/json_lexer.h"
-#include "json/json_number.h"
 #include "json/json_path.h"
 #include "json/json_type.h"
+#include "json/scalar_bytes.h"
+#include "json/structure_reader.h"
+#include "json/sub_message_bytes.h"
 #include "json/well_known_types.h"
 #include "json/wire_bytes.h"
 #include "json/wire_message.h"
-#include "text/name_search.h"
 
 namespace CmnSys::Util {
 
-using google::protobuf::Descriptor;
 using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
@@ -34,78 +33,6 @@ namespace {
 
 constexpr std::uint64_t kMostBytes = (std::uint64_t{1} << 31) - 1;
 
-std::string Expected(const FieldDescriptor& field) {
-  switch (field.cpp_type()) {
-    case FieldDescriptor::CPPTYPE_MESSAGE:
-      return "an object (" + field.message_type()->full_name() + ")";
-    case FieldDescriptor::CPPTYPE_ENUM:
-      return "a name or number of " + field.enum_type()->full_name();
-    case FieldDescriptor::CPPTYPE_STRING:
-      return field.type() == FieldDescriptor::TYPE_BYTES ? "a string with bytes" : "a string";
-    case FieldDescriptor::CPPTYPE_BOOL:
-      return "true or false";
-    default:
-      return std::string("a number (") + field.type_name() + ")";
-  }
-}
-
-// What stands where a token was read.
-std::string Found(JsonToken token) {
-  switch (token) {
-    case JsonToken::kObjectBegin:
-      return "an object";
-    case JsonToken::kObjectEnd:
-      return "\"}\"";
-    case JsonToken::kArrayBegin:
-      return "an array";
-    case JsonToken::kArrayEnd:
-      return "\"]\"";
-    case JsonToken::kColon:
-      return "\":\"";
-    case JsonToken::kComma:
-      return "\",\"";
-    case JsonToken::kString:
-      return "a string";
-    case JsonToken::kNumber:
-      return "a number";
-    case JsonToken::kTrue:
-      return "true";
-    case JsonToken::kFalse:
-      return "false";
-    case JsonToken::kNull:
-      return "null";
-    case JsonToken::kInvalid:
-      break;
-  }
-  return "";
-}
-
-std::string Shortened(std::string_view number) {
-  constexpr std::size_t kLongest = 40;
-  return std::string(number.substr(0, kLongest)) + (number.size() > kLongest ? "..." : "");
-}
-
-std::string Nearest(const std::vector<std::string>& names, std::string_view name) {
-  const std::vector<std::string> nearest = NearestNames(names, name, 1);
-  return nearest.empty() ? "" : "; the nearest is \"" + nearest.front() + "\"";
-}
-
-std::string UnknownMember(const Descriptor& type, std::string_view name) {
-  std::vector<std::string> known;
-  const bool extension = !name.empty() && name.front() == '[';
-  if (extension) {
-    std::vector<const FieldDescriptor*> extensions;
-    type.file()->pool()->FindAllExtensions(&type, &extensions);
-    for (const FieldDescriptor* field : extensions) known.push_back(field->full_name());
-    name.remove_prefix(1);
-    if (!name.empty() && name.back() == ']') name.remove_suffix(1);
-  } else {
-    for (int i = 0; i < type.field_count(); ++i) known.push_back(type.field(i)->json_name());
-  }
-  return type.full_name() + " has no " + (extension ? "extension " : "field ") + Quoted(name) +
-         Nearest(known, name);
-}
-
 // The member that tells the type of an Any, and the one that holds it when it is no object.
 constexpr std::string_view kAnyType = "@type";
 constexpr std::string_view kAnyValue = "value";
@@ -113,10 +40,10 @@ constexpr std::string_view kAnyValue = "value";
 // Reads JSON into the wire bytes of a message, by the tables of its type, and has protobuf's parser
 // make the message of them: that is faster than to set one field after the other by reflection. The
 // functions return false after an error.
-class MessageReader {
+class MessageReader : public StructureReader {
  public:
   MessageReader(const JsonReadOptions& options, JsonLexer* lexer)
-      : options_(options), lexer_(lexer) {}
+      : StructureReader(options.max_depth, lexer), options_(options) {}
 
   bool ReadRoot(Message* message) {
     seen_.clear();
@@ -130,30 +57,10 @@ class MessageReader {
     return ReadMessage(types_.Of(*message->GetDescriptor()), 0) && Make(place, message);
   }
 
-  // Reports an error at the last token.
-  bool Fail(std::string reason) { return FailAt(lexer_->place(), std::move(reason)); }
-
-  JsonError TakeError() { return std::move(error_); }
-
  private:
-  bool FailAt(const JsonPlace& place, std::string reason) {
-    error_ = {place.line, place.column, place.offset, path_.Text(), std::move(reason)};
-    return false;
-  }
-
-  bool Unexpected(JsonToken token, const std::string& expected) {
-    return Fail(token == JsonToken::kInvalid
-                    ? std::string(lexer_->text())
-                    : Found(token) + " stands here; expected is " + expected);
-  }
-
+  using StructureReader::Unexpected;
   bool Unexpected(JsonToken token, const JsonField& field) {
     return Unexpected(token, Expected(*field.field));
-  }
-
-  bool Expect(JsonToken wanted, const char* expected) {
-    const JsonToken token = lexer_->Next();
-    return token == wanted || Unexpected(token, expected);
   }
 
   // Makes the message of all bytes; they stand for what begins at `place`.
@@ -168,11 +75,7 @@ class MessageReader {
 
   // The value of a message, whatever its form.
   bool ReadMessage(const JsonType& type, int depth) {
-    if (depth > options_.max_depth) {
-      lexer_->Peek();
-      return Fail("messages are nested more than " + std::to_string(options_.max_depth) +
-                  " deep; raise max_depth if that is right");
-    }
+    if (!CheckDepth(depth, "messages")) return false;
     switch (type.form) {
       case JsonForm::kMembers: {
         const JsonToken token = lexer_->Next();
@@ -188,36 +91,6 @@ class MessageReader {
     }
     return false;
   }
-
-  // Calls read_member() for each member of an object behind its "{", at its name; it reads all of
-  // the member.
-  template <typename ReadMember>
-  bool ReadMembers(const ReadMember& read_member) {
-    if (lexer_->Peek() == '}') return Expect(JsonToken::kObjectEnd, "");
-    while (true) {
-      if (!read_member()) return false;
-      const JsonToken token = lexer_->Next();
-      if (token == JsonToken::kObjectEnd) return true;
-      if (token != JsonToken::kComma) return Unexpected(token, "\",\" or \"}\"");
-      lexer_->Peek();
-    }
-  }
-
-  // Calls read_element() for each element of an array behind its "[".
-  template <typename ReadElement>
-  bool ReadElements(const ReadElement& read_element) {
-    if (lexer_->Peek() == ']') return Expect(JsonToken::kArrayEnd, "");
-    while (true) {
-      if (!read_element()) return false;
-      const JsonToken token = lexer_->Next();
-      if (token == JsonToken::kArrayEnd) return true;
-      if (token != JsonToken::kComma) return Unexpected(token, "\",\" or \"]\"");
-    }
-  }
-
-  // The name of a member becomes the last token.
-  bool ExpectName() { return Expect(JsonToken::kString, "the name of a member"); }
-  bool ExpectColon() { return Expect(JsonToken::kColon, "\":\""); }
 
   enum Seen : char { kNot, kStood, kHasValue };
 
@@ -340,7 +213,7 @@ class MessageReader {
     return ReadMembers([&] {
       if (!ExpectName()) return false;
       path_.SetKey(std::string(lexer_->text()));
-      const Part part(this, field);
+      const SubMessageBytes sub_message(field, &wire_);
       const std::size_t begin = wire_.size();
       if (!ReadMapKey(key)) return false;
       if (!seen.emplace(wire_.From(begin)).second) {
@@ -360,70 +233,21 @@ class MessageReader {
     const std::string_view text = lexer_->text();
     switch (key.cpp_type) {
       case FieldDescriptor::CPPTYPE_STRING:
-        PutText(key, text);
+        PutText(key, text, &wire_);
         return true;
       case FieldDescriptor::CPPTYPE_BOOL:
         if (text != "true" && text != "false") return Fail(Quoted(text) + " is no true or false");
-        PutVarint(key, text == "true" ? 1 : 0);
+        PutVarint(key, text == "true" ? 1 : 0, &wire_);
         return true;
       default:
-        return PutNumber(key, text);
+        return ReadNumber(key, text);
     }
   }
-
-  // What stands in the bytes of a sub-message, from the constructor on.
-  class Part {
-   public:
-    Part(MessageReader* reader, const JsonField& field)
-        : reader_(reader), number_(field.field->number()), kind_(KindOf(field)) {
-      WireBytes& wire = reader_->wire_;
-      if (kind_ == Kind::kGroup) {
-        wire.Tag(number_, View::kStartGroup);
-        return;
-      }
-      if (kind_ == Kind::kMessageSetItem) {
-        // group Item = 1 { required int32 type_id = 2; required bytes message = 3; }
-        wire.Tag(1, View::kStartGroup);
-        wire.Tag(2, View::kVarint);
-        wire.Varint(static_cast<std::uint32_t>(number_));
-        wire.Tag(3, View::kLengthDelimited);
-      } else {
-        wire.Tag(number_, View::kLengthDelimited);
-      }
-      begin_ = wire.BeginLength();
-    }
-
-    ~Part() {
-      WireBytes& wire = reader_->wire_;
-      if (kind_ == Kind::kGroup) {
-        wire.Tag(number_, View::kEndGroup);
-        return;
-      }
-      wire.EndLength(begin_);
-      if (kind_ == Kind::kMessageSetItem) wire.Tag(1, View::kEndGroup);
-    }
-
-    Part(const Part&) = delete;
-    Part& operator=(const Part&) = delete;
-
-   private:
-    enum class Kind { kMessage, kGroup, kMessageSetItem };
-
-    static Kind KindOf(const JsonField& field) {
-      if (field.in_message_set) return Kind::kMessageSetItem;
-      return field.type == FieldDescriptor::TYPE_GROUP ? Kind::kGroup : Kind::kMessage;
-    }
-
-    MessageReader* reader_;
-    int number_;
-    Kind kind_;
-    std::size_t begin_ = 0;
-  };
 
   // The value of a singular field, or an element of a repeated one.
   bool ReadValue(const JsonField& field, int depth) {
     if (field.cpp_type != FieldDescriptor::CPPTYPE_MESSAGE) return ReadScalar(field);
-    const Part part(this, field);
+    const SubMessageBytes sub_message(field, &wire_);
     return ReadMessage(types_.MessageTypeOf(field), depth + 1);
   }
 
@@ -433,211 +257,57 @@ class MessageReader {
     switch (field.cpp_type) {
       case FieldDescriptor::CPPTYPE_BOOL:
         if (token != JsonToken::kTrue && token != JsonToken::kFalse) break;
-        PutVarint(field, token == JsonToken::kTrue ? 1 : 0);
+        PutVarint(field, token == JsonToken::kTrue ? 1 : 0, &wire_);
         return true;
       case FieldDescriptor::CPPTYPE_STRING:
         if (token != JsonToken::kString) break;
-        if (field.type == FieldDescriptor::TYPE_BYTES) return PutBytes(field, text);
-        PutText(field, text);
+        if (field.type == FieldDescriptor::TYPE_BYTES) return ReadBytes(field, text);
+        PutText(field, text, &wire_);
         return true;
       case FieldDescriptor::CPPTYPE_ENUM:
-        if (token == JsonToken::kString) return PutEnumByName(field, text);
-        if (token == JsonToken::kNumber) return PutEnumByNumber(field, text);
-        if (token == JsonToken::kNull && field.takes_null) return PutEnumByNumber(field, "0");
+        if (token == JsonToken::kString) return ReadEnumName(field, text);
+        if (token == JsonToken::kNumber) return ReadEnumNumber(field, text);
+        if (token == JsonToken::kNull && field.takes_null) return ReadEnumNumber(field, "0");
         break;
       default:
         if (token != JsonToken::kString && token != JsonToken::kNumber) break;
-        return PutNumber(field, text);
+        return ReadNumber(field, text);
     }
     return Unexpected(token, field);
   }
 
-  void PutVarint(const JsonField& field, std::uint64_t value) {
-    wire_.Tag(field.field->number(), View::kVarint);
-    wire_.Varint(value);
+  bool ReadBytes(const JsonField& field, std::string_view text) {
+    if (PutBytes(field, text, options_.bytes, &wire_)) return true;
+    return Fail(Quoted(text) +
+                (options_.bytes == JsonBytes::kBase64 ? " is not base64" : " is not hexadecimal"));
   }
 
-  void PutFixed32(const JsonField& field, std::uint32_t value) {
-    wire_.Tag(field.field->number(), View::kFixed32);
-    wire_.Fixed32(value);
+  bool ReadNumber(const JsonField& field, std::string_view text) {
+    const NumberResult result = PutNumber(field, text, &wire_);
+    return result == NumberResult::kOk || Fail(NotTaken(*field.field, result, text));
   }
 
-  void PutFixed64(const JsonField& field, std::uint64_t value) {
-    wire_.Tag(field.field->number(), View::kFixed64);
-    wire_.Fixed64(value);
-  }
-
-  void PutText(const JsonField& field, std::string_view text) {
-    wire_.Tag(field.field->number(), View::kLengthDelimited);
-    wire_.Varint(text.size());
-    wire_.Bytes(text);
-  }
-
-  bool PutBytes(const JsonField& field, std::string_view text) {
-    wire_.Tag(field.field->number(), View::kLengthDelimited);
-    // The text is longer than its bytes, so that a short one needs one byte for their number.
-    const bool is_short = text.size() < 0x80;
-    const std::size_t begin = is_short ? 0 : wire_.BeginLength();
-    char* const place = wire_.Room(text.size() + 1) + (is_short ? 1 : 0);
-    const bool base64 = options_.bytes == JsonBytes::kBase64;
-    char* const end = base64 ? ReadBase64(text, place) : ReadHexadecimal(text, place);
-    if (end == nullptr) {
-      return Fail(Quoted(text) + (base64 ? " is not base64" : " is not hexadecimal"));
-    }
-    if (is_short) place[-1] = static_cast<char>(end - place);
-    wire_.End(end);
-    if (!is_short) wire_.EndLength(begin);
-    return true;
-  }
-
-  bool PutNumber(const JsonField& field, std::string_view text) {
-    switch (field.cpp_type) {
-      case FieldDescriptor::CPPTYPE_INT32:
-        return PutInteger<std::int32_t>(field, text);
-      case FieldDescriptor::CPPTYPE_INT64:
-        return PutInteger<std::int64_t>(field, text);
-      case FieldDescriptor::CPPTYPE_UINT32:
-        return PutInteger<std::uint32_t>(field, text);
-      case FieldDescriptor::CPPTYPE_UINT64:
-        return PutInteger<std::uint64_t>(field, text);
-      case FieldDescriptor::CPPTYPE_FLOAT: {
-        float value = 0;
-        if (!ParseReal(field, text, &value)) return false;
-        std::uint32_t bits = 0;
-        std::memcpy(&bits, &value, sizeof bits);
-        PutFixed32(field, bits);
-        return true;
-      }
-      default: {
-        double value = 0;
-        if (!ParseReal(field, text, &value)) return false;
-        std::uint64_t bits = 0;
-        std::memcpy(&bits, &value, sizeof bits);
-        PutFixed64(field, bits);
-        return true;
-      }
-    }
-  }
-
-  template <typename Integer>
-  bool PutInteger(const JsonField& field, std::string_view text) {
-    Integer value = 0;
-    const NumberResult result = ParseInteger(text, &value);
-    if (result != NumberResult::kOk) return FailNumber(field, result, text);
-    // Negative numbers of 32 bits have their sign in 64, unless they are zigzag.
-    const auto bits = static_cast<std::uint64_t>(value);
-    switch (field.type) {
-      case FieldDescriptor::TYPE_SINT32:
-      case FieldDescriptor::TYPE_SINT64:
-        PutVarint(field, bits << 1 ^ (value < 0 ? UINT64_MAX : 0));
-        break;
-      case FieldDescriptor::TYPE_FIXED32:
-      case FieldDescriptor::TYPE_SFIXED32:
-        PutFixed32(field, static_cast<std::uint32_t>(bits));
-        break;
-      case FieldDescriptor::TYPE_FIXED64:
-      case FieldDescriptor::TYPE_SFIXED64:
-        PutFixed64(field, bits);
-        break;
-      default:
-        PutVarint(field, bits);
-        break;
-    }
-    return true;
-  }
-
-  template <typename Real>
-  bool ParseReal(const JsonField& field, std::string_view text, Real* value) {
-    using Limits = std::numeric_limits<Real>;
-    if (text == "NaN") {
-      *value = Limits::quiet_NaN();
-    } else if (text == "Infinity") {
-      *value = Limits::infinity();
-    } else if (text == "-Infinity") {
-      *value = -Limits::infinity();
-    } else if (const NumberResult result = Util::ParseReal(text, value);
-               result != NumberResult::kOk) {
-      return FailNumber(field, result, text);
-    }
-    return true;
-  }
-
-  bool PutEnumByNumber(const JsonField& field, std::string_view text) {
+  bool ReadEnumNumber(const JsonField& field, std::string_view text) {
     std::int32_t number = 0;
     const NumberResult result = ParseInteger(text, &number);
-    if (result != NumberResult::kOk) return FailNumber(field, result, text);
+    if (result != NumberResult::kOk) return Fail(NotTaken(*field.field, result, text));
     if (types_.EnumTypeOf(field).NameOf(number) == nullptr && field.closed_enum) {
       return Fail(std::to_string(number) + " is no value of " +
                   field.field->enum_type()->full_name());
     }
-    PutVarint(field, static_cast<std::uint64_t>(number));
+    PutVarint(field, static_cast<std::uint64_t>(number), &wire_);
     return true;
   }
 
-  bool PutEnumByName(const JsonField& field, std::string_view name) {
+  bool ReadEnumName(const JsonField& field, std::string_view name) {
     const JsonEnum& known = types_.EnumTypeOf(field);
     const EnumDescriptor& type = *known.descriptor;
     const int index = known.by_name.Find(name);
     if (index >= 0) {
-      PutVarint(field, static_cast<std::uint64_t>(type.value(index)->number()));
+      PutVarint(field, static_cast<std::uint64_t>(type.value(index)->number()), &wire_);
       return true;
     }
-    std::vector<std::string> names;
-    for (int i = 0; i < type.value_count(); ++i) names.push_back(type.value(i)->name());
-    return Fail(Quoted(name) + " is no value of " + type.full_name() + Nearest(names, name));
-  }
-
-  bool FailNumber(const JsonField& field, NumberResult result, std::string_view text) {
-    const char* const type = field.field->type_name();
-    switch (result) {
-      case NumberResult::kNotWhole:
-        return Fail(Shortened(text) + " is no whole number, which " + type + " needs");
-      case NumberResult::kOutOfRange:
-        return Fail(Shortened(text) + " is out of range for " + type);
-      default:
-        return Fail(Quoted(text) + " is no number");
-    }
-  }
-
-  // Reads a value of any kind without looking at what it means.
-  bool SkipValue(int depth) {
-    if (depth > options_.max_depth) {
-      lexer_->Peek();
-      return Fail("values are nested more than " + std::to_string(options_.max_depth) +
-                  " deep; raise max_depth if that is right");
-    }
-    switch (const JsonToken token = lexer_->Next()) {
-      case JsonToken::kObjectBegin: {
-        std::set<std::string> seen;
-        return ReadMembers([&] {
-          if (!ExpectName()) return false;
-          if (!seen.emplace(lexer_->text()).second) {
-            return Fail(Quoted(lexer_->text()) + " stands here a second time");
-          }
-          return ExpectColon() && SkipValue(depth + 1);
-        });
-      }
-      case JsonToken::kArrayBegin:
-        return ReadElements([&] { return SkipValue(depth + 1); });
-      case JsonToken::kString:
-      case JsonToken::kNumber:
-      case JsonToken::kTrue:
-      case JsonToken::kFalse:
-      case JsonToken::kNull:
-        return true;
-      default:
-        return Unexpected(token, "a value");
-    }
-  }
-
-  // The text of the next value, which begins at `place`.
-  bool ReadText(int depth, JsonPlace* place, std::string* text) {
-    lexer_->Peek();
-    *place = lexer_->place();
-    lexer_->StartCopy(text);
-    const bool read = SkipValue(depth);
-    lexer_->StopCopy();
-    return read;
+    return Fail(UnknownEnumValue(type, name));
   }
 
   bool ReadOwn(const JsonType& type) {
@@ -681,8 +351,8 @@ class MessageReader {
     if (!held->IsInitialized()) {
       return FailAt(place, "required fields are missing: " + held->InitializationErrorString());
     }
-    PutText(type.fields[0], url);
-    PutText(type.fields[1], held->SerializeAsString());
+    PutText(type.fields[0], url, &wire_);
+    PutText(type.fields[1], held->SerializeAsString(), &wire_);
     return true;
   }
 
@@ -728,15 +398,12 @@ class MessageReader {
   }
 
   const JsonReadOptions& options_;
-  JsonLexer* lexer_;
   JsonTypes types_;
   MessageFactory* factory_ = nullptr;  // Of the message that is read.
   WireBytes wire_;
-  JsonPath path_;
   // Of all messages being read, which fields have stood, by index, and which extensions.
   std::vector<char> seen_;
   std::vector<const JsonField*> seen_extensions_;
-  JsonError error_;
 };
 
 // Reads messages one after the other.
