@@ -3,6 +3,8 @@
 #include <vector>
 
 #include "json/json_lexer.h"
+#include "json/wire_fields.h"
+#include "text/field_path.h"
 #include "text/name_search.h"
 
 namespace CmnSys::Util {
@@ -71,6 +73,26 @@ std::string NotTaken(const FieldDescriptor& field, NumberResult result, std::str
     default:
       return Quoted(text) + " is no number";
   }
+}
+
+std::string UnknownField(const Descriptor& type, std::uint64_t tag, std::uint64_t varint) {
+  static const char* const kWireTypes[] = {"varint", "fixed64", "length-delimited",
+                                           "group",  "group",   "fixed32"};
+  const char* const wire_type = kWireTypes[WireTypeOf(tag)];
+  const int number = NumberOf(tag);
+  const FieldDescriptor* field = type.FindFieldByNumber(number);
+  if (field == nullptr) field = type.file()->pool()->FindExtensionByNumber(&type, number);
+  if (field == nullptr) {
+    return "field " + std::to_string(number) + " (" + wire_type + ") is not known to " +
+           type.full_name();
+  }
+  std::string name;
+  AppendField(*field, &name);
+  if (field->enum_type() != nullptr && WireTypeOf(tag) == View::kVarint) {
+    return std::to_string(static_cast<std::int64_t>(varint)) + " in field " + name +
+           " is no value of " + field->enum_type()->full_name();
+  }
+  return std::string("the ") + wire_type + " in field " + name + " does not fit its type";
 }
 
 }  // namespace CmnSys::Util

@@ -1,10 +1,12 @@
-// What is said of JSON that does not fit the message to read.
+// What is said of JSON that does not fit the message to read, and of a message that does not fit
+// JSON.
 
 #ifndef CMNSYS_UTIL_SRC_JSON_JSON_FAULTS_H_
 #define CMNSYS_UTIL_SRC_JSON_JSON_FAULTS_H_
 
 #include <google/protobuf/descriptor.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -25,6 +27,11 @@ std::string UnknownEnumValue(const google::protobuf::EnumDescriptor& type, std::
 // Why a number cannot be taken for the field; `result` is not kOk.
 std::string NotTaken(const google::protobuf::FieldDescriptor& field, NumberResult result,
                      std::string_view text);
+
+// Why a field with a tag cannot be written for messages of the type; the tag as json/wire_fields.h
+// has it, and the field's number if it is a varint.
+std::string UnknownField(const google::protobuf::Descriptor& type, std::uint64_t tag,
+                         std::uint64_t varint);
 
 }  // namespace CmnSys::Util
 

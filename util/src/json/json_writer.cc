@@ -13,74 +13,29 @@
 #include "CmnSys/Util/Json.h"
 #include "CmnSys/Util/Parse.h"
 #include "json/bytes_text.h"
+#include "json/field_finder.h"
+#include "json/json_faults.h"
 #include "json/json_number.h"
 #include "json/json_output.h"
 #include "json/json_path.h"
 #include "json/json_type.h"
+#include "json/map_entry.h"
+#include "json/number_bits.h"
 #include "json/plain_text.h"
+#include "json/string_output.h"
 #include "json/well_known_types.h"
 #include "json/wire_bytes.h"
 #include "json/wire_fields.h"
 #include "json/wire_message.h"
-#include "text/field_path.h"
 #include "text/runtime_text.h"
 
 namespace CmnSys::Util {
 
-using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
-using google::protobuf::MessageFactory;
 using google::protobuf::io::ZeroCopyOutputStream;
 
 namespace {
-
-std::string Describe(std::uint64_t tag, std::uint64_t varint, const Descriptor& type) {
-  static const char* const kWireTypes[] = {"varint", "fixed64", "length-delimited",
-                                           "group",  "group",   "fixed32"};
-  const char* const wire_type = kWireTypes[WireTypeOf(tag)];
-  const int number = NumberOf(tag);
-  const FieldDescriptor* field = type.FindFieldByNumber(number);
-  if (field == nullptr) field = type.file()->pool()->FindExtensionByNumber(&type, number);
-  if (field == nullptr) {
-    return "field " + std::to_string(number) + " (" + wire_type + ") is not known to " +
-           type.full_name();
-  }
-  std::string name;
-  AppendField(*field, &name);
-  if (field->enum_type() != nullptr && WireTypeOf(tag) == View::kVarint) {
-    return std::to_string(static_cast<std::int64_t>(varint)) + " in field " + name +
-           " is no value of " + field->enum_type()->full_name();
-  }
-  return std::string("the ") + wire_type + " in field " + name + " does not fit its type";
-}
-
-// The default value as the bits of a number, as ReadBits reads them.
-std::uint64_t DefaultBits(const FieldDescriptor& field) {
-  const auto bits_of = [](auto value) {
-    std::uint64_t bits = 0;
-    std::memcpy(&bits, &value, sizeof value);
-    return bits;
-  };
-  switch (field.cpp_type()) {
-    case FieldDescriptor::CPPTYPE_INT32:
-      return bits_of(field.default_value_int32());
-    case FieldDescriptor::CPPTYPE_UINT32:
-      return bits_of(field.default_value_uint32());
-    case FieldDescriptor::CPPTYPE_INT64:
-      return bits_of(field.default_value_int64());
-    case FieldDescriptor::CPPTYPE_UINT64:
-      return bits_of(field.default_value_uint64());
-    case FieldDescriptor::CPPTYPE_FLOAT:
-      return bits_of(field.default_value_float());
-    case FieldDescriptor::CPPTYPE_DOUBLE:
-      return bits_of(field.default_value_double());
-    case FieldDescriptor::CPPTYPE_BOOL:
-      return bits_of(field.default_value_bool());
-    default:
-      return bits_of(field.default_value_enum()->number());
-  }
-}
 
 template <typename Real>
 Real FromBits(std::uint64_t bits) {
@@ -89,38 +44,11 @@ Real FromBits(std::uint64_t bits) {
   return value;
 }
 
-// Appends to a string by way of a block, since a string that grows fills what it grows by.
-class StringOutput : public ZeroCopyOutputStream {
- public:
-  explicit StringOutput(std::string* text) : text_(text) {}
-
-  bool Next(void** data, int* size) override {
-    Append();
-    *data = block_;
-    used_ = *size = static_cast<int>(sizeof block_);
-    return true;
-  }
-  void BackUp(int count) override { used_ -= count; }
-  std::int64_t ByteCount() const override {
-    return static_cast<std::int64_t>(text_->size()) + used_;
-  }
-
-  void Append() {
-    text_->append(block_, static_cast<std::size_t>(used_));
-    used_ = 0;
-  }
-
- private:
-  std::string* text_;
-  int used_ = 0;
-  char block_[8192];
-};
-
 // Writes JSON of the wire bytes of a message, which the generated serializer makes faster than one
 // field after the other can be asked for by reflection. Functions that take a place in the bytes
 // and their end return the place behind what they have written, or null after an error; the others
 // return false then.
-class MessageWriter {
+class MessageWriter : private FieldFinder {
  public:
   MessageWriter(const JsonWriteOptions& options, JsonOutput* output)
       : options_(options), output_(*output) {}
@@ -208,64 +136,10 @@ class MessageWriter {
       if (at->p != nullptr && unknown == Unknown::kReport) {
         std::uint64_t varint = 0;
         if (WireTypeOf(tag) == View::kVarint) View::ReadVarint(value, at->end, &varint);
-        if (!Lose(Describe(tag, varint, *type.descriptor))) at->p = nullptr;
+        if (!Lose(UnknownField(*type.descriptor, tag, varint))) at->p = nullptr;
       }
     }
     return nullptr;
-  }
-
-  const JsonField* FindField(const JsonType& type, std::uint64_t tag, std::size_t* likely) {
-    constexpr std::size_t kTried = 3;
-    const std::size_t end = std::min(*likely + kTried, type.tags.size());
-    for (std::size_t i = *likely; i < end; ++i) {
-      if (type.tags[i] == tag) {
-        *likely = i + 1;
-        return &type.fields[i];
-      }
-    }
-    const JsonField* field = type.FindField(NumberOf(tag));
-    if (field != nullptr) {
-      *likely = static_cast<std::size_t>(field - type.fields.data()) + 1;
-    } else {
-      field = FindExtension(type, NumberOf(tag));
-    }
-    return field != nullptr && field->tag == tag ? field : nullptr;
-  }
-
-  const JsonField* FindExtension(const JsonType& type, int number) {
-    if (!type.descriptor->IsExtensionNumber(number)) return nullptr;
-    if (const JsonField* const known = type.FindExtension(number)) return known;
-    const Message* const prototype = factory_->GetPrototype(type.descriptor);
-    const FieldDescriptor* const extension =
-        prototype->GetReflection()->FindKnownExtensionByNumber(number);
-    return extension == nullptr ? nullptr : &types_.ExtensionOf(type, *extension);
-  }
-
-  // Whether the value is one of the field's and not an unknown one under its number.
-  bool Takes(const JsonField& field, const char* value, const char* end) {
-    if (!field.closed_enum || field.packed) return true;
-    const JsonField* of_number = &field;
-    if (field.map) {
-      const JsonType& type = types_.MessageTypeOf(field);
-      const Entry entry = ReadEntry(type, value, end);
-      if (entry.value == nullptr) return true;
-      of_number = &type.fields[1];
-      value = entry.value;
-      end = entry.end;
-    }
-    std::uint64_t number = 0;
-    return View::ReadVarint(value, end, &number) != nullptr &&
-           types_.EnumTypeOf(*of_number).NameOf(static_cast<int>(number)) != nullptr;
-  }
-
-  // The next element of a repeated field, or the next entry of a map, behind its tag if it has one;
-  // nullptr where something else follows.
-  const char* NextElement(const JsonField& field, const char* p, const char* end) {
-    if (p == end) return nullptr;
-    if (field.packed) return p;
-    std::uint64_t tag = 0;
-    const char* const value = ReadFieldTag(p, end, false, &tag);
-    return value != nullptr && tag == field.tag && Takes(field, value, end) ? value : nullptr;
   }
 
   const char* WriteFields(const JsonType& type, const char* p, const char* end, int depth) {
@@ -314,16 +188,6 @@ class MessageWriter {
     // To write an unset member of a oneof would take the place of the one that is set.
     return field.is_repeated() || (field.cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE &&
                                    field.real_containing_oneof() == nullptr);
-  }
-
-  const char* SkipField(const JsonField& field, const char* p, const char* end) {
-    while (true) {
-      p = LeaveField(SkipFieldValue(p, end, field.tag), end, field.in_message_set);
-      if (p == nullptr || !field.repeated || field.packed) return p;
-      const char* const next = NextElement(field, p, end);
-      if (next == nullptr) return p;
-      p = next;
-    }
   }
 
   // The field with its name; an unset one where `p` is null.
@@ -438,37 +302,12 @@ class MessageWriter {
     return p;
   }
 
-  // An entry of a map on the wire: where its key and its value stand behind their tags, unless they
-  // are unset.
-  struct Entry {
-    const char* key = nullptr;
-    const char* value = nullptr;
-    const char* end = nullptr;  // Null for an entry that cannot be read.
-  };
-
-  static Entry ReadEntry(const JsonType& type, const char* p, const char* end) {
-    Entry entry;
-    std::uint32_t length = 0;
-    p = View::ReadLength(p, end, &length);
-    if (p == nullptr) return {};
-    entry.end = p + length;
-    while (p != nullptr && p != entry.end) {
-      std::uint64_t tag = 0;
-      p = ReadFieldTag(p, entry.end, false, &tag);
-      if (p == nullptr) return {};
-      if (tag == type.fields[0].tag && entry.key == nullptr) entry.key = p;
-      if (tag == type.fields[1].tag && entry.value == nullptr) entry.value = p;
-      p = SkipFieldValue(p, entry.end, tag);
-    }
-    return p == nullptr ? Entry() : entry;
-  }
-
   // All entries, which follow each other, sorted by their names, since maps have no order.
   const char* WriteMap(const JsonField& field, const char* p, const char* end, int depth) {
     const JsonType& type = types_.MessageTypeOf(field);
-    std::map<std::string, Entry> entries;
+    std::map<std::string, MapEntry> entries;
     for (const char* next = p; next != nullptr; next = NextElement(field, p, end)) {
-      const Entry entry = ReadEntry(type, next, end);
+      const MapEntry entry = ReadMapEntry(type, next, end);
       if (entry.end == nullptr) return nullptr;
       // Dynamic messages keep all entries that were read with one key; the last one counts.
       entries[KeyOf(type, entry)] = entry;
@@ -488,29 +327,6 @@ class MessageWriter {
     }
     output_.End('}');
     return p;
-  }
-
-  // The text of an entry's key.
-  static std::string KeyOf(const JsonType& type, const Entry& entry) {
-    const JsonField& key = type.fields[0];
-    if (key.cpp_type == FieldDescriptor::CPPTYPE_STRING) {
-      std::uint32_t length = 0;
-      if (entry.key == nullptr) return "";
-      const char* const text = View::ReadLength(entry.key, entry.end, &length);
-      return text == nullptr ? "" : std::string(text, length);
-    }
-    std::uint64_t bits = 0;
-    if (entry.key != nullptr) ReadBits(key, entry.key, entry.end, &bits);
-    switch (key.cpp_type) {
-      case FieldDescriptor::CPPTYPE_INT32:
-        return std::to_string(static_cast<std::int32_t>(bits));
-      case FieldDescriptor::CPPTYPE_INT64:
-        return std::to_string(static_cast<std::int64_t>(bits));
-      case FieldDescriptor::CPPTYPE_BOOL:
-        return bits != 0 ? "true" : "false";
-      default:
-        return std::to_string(bits);
-    }
   }
 
   // A value behind its tag, or in a packed field.
@@ -536,32 +352,6 @@ class MessageWriter {
         if (p != nullptr) WriteNumber(field, bits);
         return p;
       }
-    }
-  }
-
-  // A number of any kind, of which as many low bits count as the field's type has.
-  static const char* ReadBits(const JsonField& field, const char* p, const char* end,
-                              std::uint64_t* bits) {
-    switch (field.type) {
-      case FieldDescriptor::TYPE_FIXED32:
-      case FieldDescriptor::TYPE_SFIXED32:
-      case FieldDescriptor::TYPE_FLOAT: {
-        std::uint32_t low = 0;
-        p = View::ReadFixed(p, end, &low);
-        *bits = low;
-        return p;
-      }
-      case FieldDescriptor::TYPE_FIXED64:
-      case FieldDescriptor::TYPE_SFIXED64:
-      case FieldDescriptor::TYPE_DOUBLE:
-        return View::ReadFixed(p, end, bits);
-      case FieldDescriptor::TYPE_SINT32:
-      case FieldDescriptor::TYPE_SINT64:
-        p = View::ReadVarint(p, end, bits);
-        *bits = static_cast<std::uint64_t>(View::DecodeZigZag64(*bits));
-        return p;
-      default:
-        return View::ReadVarint(p, end, bits);
     }
   }
 
@@ -658,8 +448,6 @@ class MessageWriter {
 
   const JsonWriteOptions& options_;
   JsonOutput& output_;
-  MessageFactory* factory_ = nullptr;  // Of the message that is written.
-  JsonTypes types_;
   JsonPath path_;
   JsonError error_;
 };

@@ -27,13 +27,10 @@ inline const char* SkipPlain(const char* text, const char* end, bool* ascii) {
                                  ((backslash - kEach) & ~backslash)) &
                                 kHigh;
     if (other != 0) {
-#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+      static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "The first byte is the lowest.");
       const std::uint64_t before = (other & (~other + 1)) - 1;
       if ((word & before & kHigh) != 0) *ascii = false;
       return text + __builtin_ctzll(other) / 8;
-#else
-      break;
-#endif
     }
     if ((word & kHigh) != 0) *ascii = false;
     text += 8;
