@@ -121,6 +121,11 @@ INSTANTIATE_TEST_SUITE_P(
          "status=$?; rm big; exit $status",
          "out of memory; --max-bytes limits"},
         {"DescriptorLimit", "ulimit -n 4; convert -o out", "cannot write out: Too many open files"},
+        {"OutputBehindTheInput", "convert --to delimited >> in",
+         "in is standard output as well; write to another file\n"},
+        {"FileThatCannotBeReplaced",
+         "limited 9m; touch fs/from fs/to; mount --bind fs/from fs/to; convert --to text -o fs/to",
+         "cannot write fs/to: Device or resource busy; it cannot be replaced there"},
         {"FileThatShrinks",
          "mkfifo pipe; (convert --to jsonl -o pipe) & exec 3< pipe; head -c 1 <&3 > /dev/null; "
          "truncate -s 1 in; cat <&3 > /dev/null; wait $!",

@@ -170,6 +170,13 @@ TEST(FilterCommand, ShowsWhereAConditionIsNotUnderstood) {
   std::string deep;
   for (int i = 0; i < 101; ++i) deep += "not ";
   EXPECT_TRUE(RefusedWith(Filter({"Event", "--where", deep + "has this_id"}, ""), "100 deep"));
+  const std::string text(100'000, 'x');
+  EXPECT_TRUE(RefusedWith(Filter({"Event", "--where", "has x or '" + text}, ""),
+                          "column 10: this text has no end\n  has x or 'xxx"));
+  const std::string error =
+      Filter({"Event", "--where", "originating_server_name = '" + text + "' and x"}, "").errors;
+  EXPECT_NE(error.find("\n  ...xxx"), error.npos) << error;
+  EXPECT_NE(error.find("xxx' and x\n"), error.npos) << error;
 }
 
 // Three records: two, three and nothing in `type`; the first one with an unknown field.

@@ -30,15 +30,15 @@ TEST(Output, LeavesNothingPartial) {
       RefusedWith(Cmnsys({"decode", "Gid", "-", "-o", folder.PathOf("no/out")}), "cannot write"));
 }
 
-TEST(Output, ReplacesAFileAndKeepsItsPermissions) {
+TEST(Output, ReplacesAFileAndKeepsItsPermissionsButSetUserId) {
   const TemporaryFolder folder;
   const std::string output = folder.Write("out", "old");
-  ASSERT_EQ(::chmod(output.c_str(), 0640), 0);
+  ASSERT_EQ(::chmod(output.c_str(), 04640), 0);
   ASSERT_EQ(Cmnsys({"encode", "Gid", "-", "-o", output}, "id: 'x'").status, 0);
   EXPECT_EQ(ReadFile(output), "\x0a\x01x");
   struct stat status = {};
   ASSERT_EQ(::stat(output.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0640U);
+  EXPECT_EQ(status.st_mode & 07777, 0640U);
 }
 
 TEST(Output, FollowsLinks) {

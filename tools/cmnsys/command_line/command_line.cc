@@ -66,7 +66,8 @@ std::string Misunderstood(const CLI::App& app, const CLI::ParseError& error) {
   if (flag_ends != std::string::npos) text = "--" + text.substr(0, flag_ends) + " takes no value";
   if (!unknown.empty()) {
     const std::string& word = unknown.front();
-    const std::string kind = word.front() == '-' ? "option" : commands.empty() ? "command" : "";
+    const bool option = word.size() > 1 && word.front() == '-';
+    const std::string kind = option ? "option" : commands.empty() ? "command" : "";
     text = kind.empty() ? word + " is an argument too many" : "there is no " + kind + " " + word;
   } else if (commands.empty() && error.get_name() == "RequiredError") {
     text = "a command is required";

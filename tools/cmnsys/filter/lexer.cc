@@ -12,6 +12,8 @@ bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 bool IsControl(char c) { return (c >= '\0' && c < ' ') || c == '\x7f'; }
+// Whether a character of UTF-8 has begun before.
+bool IsInside(char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; }
 
 int HexDigit(char c) {
   if (IsDigit(c)) return c - '0';
@@ -143,9 +145,7 @@ class Lexer {
 
 // Characters of UTF-8 in the text.
 std::size_t Characters(std::string_view text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-    return (static_cast<unsigned char>(c) & 0xc0) != 0x80;
-  }));
+  return text.size() - static_cast<std::size_t>(std::count_if(text.begin(), text.end(), IsInside));
 }
 
 }  // namespace
@@ -153,12 +153,19 @@ std::size_t Characters(std::string_view text) {
 std::vector<Token> Tokens(std::string_view condition) { return Lexer(condition).All(); }
 
 void FailAt(std::string_view condition, std::size_t offset, const std::string& what) {
-  const std::size_t before = Characters(condition.substr(0, offset));
-  std::string line(condition);
+  constexpr std::size_t kMostShown = 100;  // Bytes before and behind the place.
+  std::size_t begin = offset - std::min(offset, kMostShown);
+  std::size_t end = std::min(offset + kMostShown, condition.size());
+  while (begin > 0 && IsInside(condition[begin])) --begin;
+  while (end < condition.size() && IsInside(condition[end])) ++end;
+  const std::string cut = begin > 0 ? "..." : "";
+  const std::size_t mark = cut.size() + Characters(condition.substr(begin, offset - begin));
+  std::string line = cut + std::string(condition.substr(begin, end - begin));
+  if (end < condition.size()) line += "...";
   // On one line, where every character takes one column.
   std::replace_if(line.begin(), line.end(), IsControl, ' ');
-  throw Failure("--where, column " + std::to_string(before + 1) + ": " + what + "\n  " + line +
-                "\n  " + std::string(before, ' ') + "^");
+  throw Failure("--where, column " + std::to_string(Characters(condition.substr(0, offset)) + 1) +
+                ": " + what + "\n  " + line + "\n  " + std::string(mark, ' ') + "^");
 }
 
 }  // namespace CmnSys::Tool

@@ -24,6 +24,9 @@ using google::protobuf::Message;
 
 namespace {
 
+// Of each message: one may hold millions of unknown fields.
+constexpr std::size_t kMostLossesTold = 100;
+
 // Returns false when the text ends. The input is that of the reader.
 bool ReadNext(const std::string& name, const BlockInput* input, Util::JsonReader* reader,
               Message* message) {
@@ -172,8 +175,10 @@ class JsonSink : public Sink {
     if (Print(message, text)) return;
     const std::string record = numbered_ ? "record " + std::to_string(index) : "the message";
     Util::JsonWriteOptions options = options_;
+    std::size_t losses = 0;
     if (lossy_) {
-      options.on_loss = [&record](const Util::JsonLoss& loss) {
+      options.on_loss = [&record, &losses](const Util::JsonLoss& loss) {
+        if (++losses > kMostLossesTold) return;
         PrintError("warning: " + record + (loss.path.empty() ? "" : ", in " + loss.path) + ": " +
                    loss.reason);
       };
@@ -183,6 +188,10 @@ class JsonSink : public Sink {
                     (lossy_ ? ""
                             : "; --lossy leaves out what JSON cannot hold, the formats binary and "
                               "delimited keep it"));
+    }
+    if (losses > kMostLossesTold) {
+      PrintError("warning: " + record + ": " + std::to_string(losses - kMostLossesTold) +
+                 " more values are left out");
     }
     text->Append("\n");
   }

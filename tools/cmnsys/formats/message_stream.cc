@@ -14,7 +14,13 @@ namespace {
 std::vector<std::string> ReadHexDumps(const InputOptions& options) {
   // A dump takes up to five characters for each byte, and its offsets.
   constexpr std::uint64_t kMostCharacters = 6;
-  std::string text = ReadInput(options, options.max_bytes * kMostCharacters + 1024);
+  const std::uint64_t most = options.max_bytes * kMostCharacters + 1024;
+  std::string text = ReadBeginning(options, most + 1);
+  if (text.size() > most) {
+    throw Failure(options.Name() + " is longer than a dump of " +
+                  std::to_string(options.max_bytes) +
+                  " bytes; raise the limit with --max-bytes if that is right");
+  }
   DropByteOrderMark(&text);
   return ParseHexDumps(text, options.Name(), options.max_bytes);
 }

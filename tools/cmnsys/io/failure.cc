@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
+#include <string>
 
 #include "io/colour.h"
 #include "io/progress.h"
@@ -37,11 +39,33 @@ std::string Harmless(std::string_view text) {
   return result;
 }
 
+// Without the middle of long lines: a text may quote a word of megabytes.
+std::string Shortened(std::string_view text) {
+  constexpr std::size_t kMostBefore = 2000;
+  constexpr std::size_t kMostBehind = 1000;
+  std::string result;
+  while (!text.empty()) {
+    const std::size_t size = std::min(text.find('\n'), text.size() - 1) + 1;
+    const std::string_view line = text.substr(0, size);
+    text.remove_prefix(size);
+    if (line.size() <= kMostBefore + kMostBehind) {
+      result += line;
+      continue;
+    }
+    const std::size_t left_out = line.size() - kMostBefore - kMostBehind;
+    result += line.substr(0, kMostBefore);
+    result += " [... " + std::to_string(left_out) + " bytes ...] ";
+    result += line.substr(kMostBefore + left_out);
+  }
+  return result;
+}
+
 }  // namespace
 
 void PrintError(std::string_view text) {
   Progress::Hide();
-  std::cerr << Painted(Colour::kRed, "cmnsys:", STDERR_FILENO) << ' ' << Harmless(text) << '\n';
+  std::cerr << Painted(Colour::kRed, "cmnsys:", STDERR_FILENO) << ' ' << Harmless(Shortened(text))
+            << '\n';
 }
 
 }  // namespace CmnSys::Tool

@@ -1,12 +1,9 @@
 #include "io/input.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <memory>
 
 #include "io/failure.h"
+#include "io/interruptible_input.h"
 
 namespace CmnSys::Tool {
 
@@ -16,35 +13,22 @@ namespace {
 
 // Reads until the end or until there are more than `most` bytes.
 std::string ReadMoreThan(const InputOptions& options, std::uint64_t most) {
-  struct Closer {
-    void operator()(std::FILE* file) const {
-      if (file != stdin) std::fclose(file);
-    }
-  };
-  const std::unique_ptr<std::FILE, Closer> file(
-      options.path == "-" ? stdin : std::fopen(options.path.c_str(), "rb"));
-  const auto fail = [&options]() -> Failure {
-    return Failure("cannot read " + options.Name() + ": " + std::strerror(errno));
-  };
-  if (file == nullptr) throw fail();
-
+  InterruptibleInput input(options);
   std::string bytes;
   char buffer[1 << 16];
-  while (const std::size_t count = std::fread(buffer, 1, sizeof buffer, file.get())) {
+  while (const std::size_t count = input.Read(buffer, sizeof buffer)) {
     bytes.append(buffer, count);
-    if (bytes.size() > most) return bytes;
+    if (bytes.size() > most) break;
   }
-  if (std::ferror(file.get()) != 0) throw fail();
   return bytes;
 }
 
 }  // namespace
 
-std::string ReadInput(const InputOptions& options, std::uint64_t most) {
-  if (most == 0) most = options.max_bytes;
-  std::string bytes = ReadMoreThan(options, most);
-  if (bytes.size() > most) {
-    throw Failure(options.Name() + " is longer than " + std::to_string(most) +
+std::string ReadInput(const InputOptions& options) {
+  std::string bytes = ReadMoreThan(options, options.max_bytes);
+  if (bytes.size() > options.max_bytes) {
+    throw Failure(options.Name() + " is longer than " + std::to_string(options.max_bytes) +
                   " bytes; raise the limit with --max-bytes if that is right");
   }
   return bytes;

@@ -18,8 +18,8 @@ struct InputOptions {
 };
 
 // Returns all bytes of the input. Throws Failure when it cannot be read or is longer than the
-// limit, which `most` replaces when it is given.
-std::string ReadInput(const InputOptions& options, std::uint64_t most = 0);
+// limit.
+std::string ReadInput(const InputOptions& options);
 
 // Returns the beginning of the input, at most `most` bytes. Throws Failure when it cannot be read.
 std::string ReadBeginning(const InputOptions& options, std::uint64_t most);

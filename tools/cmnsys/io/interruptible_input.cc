@@ -13,12 +13,27 @@
 #include "io/failure.h"
 
 namespace CmnSys::Tool {
+namespace {
+
+// What is written behind the end of a file that is being read would be read as well, without end.
+void ExpectNotOutput(int descriptor, const std::string& name) {
+  struct stat input = {};
+  struct stat output = {};
+  if (::fstat(descriptor, &input) != 0 || ::fstat(STDOUT_FILENO, &output) != 0) return;
+  const bool same = input.st_dev == output.st_dev && input.st_ino == output.st_ino;
+  if (same && S_ISREG(input.st_mode) && ::lseek(descriptor, 0, SEEK_CUR) < input.st_size) {
+    throw Failure(name + " is standard output as well; write to another file");
+  }
+}
+
+}  // namespace
 
 InterruptibleInput::InterruptibleInput(const InputOptions& options)
     : name_(options.Name()), ended_(false) {
   descriptor_ =
       options.path == "-" ? STDIN_FILENO : ::open(options.path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor_ < 0) throw Failure("cannot read " + name_ + ": " + std::strerror(errno));
+  ExpectNotOutput(descriptor_, name_);
 }
 
 InterruptibleInput::~InterruptibleInput() {
@@ -27,11 +42,14 @@ InterruptibleInput::~InterruptibleInput() {
 }
 
 std::size_t InterruptibleInput::Read(char* bytes, std::size_t most) {
-  while (!ended_ && WaitForInput()) {
+  bool wait = interrupt_ >= 0;
+  while (!ended_ && (!wait || WaitForInput())) {
     const ssize_t count = ::read(descriptor_, bytes, most);
     if (count > 0) return static_cast<std::size_t>(count);
     if (count == 0) {
       ended_ = true;
+    } else if (errno == EAGAIN) {
+      wait = true;  // Another process that has the descriptor set it not to wait.
     } else if (errno != EINTR) {
       throw Failure("cannot read " + name_ + ": " + std::strerror(errno));
     }
@@ -56,7 +74,6 @@ void InterruptibleInput::Interrupt() const {
 
 // Returns false when interrupted.
 bool InterruptibleInput::WaitForInput() const {
-  if (interrupt_ < 0) return true;
   pollfd waited[] = {{interrupt_, POLLIN, 0}, {descriptor_, POLLIN, 0}};
   while (::poll(waited, 2, -1) < 0) {
     if (errno != EINTR) return true;

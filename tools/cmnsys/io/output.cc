@@ -1,6 +1,7 @@
 #include "io/output.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,8 +28,13 @@ bool WriteAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
     if (count < 0) {
-      if (errno == EINTR) continue;
-      return false;
+      if (errno == EAGAIN) {  // Another process that has the descriptor set it not to wait.
+        pollfd waited = {descriptor, POLLOUT, 0};
+        ::poll(&waited, 1, -1);
+      } else if (errno != EINTR) {
+        return false;
+      }
+      continue;
     }
     bytes.remove_prefix(static_cast<std::size_t>(count));
   }
@@ -69,15 +75,20 @@ std::string WithoutLinks(std::string path) {
   return path;
 }
 
-// A file gets the owner and the permissions of the one that it replaces, and else those that the
-// umask gives a new file.
+// A file gets the owner, the group and the permissions of the one that it replaces, as far as the
+// user may give them, and else the permissions that the umask gives a new file. The bits that let
+// programs run as their owner or group are left out: the owner may be another.
 int TakeAttributes(int descriptor, const std::string& path) {
   struct stat status = {};
   mode_t mode = 0;
   if (::stat(path.c_str(), &status) == 0) {
-    mode = status.st_mode & 07777;
-    // Only root may give files away.
-    if (::geteuid() == 0 && ::fchown(descriptor, status.st_uid, status.st_gid) != 0) return errno;
+    mode = status.st_mode & 0777;
+    constexpr auto kSameOwner = static_cast<uid_t>(-1);
+    if (::fchown(descriptor, status.st_uid, status.st_gid) != 0 &&
+        ::fchown(descriptor, kSameOwner, status.st_gid) != 0) {
+      // Another group may do what everybody may.
+      mode = (mode & ~S_IRWXG) | (mode & S_IRWXO) << 3;
+    }
   } else {
     const mode_t mask = ::umask(0);
     ::umask(mask);
@@ -111,6 +122,7 @@ Output::Output(const OutputOptions& options, OutputKind kind)
   } else {
     if (status.st_nlink != 0 && ::access(path.c_str(), W_OK) != 0) Fail(errno);
     path_ = path;
+    replaces_ = status.st_nlink != 0;
     OpenBeside();
   }
   terminal_ = ::isatty(descriptor_) == 1;
@@ -157,7 +169,11 @@ void Output::TakeName() {
 }
 
 void Output::Fail(int error) const {
-  throw Failure("cannot write " + name_ + ": " + std::strerror(error));
+  const bool place = error == EACCES || error == EPERM || error == EBUSY;
+  throw Failure("cannot write " + name_ + ": " + std::strerror(error) +
+                (replaces_ && place ? "; it cannot be replaced there, but \"> FILE\" instead of "
+                                      "--output writes into it"
+                                    : ""));
 }
 
 void Output::Write(std::string_view bytes) {

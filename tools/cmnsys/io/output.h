@@ -58,8 +58,9 @@ class Output {
   [[noreturn]] void Fail(int error) const;
 
   std::string name_;
-  std::string path_;    // Where the file goes, behind all links; empty when written in place.
-  bool named_ = false;  // The incomplete file has the temporary name.
+  std::string path_;       // Where the file goes, behind all links; empty when written in place.
+  bool replaces_ = false;  // There is a file, which may be written.
+  bool named_ = false;     // The incomplete file has the temporary name.
   int descriptor_ = -1;
   bool own_descriptor_ = true;
   bool terminal_ = false;
