@@ -3,6 +3,8 @@
 # debian/ in the build folder, and the packages stay beside the copy.
 
 set(CMNSYS_DEBIAN_OPTIONS)
+math(EXPR next_minor "${PROJECT_VERSION_MINOR} + 1")
+set(CMNSYS_DEBIAN_NEXT_SERIES "${PROJECT_VERSION_MAJOR}.${next_minor}~")
 set(CMNSYS_DEBIAN_SIBLINGS_DEV "cmnsysprotobuf-siblings-dev (= ${PROJECT_VERSION})")
 if(NOT CMNSYS_BUILD_SITE)
   string(APPEND CMNSYS_DEBIAN_OPTIONS " --no-package=cmnsysprotobuf-doc")

@@ -62,6 +62,7 @@ TEST_F(DebianPackages, FilesArePartedDependenciesNamedAndLintianIsContent) {
       {"cmnsysprotobuf", "libprotobuf32", "/usr/bin/cmnsys"},
       {"cmnsysprotobuf", "libgrpc++", "/usr/share/man/man1/cmnsys.1.gz"},
       {"cmnsysprotobuf", "cmnsysprotobuf-siblings (>= " CMNSYS_VERSION ")", "libCmnSysUtil.so."},
+      {"cmnsysprotobuf", "cmnsysprotobuf-siblings (<< ", "libCmnSysRpc.so."},
       {"cmnsysprotobuf-siblings", "libprotobuf32", "libPrismProtoBuf.so."},
       {"cmnsysprotobuf-dev", "cmnsysprotobuf (= " CMNSYS_VERSION ")", "CmnSys.Gid.pb.h"},
       {"cmnsysprotobuf-dev", "cmnsysprotobuf-siblings-dev (= " CMNSYS_VERSION ")",
