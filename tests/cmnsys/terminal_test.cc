@@ -77,7 +77,10 @@ TEST(ProgressBar, ShowsOnLongWorkAtATerminalAndGoesAway) {
 }
 
 TEST(CommandLine, HintsAtWhatWasMeant) {
-  EXPECT_TRUE(RefusedWith(Cmnsys({"decode", "Gid"}, "0a 02 01 02\n"), "--from names them"));
+  EXPECT_TRUE(RefusedWith(Cmnsys({"decode", "Gid"}, "0a 02 01 02\n"), "--from hex"));
+  EXPECT_TRUE(RefusedWith(Cmnsys({"encode", "Gid"}, "{\"type\": 2}"), "--from json"));
+  EXPECT_TRUE(RefusedWith(Cmnsys({"decode", "Gid"}, "\4\12\2ab\2\x38\2"), "of 2 records"));
+  EXPECT_TRUE(RefusedWith(Cmnsys({"decode", "Gid"}, std::string("\0\0\0\0\2\x38\2", 7)), "gRPC"));
   EXPECT_TRUE(RefusedWith(Cmnsys({"describe", "5013"}), "\"cmnsys describe EventType\""));
 }
 

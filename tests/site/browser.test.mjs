@@ -32,6 +32,10 @@ test("search finds names before texts, numbers, and words of comments", async ()
     ["ruleaction", "RuleAction"],
     ["Pb.CmnSys.Events.Event", "Event"],
     ["Pb::CmnSys::Events::Event", "Event"],
+    ["/Pb.Rpc.SvcQuery.Query/Initiate", "Query.Initiate"],
+    ["[Pb.CmnSys.Events.event_user_login]", "event_user_login"],
+    ["originatingServerGid", "Event.originating_server_gid"],
+    ["CmnSys.Iotas.proto", "Iotas"],
     ["5013", "EventType.EVENT_DEVICE_MOTION_START"],
     ["motion start", "EventDeviceMotionStart"],
     ["qqqq", undefined],
@@ -63,7 +67,12 @@ const rows = (page) => page.locator("#tree .row");
 test("the decoder shows an event's payload from every form, and guesses the type", async () => {
   const page = await site.open("decoder.html");
   const bytes = convert("binary");
-  for (const input of [bytes.toString("hex"), bytes.toString("base64"), JSON.stringify(event)]) {
+  for (const input of [
+    bytes.toString("hex"),
+    convert("hex").toString(),
+    bytes.toString("base64"),
+    JSON.stringify(event),
+  ]) {
     await page.fill("#input", "");
     await page.locator("#result").waitFor({ state: "hidden" });
     await page.fill("#input", input);
@@ -89,6 +98,8 @@ test("the decoder says what is wrong with bad input, and where", async () => {
     [hex.slice(0, -4), "Pb.CmnSys.Events.Event", /at byte \d+, in event_device_motion_start.*bytes are announced/],
     ["78 95 2g", "", /“g” is no hexadecimal digit \(line 1, column 8\)/],
     ["0a 0", "Pb.CmnSys.Gid", /one digit only/],
+    ["00000000: 0a02\n00000010: 3802", "", /^2 bytes stand before the offset 00000010 \(line 2, column 1\)/],
+    ["0000000 020a", "", /order of the bytes in “020a”/],
     ["0f", "Pb.CmnSys.Gid", /at byte 0, wire type 7 does not exist/],
     ["{\n \"id\": }", "Pb.CmnSys.Gid", /not JSON: value expected \(line 2, column 8\)/],
     ['{"nosuch": 1}', "Pb.CmnSys.Gid", /nosuch/],

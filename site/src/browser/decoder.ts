@@ -10,6 +10,7 @@ import {
   type FileRegistry,
 } from "@bufbuild/protobuf";
 import { fromText, toText } from "@bufbuild/protobuf/txtpb";
+import { BinaryReader } from "@bufbuild/protobuf/wire";
 import { FileDescriptorSetSchema } from "@bufbuild/protobuf/wkt";
 import { fullName, href, type Element } from "../schema/names.ts";
 import { guessBinary, guessJson } from "./guess.ts";
@@ -67,6 +68,23 @@ async function schema(): Promise<FileRegistry> {
   return registry;
 }
 
+/** What bytes may be that are no message. */
+function hintAt(bytes: Uint8Array, type: DescMessage, registry: FileRegistry): string {
+  const view = new DataView(bytes.buffer, bytes.byteOffset, bytes.byteLength);
+  if (bytes.length >= 5 && bytes[0] === 0 && view.getUint32(1) === bytes.length - 5) {
+    return " The first five bytes are the ones that gRPC puts in front of each message: leave them out.";
+  }
+  const reader = new BinaryReader(bytes);
+  try {
+    const first = reader.bytes();
+    if (first.length === 0 || readWire(first, type, registry, shownFields).fault) return "";
+    const start = reader.pos - first.length;
+    return ` A message of ${first.length} bytes begins at byte ${start}: this may be a stream with a length before each message.`;
+  } catch {
+    return "";
+  }
+}
+
 /** The type by its full name, or by its last part when only one type has it. */
 function typeNamed(name: string, registry: FileRegistry): DescMessage {
   const exact = registry.getMessage(name.replace(/^\./, ""));
@@ -99,6 +117,7 @@ function decode(registry: FileRegistry): Decoded {
   let guessed: DescMessage[] = [];
   if (read.form === "json") {
     const json = parseJson(read.json);
+    if (Array.isArray(json)) throw new Error("This is an array: paste one of its messages.");
     if (!type) {
       guessed = guessJson(json, registry, guesses);
       type = guessed[0];
@@ -149,7 +168,7 @@ function show() {
     const { offset, path, reason } = wire.fault;
     message.textContent =
       `These bytes are no ${guessed.length || typeInput.value.trim() ? type.typeName : "message"}: at byte ${offset}` +
-      `${path ? `, in ${path}` : ""}, ${reason}.`;
+      `${path ? `, in ${path}` : ""}, ${reason}.${hintAt(bytes, type, registry!)}`;
   }
   if (guessed.length > 1) {
     alternatives.append(

@@ -15,13 +15,14 @@ const telling = 4096;
 export function formOf(input: string): Input["form"] {
   const all = input.trim();
   const text = all.slice(0, telling);
-  if (text.startsWith("{")) return "json";
+  if (/^(\[\s*)?\{/.test(text)) return "json";
+  if (isDump(text)) return "hex";
   // The last byte of the part may be cut off.
   const end = all.length > telling ? "[\\s,:;]*(0x?)?[0-9a-f]?" : "";
   if (new RegExp(`^(0x)?[0-9a-f]{2}([\\s,:;]*(0x)?[0-9a-f]{2})*${end}$`, "i").test(text)) return "hex";
   const bytesApart = /^\S{1,2}(\s+\S{1,2})+$/.test(text);
   if (!bytesApart && /^[A-Za-z0-9+/_\s-]+=*$/.test(text) && !/^[0-9a-f\s]+$/i.test(text)) return "base64";
-  if (/^[\w[].*[:{<]/s.test(text)) return "text";
+  if (/^[\w[#].*[:{<]/s.test(text)) return "text";
   return "hex";
 }
 
@@ -44,7 +45,48 @@ function place(input: string, at: number): string {
   return `line ${before.length}, column ${before.at(-1)!.length + 1}`;
 }
 
+/** A dump by xxd, hexdump -C, od -t x1 or Wireshark begins with the offset 0. */
+const isDump = (input: string) => /^\s*(0{6,8}:?|0{4}:|0{4}\s)\s+\S/.test(input);
+
+/** The bytes of a dump whose lines begin with offsets, which show whether a line is missing. */
+function fromDump(input: string): Uint8Array {
+  const bytes: number[] = [];
+  let bases = [16, 8, 10];
+  let start = 0;
+  for (const line of input.split("\n")) {
+    const [prefix = "", offset] = /^\s*([0-9a-f]+):?(?=\s|$)/i.exec(line) ?? [];
+    if (offset) {
+      bases = bases.filter((base) => Number.parseInt(offset, base) === bytes.length);
+      if (bases.length === 0) {
+        throw new Error(`${bytes.length} bytes stand before the offset ${offset} (${place(input, start)}).`);
+      }
+      let count = 0;
+      for (const [, gap, digits] of line.slice(prefix.length).matchAll(/(\s+)(\S+)/g)) {
+        // Behind a gap stand characters; hexdump -C has one in the middle of its bytes, too.
+        const ends = count > 0 && gap.length > (count === 8 ? 2 : 1);
+        if (ends || !/^([0-9a-f]{2})+$/i.test(digits)) break;
+        if (digits.length > 2 && !prefix.endsWith(":")) {
+          throw new Error(
+            `Nothing tells the order of the bytes in “${digits}” (${place(input, start)}): dump with xxd or hexdump -C.`,
+          );
+        }
+        for (const byte of digits.match(/../g)!) bytes.push(Number.parseInt(byte, 16));
+        count += digits.length / 2;
+      }
+    } else if (line.trim()) {
+      throw new Error(
+        line.trim() === "*"
+          ? `“*” stands for lines that the dump leaves out (${place(input, start)}): dump with xxd or hexdump -v.`
+          : `This line of the dump has no offset (${place(input, start)}).`,
+      );
+    }
+    start += line.length + 1;
+  }
+  return Uint8Array.from(bytes);
+}
+
 function fromHex(input: string): Uint8Array {
+  if (isDump(input)) return fromDump(input);
   const digits: number[] = [];
   let last = 0;
   for (let i = 0; i < input.length; i++) {

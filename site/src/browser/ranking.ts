@@ -29,6 +29,8 @@ export interface Candidate {
   text: string;
   /** The name as words: eventtype has "event" and "type". */
   words: string[];
+  /** The name as JSON has it, but in lower case. */
+  json: string;
 }
 
 export function prepare(pages: SearchPage[]): Candidate[] {
@@ -46,6 +48,7 @@ export function prepare(pages: SearchPage[]): Candidate[] {
           .replace(/([a-z0-9])([A-Z])/g, "$1 $2")
           .toLowerCase()
           .split(/[^a-z0-9]+/),
+        json: last.replaceAll("_", "").toLowerCase(),
       };
     }),
   );
@@ -72,10 +75,11 @@ const beginsWord = (text: string, word: string) => {
   return !/[a-z0-9]/.test(text[at - 1]) || text.includes(` ${word}`);
 };
 
-function score({ entry, name, path, text, words }: Candidate, term: string): number {
+function score({ entry, name, path, text, words, json }: Candidate, term: string): number {
   const [kind, , number] = entry;
   if (/^\d+$/.test(term) && number === Number(term)) return 90 + (numberWeight[kind] ?? 0);
   if (name === term || path === term) return 100;
+  if (json === term) return 90;
   if (name.startsWith(term)) return 80;
   if (words.some((word) => word === term)) return 70;
   if (words.some((word) => word.startsWith(term))) return 60;
@@ -85,14 +89,24 @@ function score({ entry, name, path, text, words }: Candidate, term: string): num
   return text.includes(term) ? 10 : 0;
 }
 
-/** The best entries in which every term of the query is found. */
-export function search(candidates: Candidate[], query: string, limit: number): Candidate[] {
-  const terms = query
+/**
+ * The words of a query. Names may be as C++, text format, JSON, calls and includes have them: with
+ * their package, an extension in brackets, a method as /SERVICE/METHOD, a file with its folder.
+ */
+const termsOf = (query: string) =>
+  query
     .toLowerCase()
     .replace(/::/g, ".")
+    .replace(/["'[\]{}]/g, "")
+    .replace(/(?:[\w./]*\/)?(?:cmnsys\.)?([\w.]+)\.proto\b/g, "$1")
     .replace(/\bpb\.[\w.]*\.(?=\w)/g, "")
+    .replace(/\/?\b(\w+)\/(\w+)/g, "$1.$2")
     .split(/\s+/)
     .filter(Boolean);
+
+/** The best entries in which every term of the query is found. */
+export function search(candidates: Candidate[], query: string, limit: number): Candidate[] {
+  const terms = termsOf(query);
   if (terms.length === 0) return [];
   const found: { candidate: Candidate; points: number }[] = [];
   for (const candidate of candidates) {

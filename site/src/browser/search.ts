@@ -93,7 +93,7 @@ function show() {
   status.classList.toggle("sr-only", !nothing);
   if (nothing) status.textContent = `Nothing has “${input.value.trim()}” in its name, number or comment.`;
   else if (found.length === limit) status.textContent = `The best ${limit} results`;
-  else status.textContent = found.length > 0 ? `${found.length} results` : "";
+  else status.textContent = found.length > 0 ? `${found.length} result${found.length > 1 ? "s" : ""}` : "";
 }
 
 function activate(index: number) {

@@ -145,4 +145,15 @@ std::vector<std::string_view> SplitDelimited(std::string_view bytes, bool is_who
   return records;
 }
 
+std::size_t DelimitedRecords(std::string_view bytes, bool is_whole) {
+  constexpr std::size_t kEnough = 10;
+  const std::vector<std::string_view> records = SplitDelimited(bytes, is_whole);
+  if (records.empty()) return 0;
+  const std::size_t count = std::min(kEnough, records.size() - (is_whole ? 0 : 1));
+  const auto first = records.begin();
+  return std::all_of(first, first + static_cast<std::ptrdiff_t>(count), IsWellFormed)
+             ? records.size()
+             : 0;
+}
+
 }  // namespace CmnSys::Tool

@@ -23,6 +23,10 @@ bool IsWellFormed(std::string_view bytes);
 // Empty when the bytes are no such stream.
 std::vector<std::string_view> SplitDelimited(std::string_view bytes, bool is_whole);
 
+// How many records these bytes have when they are such a stream and the first records, of which the
+// last may be cut off, are well-formed; 0 otherwise.
+std::size_t DelimitedRecords(std::string_view bytes, bool is_whole);
+
 }  // namespace CmnSys::Tool
 
 #endif  // CMNSYS_TOOLS_ANALYSIS_SAMPLE_H_

@@ -35,7 +35,9 @@ std::vector<std::string> ServiceNames() {
   return names;
 }
 
-const MethodDescriptor* FindMethod(const std::string& text) {
+const MethodDescriptor* FindMethod(std::string text) {
+  // Captures and logs show the path of a call, which begins with a slash.
+  if (text.rfind('/', 0) == 0) text.erase(0, 1);
   const std::size_t slash = text.find('/');
   if (slash == std::string::npos) {
     throw Failure("\"" + text +

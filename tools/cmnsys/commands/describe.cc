@@ -243,7 +243,20 @@ void Describe(const FileDescriptor* file, Page* page) {
   }
 }
 
-void DescribeName(const std::string& query) {
+// The name in a form in which text format, JSON, calls and captures show it: an extension in
+// brackets, a method as SERVICE/METHOD with or without a slash in front.
+std::string PlainName(std::string name) {
+  if (name.size() > 2 && name.front() == '[' && name.back() == ']') {
+    return name.substr(1, name.size() - 2);
+  }
+  const std::size_t slash = name.rfind('/');
+  if (slash == std::string::npos || name.find(".proto", slash) != std::string::npos) return name;
+  name[slash] = '.';
+  return name.front() == '/' ? name.substr(1) : name;
+}
+
+void DescribeName(const std::string& typed) {
+  const std::string query = PlainName(typed);
   if (!query.empty() && query.find_first_not_of("0123456789") == std::string::npos) {
     throw Failure(
         "a number means something only in its enum or message: \"cmnsys describe "

@@ -12,6 +12,7 @@
 #include "analysis/sample.h"
 #include "commands/commands.h"
 #include "commands/options.h"
+#include "formats/hint.h"
 #include "formats/message_stream.h"
 #include "io/failure.h"
 #include "io/input.h"
@@ -58,18 +59,13 @@ std::string Reason(const Evidence& evidence, std::uint64_t total) {
 }
 
 // What is weighed of the input: as much as tells the type, in a time that does not depend on it.
-// Whether the first records, of which the last may be cut off, are well-formed.
-bool AreMessages(const std::vector<std::string_view>& records, bool is_whole) {
-  constexpr std::size_t kEnough = 10;
-  const std::size_t count = std::min(kEnough, records.size() - (is_whole ? 0 : 1));
-  return std::all_of(records.begin(), records.begin() + static_cast<std::ptrdiff_t>(count),
-                     IsWellFormed);
-}
-
 struct Sample {
   std::vector<std::string> records;
   bool is_all = true;
+  std::string note;  // When one message may as well be a stream.
+  std::string hint;  // What the bytes may be when no type fits.
 };
+
 Sample TakeSample(const InputOptions& options, Format from) {
   constexpr std::size_t kMostBytes = 64 << 10;
   constexpr std::size_t kMostRecords = 100;
@@ -77,16 +73,17 @@ Sample TakeSample(const InputOptions& options, Format from) {
   if (input.bytes.empty()) {
     throw Failure(options.Name() + " is empty, which every message type fits");
   }
-  const std::vector<std::string_view> split = SplitDelimited(input.bytes, input.is_whole);
   if (!input.delimited) {
-    if (split.size() > 1 && AreMessages(split, input.is_whole)) {
-      PrintError("the bytes are also " + std::string(input.is_whole ? "" : "at least ") +
-                 std::to_string(split.size()) +
-                 " records of a delimited stream; --from delimited guesses for those");
-    }
+    const std::size_t records = DelimitedRecords(input.bytes, input.is_whole);
     return {{BeginningOfMessage(input.bytes, kMostBytes, input.is_whole)},
-            input.is_whole && input.bytes.size() <= kMostBytes};
+            input.is_whole && input.bytes.size() <= kMostBytes,
+            records > 1 ? "the bytes are also " + std::string(input.is_whole ? "" : "at least ") +
+                              std::to_string(records) +
+                              " records of a delimited stream; --from delimited guesses for those"
+                        : "",
+            HintAtBytes(input.bytes, input.is_whole)};
   }
+  const std::vector<std::string_view> split = SplitDelimited(input.bytes, input.is_whole);
   if (split.empty()) throw Failure(options.Name() + " is no stream of delimited messages");
   Sample sample;
   std::size_t total = 0;
@@ -101,7 +98,7 @@ Sample TakeSample(const InputOptions& options, Format from) {
 }
 
 void Guess(const GuessOptions& options) {
-  const auto [records, is_all] = TakeSample(options.input, options.from);
+  const auto [records, is_all, note, hint] = TakeSample(options.input, options.from);
   std::uint64_t total = 0;
   for (const std::string& record : records) total += record.size();
   if (!is_all) {
@@ -112,8 +109,10 @@ void Guess(const GuessOptions& options) {
 
   const std::vector<Candidate> candidates = Candidates(records, options.input.max_depth);
   if (candidates.empty()) {
-    throw Failure(options.input.Name() + " fits no message type of the schema", ExitStatus::kNo);
+    throw Failure(options.input.Name() + " fits no message type of the schema" + hint,
+                  ExitStatus::kNo);
   }
+  if (!note.empty()) PrintError(note);
   const int best = candidates.front().evidence.Score();
   const auto equals = std::count_if(
       candidates.begin(), candidates.end(),

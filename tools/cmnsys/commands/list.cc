@@ -24,8 +24,10 @@ void List(const ListOptions& options) {
     if (name.find(options.part) != std::string::npos) text += name + "\n";
   }
   if (text.empty()) {
-    throw Failure("none of the " + std::to_string(names.size()) + " names has \"" + options.part +
-                      "\" in it; case counts",
+    const std::string what = options.kind == "all" ? "names" : options.kind;
+    throw Failure("none of the " + std::to_string(names.size()) + " " + what + " has \"" +
+                      options.part + "\" in its name; case counts" +
+                      (options.kind == "all" ? "" : ", and --kind all searches all names"),
                   ExitStatus::kNo);
   }
   WriteOutput({}, text, OutputKind::kText);
@@ -38,7 +40,8 @@ void AddListCommand(Command program) {
   Command command = program.AddCommand("list", "List the names in the schema");
   command.Add("PART", &options->part, "List only the names that contain this");
   command
-      .Add("-k,--kind", &options->kind, "What to list, files with their area, all for every name")
+      .Add("-k,--kind", &options->kind,
+           "What to list; files come with their area, all is every name")
       .OneOf(NameKinds())
       .ValueName("KIND")
       .ShowDefault();

@@ -64,7 +64,9 @@ WireInput ReadWireInput(const InputOptions& options, Format format, std::uint64_
     case Format::kText:
     case Format::kJson:
     case Format::kJsonLines:
-      throw Failure("text and JSON cannot be read without knowing the message type");
+      throw Failure(options.Name() +
+                    " is text format or JSON by its ending or --from, which cannot be read without "
+                    "knowing the message type; if it is a hex dump, say --from hex");
     default:
       break;
   }

@@ -3,11 +3,11 @@
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
 
-#include <algorithm>
 #include <string_view>
 #include <utility>
 
 #include "CmnSys/Util/Parse.h"
+#include "formats/hint.h"
 #include "io/failure.h"
 
 namespace CmnSys::Tool {
@@ -16,16 +16,6 @@ using google::protobuf::Message;
 using google::protobuf::TextFormat;
 
 namespace {
-
-// Help for those who gave a command the wrong format.
-std::string HintAtText(const std::string& bytes) {
-  const auto printable = [](char c) {
-    return (c >= ' ' && c <= '~') || c == '\n' || c == '\r' || c == '\t';
-  };
-  if (bytes.empty() || !std::all_of(bytes.begin(), bytes.end(), printable)) return "";
-  return "; it is all text: \"cmnsys convert\" reads hex dumps, JSON and text format when --from "
-         "names them";
-}
 
 // Keeps the first error; later ones mostly follow from it.
 class FirstError : public google::protobuf::io::ErrorCollector {
@@ -57,7 +47,7 @@ void ParseBinary(const std::string& input, const InputOptions& options, Message*
   const auto fault = Util::Parse(input, limits, message);
   if (!fault) return;
   throw Failure(options.Name() + " does not hold a " + message->GetTypeName() + ": " +
-                Util::ToString(*fault) + HintAtText(input));
+                Util::ToString(*fault) + HintAtBytes(input));
 }
 
 void ParseText(const std::string& input, const InputOptions& options, Message* message,
@@ -67,9 +57,10 @@ void ParseText(const std::string& input, const InputOptions& options, Message* m
   parser.RecordErrorsTo(&error);
   parser.SetRecursionLimit(options.max_depth);
   if (parser.ParseFromString(input, message)) return;
-  throw Failure(error.text().empty()
-                    ? options.Name() + " is not a " + message->GetTypeName() + " as text"
-                    : error.text());
+  const std::string fault =
+      error.text().empty() ? options.Name() + " is not a " + message->GetTypeName() + " as text"
+                           : error.text();
+  throw Failure(fault + HintAtText(input));
 }
 
 void DropByteOrderMark(std::string* text) {

@@ -80,7 +80,11 @@ class MessageReader : public StructureReader {
       case JsonForm::kMembers: {
         const JsonToken token = lexer_->Next();
         if (token == JsonToken::kObjectBegin) return ReadFields(type, depth);
-        return Unexpected(token, "an object (" + type.descriptor->full_name() + ")");
+        return Unexpected(token, "an object (" + type.descriptor->full_name() + ")" +
+                                     (depth == 0 && token == JsonToken::kArrayBegin
+                                          ? "; several stand one after the other, without brackets "
+                                            "and commas"
+                                          : ""));
       }
       case JsonForm::kValue:
         return ReadValue(type.fields.front(), depth);

@@ -60,7 +60,7 @@ class Walker {
                    const Step* path) {
     if (depth > max_depth_) {
       return Fault(path, "messages are nested more than " + std::to_string(max_depth_) +
-                             " deep; raise the depth limit if that is right");
+                             " deep; raise max_depth if that is right");
     }
     std::map<int, int> seen;
     while (position_ < end) {
