@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import io
 from typing import BinaryIO, Iterable, Iterator, Type, TypeVar
 
 from google.protobuf.message import DecodeError, Message
@@ -20,7 +21,7 @@ def read_delimited(
 
     The file needs ``read`` only, so pipes and sockets' files do. Raises DelimitedError, which tells the
     number of the message, counted from 0, when a message is cut off, is longer than ``max_bytes`` or
-    does not parse.
+    does not parse, and BlockingIOError when the file is set not to wait and has nothing yet.
     """
     index = 0
     while True:
@@ -34,7 +35,7 @@ def read_delimited(
         message = message_type()
         try:
             message.ParseFromString(_read(file, size, index))
-        except DecodeError as error:
+        except (DecodeError, UnicodeDecodeError, RecursionError) as error:
             name = message.DESCRIPTOR.full_name
             raise DelimitedError(f"message {index} is no {name}: {error}") from error
         yield message
@@ -45,13 +46,33 @@ def write_delimited(file: BinaryIO, messages: Iterable[Message]) -> None:
     """Writes messages to a binary file, each behind its length."""
     for message in messages:
         data = message.SerializeToString()
-        file.write(_varint(len(data)) + data)
+        _write(file, _varint(len(data)) + data)
+
+
+def _write(file: BinaryIO, data: bytes) -> None:
+    if not isinstance(file, io.RawIOBase):
+        file.write(data)
+        return
+    # A file without buffer may take less than it is given.
+    rest = memoryview(data)
+    while rest:
+        written: int | None = file.write(rest)
+        if written is None:
+            raise BlockingIOError("the file is set not to wait and takes no more")
+        rest = rest[written:]
+
+
+def _read_some(file: BinaryIO, size: int) -> bytes:
+    data: bytes | None = file.read(size)
+    if data is None:
+        raise BlockingIOError("the file is set not to wait and has nothing yet")
+    return data
 
 
 def _read(file: BinaryIO, size: int, index: int) -> bytes:
     data = bytearray()
     while len(data) < size:
-        block = file.read(size - len(data))
+        block = _read_some(file, size - len(data))
         if not block:
             raise DelimitedError(f"message {index} is cut off after {len(data)} of {size} bytes")
         data += block
@@ -62,7 +83,7 @@ def _read_size(file: BinaryIO, index: int) -> int | None:
     """The length of the next message, or None where the stream ends."""
     size = 0
     for shift in range(0, 35, 7):
-        byte = file.read(1)
+        byte = _read_some(file, 1)
         if not byte:
             if shift == 0:
                 return None

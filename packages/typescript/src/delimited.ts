@@ -1,7 +1,6 @@
 // Streams of messages, each behind its length as a varint, as cmnsys reads and writes them.
 
 import { fromBinary, toBinary, type DescMessage, type MessageShape } from "@bufbuild/protobuf";
-import { sizeDelimitedPeek } from "@bufbuild/protobuf/wire";
 
 /** A stream that is cut off, damaged or holds something else. */
 export class DelimitedError extends Error {
@@ -54,12 +53,16 @@ export async function* readDelimited<S extends DescMessage>(
 }
 
 function peek(bytes: Uint8Array, index: number): { eof: boolean; offset: number; size: number } {
-  const length = bytes.subarray(0, maxLengthBytes);
-  if (length.length === maxLengthBytes && length.every((byte) => byte >= 0x80)) {
-    throw new DelimitedError(`the length of message ${index} is no varint of at most 5 bytes`);
+  let size = 0;
+  for (let offset = 0; offset < bytes.length; ) {
+    const byte = bytes[offset];
+    size += (byte & 0x7f) * 2 ** (7 * offset++);
+    if (byte < 0x80) return { eof: false, offset, size };
+    if (offset === maxLengthBytes) {
+      throw new DelimitedError(`the length of message ${index} is no varint of at most 5 bytes`);
+    }
   }
-  const { eof, offset, size } = sizeDelimitedPeek(bytes);
-  return { eof, offset: offset ?? 0, size: size ?? 0 };
+  return { eof: true, offset: 0, size: 0 };
 }
 
 function parse<S extends DescMessage>(schema: S, bytes: Uint8Array, index: number): MessageShape<S> {

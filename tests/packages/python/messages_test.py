@@ -12,6 +12,7 @@ import unittest
 import ProtoBuf.CmnSys
 from google.protobuf import symbol_database
 from google.protobuf.internal import api_implementation
+from google.protobuf.json_format import ParseError
 from ProtoBuf.CmnSys.CmnSys import Events_pb2, Gid_pb2, SavedViewsStateChange_pb2
 from ProtoBuf.CmnSys.CmnSys import DeviceCmds_pb2
 
@@ -96,6 +97,28 @@ class MessagesTest(unittest.TestCase):
         with self.assertRaisesRegex(LossError, "Pb.CmnSys.Gid has 2 bytes of unknown fields"):
             to_json(gid)
         self.assertEqual(json.loads(to_json(gid, lossy=True)), {"type": "GID_TYPE_SERVER"})
+
+    def test_what_is_no_json_of_a_message_is_a_parse_error(self):
+        for text in ("", "[]", "null", b'{"name": "\xff"}', '{"a":' * 5000, '{"thisId": "x"}'):
+            with self.subTest(text[:9]), self.assertRaises(ParseError):
+                from_json(text, Events_pb2.Event)
+
+    def test_files_without_buffer_are_written_whole_and_waited_for_by_the_caller(self):
+        class Slow(io.RawIOBase):
+            taken = b""
+
+            def write(self, data):
+                self.taken += bytes(data[:700])
+                return min(len(data), 700)
+
+            def read(self, size=-1):
+                return None
+
+        slow = Slow()
+        write_delimited(slow, self.events)
+        self.assertEqual(slow.taken, self.stream)
+        with self.assertRaises(BlockingIOError):
+            list(read_delimited(slow, Events_pb2.Event))
 
     def test_selected_records_pass_the_checker(self):
         import_everything()

@@ -74,6 +74,7 @@ test("streams may come in blocks of any size, and say where they are damaged", a
     [stream.subarray(0, -1), /message 39 is cut off/],
     [Uint8Array.of(1, 7), /message 0 is no Pb\.CmnSys\.Events\.Event/],
     [Uint8Array.of(0xff, 0xff, 0xff, 0xff, 0xff, 1), /the length of message 0/],
+    [Uint8Array.of(0x80, 0x80, 0x80, 0x80, 0x10, 0), /message 0 has 4294967296 bytes/],
     [Uint8Array.of(0x80, 0x80, 0x80, 0x40), /message 0 has 134217728 bytes, more than maxBytes/],
   ] as const) {
     await assert.rejects(read(bytes), (error) => error instanceof DelimitedError && reason.test(error.message));
