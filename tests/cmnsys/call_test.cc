@@ -1,49 +1,20 @@
 // cmnsys call: what it says when a call cannot be made, and that no answer is lost.
 
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <string>
 #include <vector>
 
-#include "CmnSys/Rpc/Server.h"
-#include "ProtoBuf/CmnSys/CmnSys.SvcQuery.pb.h"
+#include "client_fixture.h"
 #include "cmnsys_tool.h"
 #include "support/files.h"
 
 namespace CmnSys::Test {
 namespace {
 
-// Connections are made and nothing is ever said on them.
-class SilentServer {
- public:
-  SilentServer() {
-    sockaddr_in where{};
-    where.sin_family = AF_INET;
-    where.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof where;
-    auto* address = reinterpret_cast<sockaddr*>(&where);
-    EXPECT_EQ(bind(fd_, address, length), 0);
-    listen(fd_, 1);
-    getsockname(fd_, address, &length);
-    port_ = ntohs(where.sin_port);
-  }
-  ~SilentServer() { close(fd_); }
-  SilentServer(const SilentServer&) = delete;
-  SilentServer& operator=(const SilentServer&) = delete;
-
-  std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
-
- private:
-  const int fd_ = socket(AF_INET, SOCK_STREAM, 0);
-  int port_ = 0;
-};
-
 TEST(Call, SaysWhyACallCannotBeMade) {
-  const SilentServer silent;
+  const Listener silent;
   const struct {
     std::vector<std::string> arguments;
     int status;
@@ -83,38 +54,25 @@ TEST(Call, SaysWhyACallCannotBeMade) {
                           "no connection to " + silent.address(), 3));
 }
 
-// Answers with a field that the type of the answer does not know.
-class Service final : public Pb::Rpc::SvcQuery::Query {
- public:
-  void Initiate(google::protobuf::RpcController* controller,
-                const Pb::Rpc::SvcQuery::InitiateReq* request,
-                Pb::Rpc::SvcQuery::InitiateRsp* response,
-                google::protobuf::Closure* done) override {
+TEST(Call, ShowsWhatTheServerSentOrDoesNotAskForIt) {
+  std::atomic<int> calls{0};
+  LoopbackServer server([&calls](Rpc::ServerController* controller, const InitiateReq& request,
+                                 InitiateRsp* response, Closure* done) {
     ++calls;
     Pb::CmnSys::Gid* gid = response->mutable_query_result()->mutable_gid();
-    gid->CopyFrom(request->query().gid());
+    gid->CopyFrom(request.query().gid());
+    // A field that the type of the answer does not know.
     gid->GetReflection()->MutableUnknownFields(gid)->AddVarint(999, 7);
     if (gid->id() == "late") {
       controller->NotifyOnCancel(done);
     } else {
       done->Run();
     }
-  }
-
-  std::atomic<int> calls{0};
-};
-
-TEST(Call, ShowsWhatTheServerSentOrDoesNotAskForIt) {
-  Service service;
-  Rpc::ServerOptions options;
-  options.addresses = {"127.0.0.1:0"};
-  Rpc::Server server(options);
-  server.Register(&service);
-  server.Start();
+  });
   const TemporaryFolder folder;
   const std::string request = folder.Write("request.txt", "query { gid { id: 'seven' } }");
-  const std::vector<std::string> call = {
-      "call", "Query/Initiate", "--target", server.Addresses().front(), "--plaintext", request};
+  const std::vector<std::string> call = {"call",           "Query/Initiate", "--target",
+                                         server.address(), "--plaintext",    request};
   const auto with = [&call](const std::vector<std::string>& more) {
     std::vector<std::string> arguments = call;
     arguments.insert(arguments.end(), more.begin(), more.end());
@@ -128,9 +86,9 @@ TEST(Call, ShowsWhatTheServerSentOrDoesNotAskForIt) {
       CmnSys::Test::Run({"env", "TERM=xterm", "script", "-qec", at_a_terminal, "/dev/null"});
   EXPECT_EQ(refused.status, 2) << refused.output;
   EXPECT_NE(refused.output.find("terminal"), std::string::npos) << refused.output;
-  EXPECT_EQ(service.calls, 0);
+  EXPECT_EQ(calls, 0);
 
-  EXPECT_TRUE(RefusedWith(Cmnsys({"call", "Query/Initiate", "--target", server.Addresses().front(),
+  EXPECT_TRUE(RefusedWith(Cmnsys({"call", "Query/Initiate", "--target", server.address(),
                                   "--plaintext", "--from", "text", "--timeout", "2"},
                                  "query { gid { id: 'late' } }"),
                           "was not answered in time", 5));
@@ -144,7 +102,7 @@ TEST(Call, ShowsWhatTheServerSentOrDoesNotAskForIt) {
   EXPECT_EQ(as_text.status, 0);
   EXPECT_NE(as_text.output.find("id: \"seven\""), std::string::npos) << as_text.output;
   EXPECT_NE(as_text.output.find("999: 7"), std::string::npos) << as_text.output;
-  EXPECT_EQ(service.calls, 3);
+  EXPECT_EQ(calls, 3);
 }
 
 }  // namespace

@@ -77,13 +77,14 @@ TEST(BashCompletion, OffersWhatTheArgumentTakes) {
   if (std::count(commands.begin(), commands.end(), "call") != 0) {
     methods = {"Pb.Rpc.SvcQuery.Query/Initiate"};
   }
-  const std::pair<const char*, std::vector<std::string>> cases[] = {
+  const std::string completion = CMNSYS_BASH_COMPLETION;
+  const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"convert --from del", {"delimited", "delimited-hex"}},
       {"convert --from = j", {"json", "jsonl"}},
       {"convert -f json Pb.CmnSys.Gid", {"Pb.CmnSys.Gid"}},
       {"--color always decode Pb.CmnSys.Events.EventL", {"Pb.CmnSys.Events.EventList"}},
       {"describe EVENT_DEVICE_MOTION_STAR", {"EVENT_DEVICE_MOTION_START"}},
-      {"check Gid - - /etc/hostnam", {"/etc/hostname"}},
+      {"check Gid - - " + completion.substr(0, completion.size() - 1), {completion}},
       {"sample Gid --seed ''", {}},
       {"call Pb.Rpc.SvcQuery.Query/I", methods},
   };

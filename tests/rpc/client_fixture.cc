@@ -44,17 +44,24 @@ void RemoteServer::Freeze() const {
   waitpid(process_, nullptr, WUNTRACED);  // All its threads have stopped.
 }
 
-Listener::Listener(std::function<void(int)> with_each)
-    : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+FreePort::FreePort() : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t length = sizeof address;
-  if (bind(fd_, reinterpret_cast<sockaddr*>(&address), length) != 0 || listen(fd_, 128) != 0 ||
+  const int on = 1;  // Lets others listen there who name the port.
+  if (setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
+      bind(fd_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
       getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    throw std::runtime_error("cannot listen");
+    throw std::runtime_error("no free port");
   }
   port_ = ntohs(address.sin_port);
+}
+
+FreePort::~FreePort() { close(fd_); }
+
+Listener::Listener(std::function<void(int)> with_each) {
+  if (listen(fd_, 128) != 0) throw std::runtime_error("cannot listen");
   if (with_each == nullptr) return;
   thread_ = std::thread([fd = fd_, with_each = std::move(with_each)] {
     for (int connection = 0; (connection = accept(fd, nullptr, nullptr)) >= 0;) {
@@ -66,7 +73,6 @@ Listener::Listener(std::function<void(int)> with_each)
 Listener::~Listener() {
   shutdown(fd_, SHUT_RDWR);
   if (thread_.joinable()) thread_.join();
-  close(fd_);
 }
 
 }  // namespace CmnSys::Test

@@ -34,20 +34,31 @@ class RemoteServer {
   std::string address_;
 };
 
-// A listening socket on 127.0.0.1 that does with each connection what it is told to; by default
-// connections are never accepted.
-class Listener {
+// A free port of 127.0.0.1, which nobody gets who asks for any. Servers may listen there.
+class FreePort {
  public:
-  explicit Listener(std::function<void(int connection)> with_each = nullptr);
-  ~Listener();
-  Listener(const Listener&) = delete;
-  Listener& operator=(const Listener&) = delete;
+  FreePort();
+  ~FreePort();
+  FreePort(const FreePort&) = delete;
+  FreePort& operator=(const FreePort&) = delete;
 
   std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
 
+ protected:
+  const int fd_;
+
  private:
-  int fd_ = -1;
   int port_ = 0;
+};
+
+// Listens on a port, and does with each connection what it is told to; by default connections are
+// never accepted.
+class Listener : public FreePort {
+ public:
+  explicit Listener(std::function<void(int connection)> with_each = nullptr);
+  ~Listener();
+
+ private:
   std::thread thread_;
 };
 

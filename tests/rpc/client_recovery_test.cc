@@ -78,12 +78,8 @@ INSTANTIATE_TEST_SUITE_P(, Recovery, testing::Bool(),
 
 TEST_P(Recovery, BlockingClientsAndSubscribersFindARestartedServer) {
   constexpr int kEach = 20;
-  std::string address;
-  {
-    // Nobody listens there yet.
-    const Listener port;
-    address = port.address();
-  }
+  const FreePort port;  // Nobody listens there yet.
+  const std::string address = port.address();
   struct Client {
     std::unique_ptr<Rpc::Channel> channel;
     std::thread thread;
