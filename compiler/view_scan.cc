@@ -82,14 +82,22 @@ class ScanWriter {
     }
     fields_.Print(
         "  return true;\n"
-        "}\n"
+        "}\n");
+  }
+
+  void WriteScanPieces() {
+    fields_.Print(
         "\n"
         "[[gnu::noinline]] inline void $view$::ScanPieces() {\n"
         "  if (!::CmnSys::View::internal::ForEachPiece(\n"
         "          source_, [this](const char* p, const char* e) { return Scan(p, e); })) {\n"
         "    Fail();\n"
         "  }\n"
-        "}\n"
+        "}\n");
+  }
+
+  void WriteFail() {
+    fields_.Print(
         "\n"
         "[[gnu::noinline, gnu::cold]] inline void $view$::Fail() {\n"
         "  error_ = true;\n");
@@ -133,84 +141,24 @@ class ScanWriter {
 
   void WriteCase(std::size_t index) {
     const FieldDescriptor* field = fields_.all()[index];
-    const Vars vars = fields_.VarsOf(field);
-    const auto tag_case = [this, field](std::uint32_t wire_type) {
-      fields_.Print("      case $tag$u:\n", {{"tag", std::to_string(Tag(field, wire_type))}});
-    };
-    const std::uint32_t wire_type = InfoOf(field).wire_type;
-    const auto label = [&] {
-      if (IsJumpedTo(field)) fields_.Print("      field_$number$:\n", vars);
-    };
     if (field->is_repeated() && IsNumeric(field)) {
-      // The form that is not expected comes first and goes on like the other one.
-      const std::uint32_t other = field->is_packed() ? wire_type : kLengthDelimited;
-      const auto read = [this](std::uint32_t type, const char* end) {
-        if (type == kLengthDelimited) {
-          fields_.Print(
-              "        p = ::CmnSys::View::ReadLength(p, e, &length);\n"
-              "        if (p == nullptr) return false;\n"
-              "        p += length;\n");
-        } else {
-          fields_.Print(
-              "        p = ::CmnSys::View::SkipValue(p, e, $type$u | 8, 0);\n"
-              "        if (p == nullptr) return false;\n",
-              {{"type", std::to_string(type)}});
-        }
-        fields_.Print(end);
-      };
-      tag_case(other);
-      read(other, "");
-      fields_.Print(
-          "        if (n$number$_++ == 0) f$number$_ = source_.OffsetOf(start);\n"
-          "        break;\n",
-          vars);
-      tag_case(field->is_packed() ? kLengthDelimited : wire_type);
-      label();
-      read(field->is_packed() ? kLengthDelimited : wire_type, "");
-      fields_.Print("        if (n$number$_++ == 0) f$number$_ = source_.OffsetOf(start);\n", vars);
+      WriteCasesOfNumbers(field);
     } else {
-      tag_case(wire_type);
-      label();
-      if (wire_type == kLengthDelimited) {
-        fields_.Print(
-            "        p = ::CmnSys::View::ReadLength(p, e, &length);\n"
-            "        if (p == nullptr) return false;\n");
-        if (field->is_repeated()) {
-          fields_.Print("        if (n$number$_++ == 0) f$number$_ = source_.OffsetOf(start);\n",
-                        vars);
-        } else {
-          if (IsMessage(field)) fields_.Print("        $split$ |= $has$ & $bit$;\n", vars);
+      BeginCase(field, InfoOf(field).wire_type);
+      WriteLabel(field);
+      switch (InfoOf(field).wire_type) {
+        case kLengthDelimited:
+          WriteReadLengthDelimited(field);
+          break;
+        case kVarint:
+          WriteReadVarint(field);
+          break;
+        default:
           fields_.Print(
-              "        f$number$_ = {source_.OffsetOf(p), length};\n"
+              "        p = ::CmnSys::View::ReadFixed(p, e, &f$number$_);\n"
+              "        if (p == nullptr) return false;\n"
               "        $has$ |= $bit$;\n",
-              vars);
-        }
-        fields_.Print("        p += length;\n");
-      } else if (wire_type == kVarint) {
-        fields_.Print(IsEnum(field)
-                          ? "        p = ::CmnSys::View::internal::ReadEnumNumber(p, e, &number);\n"
-                          : "        p = ::CmnSys::View::ReadVarint(p, e, &number);\n");
-        fields_.Print("        if (p == nullptr) return false;\n");
-        if (IsEnum(field)) {
-          fields_.Print(
-              "        if (::CmnSys::View::internal::HasNumber<$type$>(\n"
-              "                static_cast<::std::int32_t>(number))) {\n"
-              "          f$number$_ = static_cast<$type$>(static_cast<::std::int32_t>(number));\n"
-              "          $has$ |= $bit$;\n"
-              "        }\n",
-              vars);
-        } else {
-          fields_.Print(
-              "        f$number$_ = $format$::Convert(number);\n"
-              "        $has$ |= $bit$;\n",
-              vars);
-        }
-      } else {
-        fields_.Print(
-            "        p = ::CmnSys::View::ReadFixed(p, e, &f$number$_);\n"
-            "        if (p == nullptr) return false;\n"
-            "        $has$ |= $bit$;\n",
-            vars);
+              fields_.VarsOf(field));
       }
     }
     if (field->is_repeated()) WriteJump(field, "        ");
@@ -221,11 +169,98 @@ class ScanWriter {
     fields_.Print("        break;\n");
   }
 
+  void BeginCase(const FieldDescriptor* field, std::uint32_t wire_type) {
+    fields_.Print("      case $tag$u:\n", {{"tag", std::to_string(Tag(field, wire_type))}});
+  }
+
+  void WriteLabel(const FieldDescriptor* field) {
+    if (IsJumpedTo(field)) fields_.Print("      field_$number$:\n", fields_.VarsOf(field));
+  }
+
+  // Of a repeated field of numbers, packed and not. The form that is not expected comes first.
+  void WriteCasesOfNumbers(const FieldDescriptor* field) {
+    const std::uint32_t unpacked = InfoOf(field).wire_type;
+    BeginCase(field, field->is_packed() ? unpacked : kLengthDelimited);
+    WriteSkip(field->is_packed() ? unpacked : kLengthDelimited);
+    WriteNotePlace(field);
+    fields_.Print("        break;\n");
+    BeginCase(field, field->is_packed() ? kLengthDelimited : unpacked);
+    WriteLabel(field);
+    WriteSkip(field->is_packed() ? kLengthDelimited : unpacked);
+    WriteNotePlace(field);
+  }
+
+  void WriteSkip(std::uint32_t wire_type) {
+    if (wire_type == kLengthDelimited) {
+      WriteReadLength();
+      fields_.Print("        p += length;\n");
+    } else {
+      fields_.Print(
+          "        p = ::CmnSys::View::SkipValue(p, e, $type$u | 8, 0);\n"
+          "        if (p == nullptr) return false;\n",
+          {{"type", std::to_string(wire_type)}});
+    }
+  }
+
+  void WriteReadLength() {
+    fields_.Print(
+        "        p = ::CmnSys::View::ReadLength(p, e, &length);\n"
+        "        if (p == nullptr) return false;\n");
+  }
+
+  // Counts the occurrences of a repeated field, and keeps where the first one is.
+  void WriteNotePlace(const FieldDescriptor* field) {
+    fields_.Print("        if (n$number$_++ == 0) f$number$_ = source_.OffsetOf(start);\n",
+                  fields_.VarsOf(field));
+  }
+
+  void WriteReadLengthDelimited(const FieldDescriptor* field) {
+    WriteReadLength();
+    if (field->is_repeated()) {
+      WriteNotePlace(field);
+    } else {
+      const Vars vars = fields_.VarsOf(field);
+      if (IsMessage(field)) fields_.Print("        $split$ |= $has$ & $bit$;\n", vars);
+      fields_.Print(
+          "        f$number$_ = {source_.OffsetOf(p), length};\n"
+          "        $has$ |= $bit$;\n",
+          vars);
+    }
+    fields_.Print("        p += length;\n");
+  }
+
+  void WriteReadVarint(const FieldDescriptor* field) {
+    const Vars vars = fields_.VarsOf(field);
+    fields_.Print(IsEnum(field)
+                      ? "        p = ::CmnSys::View::internal::ReadEnumNumber(p, e, &number);\n"
+                      : "        p = ::CmnSys::View::ReadVarint(p, e, &number);\n");
+    fields_.Print("        if (p == nullptr) return false;\n");
+    if (IsEnum(field)) {
+      fields_.Print(
+          "        if (::CmnSys::View::internal::HasNumber<$type$>(\n"
+          "                static_cast<::std::int32_t>(number))) {\n"
+          "          f$number$_ = static_cast<$type$>(static_cast<::std::int32_t>(number));\n"
+          "          $has$ |= $bit$;\n"
+          "        }\n",
+          vars);
+    } else {
+      fields_.Print(
+          "        f$number$_ = $format$::Convert(number);\n"
+          "        $has$ |= $bit$;\n",
+          vars);
+    }
+  }
+
   const ViewFields& fields_;
 };
 
 }  // namespace
 
-void WriteViewScan(const ViewFields& fields) { ScanWriter(fields).WriteScan(); }
+void WriteViewScan(const ViewFields& fields) {
+  ScanWriter writer(fields);
+  writer.WriteScan();
+  writer.WriteScanPieces();
+  writer.WriteFail();
+}
 
 }  // namespace CmnSys::Compiler
