@@ -20,6 +20,9 @@ namespace {
 constexpr int kFirstReconnectPauseMs = 100;
 constexpr int kKeepaliveTimeoutMs = 10'000;
 constexpr int kResolvePauseMs = 1'000;
+// Long enough for the last of three name servers, the most that a system has, as the others are
+// given 5 s each. What the hosts file tells is used when this is over and no name server answers.
+constexpr int kResolveTimeoutMs = 11'000;
 
 // What this file reads from gRPC's texts, and how it finds out where a call went, was tried with
 // one version. With another no call is made again.
@@ -70,6 +73,7 @@ std::shared_ptr<grpc::Channel> Connect(const Address& given, const Address& real
   // The name of this argument misleads: it is the timeout of one attempt.
   arguments.SetInt(GRPC_ARG_MIN_RECONNECT_BACKOFF_MS, ToArgument(options.connect_timeout));
   arguments.SetInt(GRPC_ARG_DNS_MIN_TIME_BETWEEN_RESOLUTIONS_MS, kResolvePauseMs);
+  arguments.SetInt(GRPC_ARG_DNS_ARES_QUERY_TIMEOUT_MS, kResolveTimeoutMs);
   arguments.SetInt(GRPC_ARG_KEEPALIVE_TIME_MS, ToArgument(options.keepalive));
   arguments.SetInt(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, kKeepaliveTimeoutMs);
   arguments.SetInt(GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0);
