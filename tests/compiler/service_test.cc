@@ -1,8 +1,6 @@
 #include <google/protobuf/service.h>
 #include <gtest/gtest.h>
 
-#include <type_traits>
-
 #include "ProtoBuf/Sample/Services.pb.h"
 #include "support/calls.h"
 
@@ -54,11 +52,6 @@ TEST(ServiceClass, DispatchesAnotherServicesMethodByItsIndex) {
   Response response;
   server.CallMethod(Longer::descriptor()->method(0), &controller, &request, &response, &done);
   EXPECT_EQ(response.text(), "first");
-}
-
-TEST(ServiceClass, IsBuiltThroughDerivedClassesOnly) {
-  EXPECT_FALSE(std::is_default_constructible<Calls>::value);
-  EXPECT_FALSE(std::is_copy_constructible<CallsServer>::value);
 }
 
 // The fatal log of the runtime may be a catchable exception; the process must end all the same.
