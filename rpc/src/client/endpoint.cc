@@ -111,6 +111,9 @@ constexpr std::array<std::string_view, 9> kLost = {
 // server's gRPC gave up: it does so with calls that arrive just when it is being shut down.
 constexpr std::string_view kGivenUp = "CANCELLED";
 
+// What a server's gRPC says when its calls are cancelled because it is being stopped.
+constexpr std::string_view kStopped = "Cancelling all calls";
+
 std::string Reason(const std::string& text) {
   if (KnownGrpc()) {
     for (const std::string_view prefix : kNoConnection) {
@@ -211,6 +214,8 @@ Status Outcome(const grpc::Status& status, const grpc::ClientContext& context,
       } else if (!from_peer || SaysLost(outcome.text)) {
         outcome.text =
             "lost the connection to " + endpoint.address + " during " + path + ": " + outcome.text;
+      } else if (KnownGrpc() && outcome.text == kStopped) {
+        outcome.text = endpoint.address + " ended " + path + ": it is being stopped";
       }
       break;
     case StatusCode::kDeadlineExceeded:
