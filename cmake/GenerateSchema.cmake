@@ -27,7 +27,11 @@ foreach(generated ${base}.pb.cc ${base}.pb.h ${base}.view.h ${base}.writer.h)
   file(COPY_FILE ${STAGE}/${generated} ${GENERATED_ROOT}/${generated} ONLY_IF_DIFFERENT)
 endforeach()
 
-# The command's outputs are the copies, so the list of imports must name one of them.
+# The command's outputs are the copies, so the list of imports must name one of them. protoc writes
+# an import a line, and blanks in paths as they are.
 file(READ ${depfile} dependencies)
 string(REGEX REPLACE "^.*\\.(pb\\.cc|pb\\.h|view\\.h|writer\\.h): *" "" dependencies "${dependencies}")
-file(WRITE ${depfile} "${GENERATED_ROOT}/${base}.pb.cc: ${dependencies}")
+string(REPLACE "\\\n " "\n" dependencies "${GENERATED_ROOT}/${base}.pb.cc:\n${dependencies}")
+string(REGEX REPLACE "([ #])" "\\\\\\1" dependencies "${dependencies}")
+string(REPLACE "\n" " \\\n " dependencies "${dependencies}")
+file(WRITE ${depfile} "${dependencies}")

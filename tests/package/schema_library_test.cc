@@ -46,8 +46,9 @@ class VendorProject {
   }
 
  private:
-  static constexpr const char* kFolder = CMNSYS_WORK "/extension";
-  const CMakeProject project_{kFolder, CMNSYS_WORK "/extension/build"};
+  // Blanks in paths are told apart from those between them.
+  static constexpr const char* kFolder = CMNSYS_WORK "/an extension";
+  const CMakeProject project_{kFolder, CMNSYS_WORK "/an extension/build"};
 };
 
 bool Generates(const std::string& output, const std::string& file) {
