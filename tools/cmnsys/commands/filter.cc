@@ -105,7 +105,7 @@ class RecordFilter {
       : options_(options),
         condition_(condition),
         prototype_(prototype),
-        records_(options.input),
+        records_(options.input, kBlockBytes),
         progress_(options.input.path),
         bytes_(bytes),
         selected_(selected),
@@ -235,8 +235,10 @@ class RecordFilter {
                         (fault.path.empty() ? "" : "in " + fault.path + ", ") + fault.reason);
   }
 
-  // Matching is quick: batches are as long as a block mostly is.
-  static constexpr std::uint64_t kBatchRecords = 16 * kBatchMessages;
+  // Matching is quick: blocks that a thread is woken for are large, and batches as long as they
+  // mostly are.
+  static constexpr std::size_t kBlockBytes = std::size_t{1} << 20;
+  static constexpr std::uint64_t kBatchRecords = 64 * kBatchMessages;
 
   const FilterOptions& options_;
   const Expression& condition_;

@@ -12,9 +12,6 @@
 namespace CmnSys::Tool {
 namespace {
 
-// Stays in the cache of a core between the kernel that writes it and us.
-constexpr std::size_t kBlockBytes = std::size_t{256} << 10;
-
 [[noreturn]] void Throw(const std::string& name, const Util::DelimitedError& error) {
   throw Failure(name + ": " + Util::ToString(error));
 }
@@ -27,17 +24,20 @@ void DelimitedBlock::FailInRecord(const std::string& name, std::size_t place,
 }
 
 void DelimitedBlock::Release() {
-  if (bytes_.capacity() <= kBlockBytes) return;
+  if (bytes_.capacity() <= usual_bytes_) return;
   bytes_ = {};
   begin_ = at_ = end_ = bytes_.data();
 }
 
-DelimitedBytes::DelimitedBytes(const InputOptions& options) : options_(options), input_(options) {
+DelimitedBytes::DelimitedBytes(const InputOptions& options, std::size_t block_bytes)
+    : options_(options), input_(options) {
+  block_.usual_bytes_ = block_bytes;
   block_.max_bytes_ = options.max_bytes;
 }
 
 DelimitedBytes::DelimitedBytes(const InputOptions& options, std::string_view bytes)
     : options_(options) {
+  block_.usual_bytes_ = kBlockBytes;
   block_.max_bytes_ = options.max_bytes;
   block_.bytes_.assign(bytes.begin(), bytes.end());
   block_.at_ = block_.bytes_.data();
@@ -51,10 +51,11 @@ bool DelimitedBytes::Take(std::uint64_t most, DelimitedBlock* records) try {
   // What is left goes into memory that records had which were taken before.
   const auto left = static_cast<std::size_t>(block_.end_ - ahead.at_);
   std::vector<char> rest = std::move(records->bytes_);
-  if (rest.size() < std::max(left, kBlockBytes)) rest.resize(std::max(left, kBlockBytes));
+  rest.resize(std::max({rest.size(), left, block_.usual_bytes_}));
   std::memcpy(rest.data(), ahead.at_, left);
 
   records->bytes_ = std::move(block_.bytes_);
+  records->usual_bytes_ = block_.usual_bytes_;
   records->begin_ = records->at_ = block_.at_;
   records->end_ = ahead.at_;
   records->offset_ = block_.offset_;
@@ -122,7 +123,7 @@ bool DelimitedBytes::Refill(std::size_t wanted) {
       block_.offset_ = position();
       std::memmove(bytes.data(), block_.at_, left);
     }
-    if (left == bytes.size()) bytes.resize(std::max(2 * left, kBlockBytes));
+    if (left == bytes.size()) bytes.resize(std::max(2 * left, block_.usual_bytes_));
     block_.at_ = bytes.data();
     const std::size_t count = input_.Read(bytes.data() + left, bytes.size() - left);
     block_.end_ = block_.at_ + left + count;

@@ -65,6 +65,7 @@ class DelimitedBlock {
   friend class DelimitedBytes;
 
   std::vector<char> bytes_;
+  std::size_t usual_bytes_ = 0;  // Of memory, without a long record.
   const char* begin_ = nullptr;
   std::uint64_t records_before_ = 0;
   const char* at_ = nullptr;   // Where the next record begins.
@@ -80,8 +81,11 @@ class DelimitedBlock {
 // Reads an input in blocks, in the memory of one block or of the longest record.
 class DelimitedBytes {
  public:
+  // Stays in the cache of a core between the kernel that writes it and us.
+  static constexpr std::size_t kBlockBytes = std::size_t{256} << 10;
+
   // Throws Failure when the input cannot be opened. The options must outlive this.
-  explicit DelimitedBytes(const InputOptions& options);
+  explicit DelimitedBytes(const InputOptions& options, std::size_t block_bytes = kBlockBytes);
   // Bytes that have been read from the input.
   DelimitedBytes(const InputOptions& options, std::string_view bytes);
 

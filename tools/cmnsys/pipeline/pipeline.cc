@@ -83,7 +83,7 @@ class Pipeline {
       bytes_ -= slot.bytes;
       slot = {};
       ++written_;
-      space_.notify_one();
+      Wake(&space_, &lock);
     }
   }
 
@@ -99,6 +99,13 @@ class Pipeline {
     if (!Tool::StartThread(&bodies_.back(), &thread)) return false;
     threads_.push_back(thread);
     return true;
+  }
+
+  // The thread that is woken finds the mutex free, and need not sleep once more.
+  static void Wake(std::condition_variable* waiting, std::unique_lock<std::mutex>* lock) {
+    lock->unlock();
+    waiting->notify_one();
+    lock->lock();
   }
 
   Slot& At(std::size_t batch) { return slots_[batch % slots_.size()]; }
@@ -124,7 +131,7 @@ class Pipeline {
       if (!any) break;
       SetBytes(read_);
       ++read_;
-      to_work_.notify_one();
+      Wake(&to_work_, &lock);
     }
     ended_ = true;
     to_work_.notify_all();
@@ -142,7 +149,7 @@ class Pipeline {
       lock.lock();
       SetBytes(batch);
       At(batch).done = true;
-      if (batch == written_) to_write_.notify_one();
+      if (batch == written_) Wake(&to_write_, &lock);
     }
   }
 
