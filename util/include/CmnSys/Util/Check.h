@@ -63,7 +63,7 @@ struct Violation {
 
 struct CheckOptions {
   // Messages nested below the outermost one; what lies deeper is reported as kDepthLimit and not
-  // checked. Each level takes some 650 bytes of the stack. At least 0.
+  // checked. Each level takes some 750 bytes of the stack. At least 0.
   int max_depth = 100;
   // The checker stops when it has found so many.
   std::size_t max_violations = 1000;

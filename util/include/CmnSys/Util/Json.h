@@ -110,7 +110,7 @@ struct JsonWriteOptions {
 
 struct JsonReadOptions {
   JsonBytes bytes = JsonBytes::kBase64;
-  // Messages nested below the outermost one. Each takes some 1,700 bytes of the stack.
+  // Messages nested below the outermost one. Each takes some 1,000 bytes of the stack.
   int max_depth = 100;
   // Length of one message's JSON. At most 2^31 - 1.
   std::uint64_t max_bytes = std::uint64_t{256} << 20;

@@ -58,8 +58,8 @@ using PayloadPath = std::vector<const google::protobuf::FieldDescriptor*>;
 //   PayloadAt(Event::descriptor(), EVENT_USER_LOGIN)  // the extension event_user_login
 //
 // Empty when the value has no payload, when the enum does not define it, and when the record has no
-// selector. The record may come from any descriptor pool; it is found by its full name. The path
-// lives as long as the process. O(log values).
+// selector. The record, which must not be null, may come from any descriptor pool; it is found by
+// its full name. The path lives as long as the process. O(log values).
 CMNSYSUTIL_EXPORT const PayloadPath& PayloadAt(const google::protobuf::Descriptor* record,
                                                int value);
 
