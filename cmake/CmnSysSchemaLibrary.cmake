@@ -72,6 +72,12 @@ function(cmnsys_add_schema_library target)
   set(headers ${CMNSYS_GENERATED_ROOT}/${export_header})
   set(schema_files)
   foreach(file IN LISTS arg_FILES)
+    set(path ${arg_ROOT}/${area_dir}/${file})
+    get_source_file_property(generated ${path} GENERATED)
+    if(NOT generated AND NOT EXISTS ${path})
+      message(FATAL_ERROR "cmnsys_add_schema_library(${target}): there is no ${path}, which is made "
+        "of ROOT, ProtoBuf, AREA and one of FILES.")
+    endif()
     cmake_path(REMOVE_EXTENSION file LAST_ONLY OUTPUT_VARIABLE base)
     set(source ${CMNSYS_GENERATED_ROOT}/${area_dir}/${base}.pb.cc)
     set(header ${CMNSYS_GENERATED_ROOT}/${area_dir}/${base}.pb.h)
@@ -91,7 +97,7 @@ function(cmnsys_add_schema_library target)
         -D STAGE=${stage}
         -D GENERATED_ROOT=${CMNSYS_GENERATED_ROOT}
         -P ${_CMNSYS_GENERATE_SCRIPT}
-      DEPENDS ${arg_ROOT}/${area_dir}/${file} CmnSys::protoc-gen-cmnsys ${_CMNSYS_GENERATE_SCRIPT}
+      DEPENDS ${path} CmnSys::protoc-gen-cmnsys ${_CMNSYS_GENERATE_SCRIPT}
       DEPFILE ${stage}.d
       COMMENT "Generating ${area_dir}/${base}.{pb.h,pb.cc,view.h,writer.h}"
       VERBATIM)

@@ -163,7 +163,7 @@ test("axe finds nothing serious, in the light and in the dark", { timeout: 1_800
 
 test("pages fit a phone", async () => {
   for (const path of [...views, "selectors.html", "services.html", "reference/CmnSys.Gid.html"]) {
-    const page = await site.open(path, { viewport: { width: 390, height: 844 } });
+    const page = await site.open(path, { viewport: { width: 360, height: 740 } });
     const wide = await page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
     assert.ok(wide <= 0, `${path} is ${wide} pixels too wide`);
   }
