@@ -99,7 +99,8 @@ INSTANTIATE_TEST_SUITE_P(
          "limited 256k; (convert --to delimited -o fs/out); status=$?; ls -A fs >&2; exit $status",
          "cannot write fs/out: No space left on device\n"},
         {"ReadOnlyFolder",
-         "limited 9m; mount -o remount,ro fs; (convert --to delimited -o fs/out); status=$?; ls -A "
+         "limited 9m; mount -o remount,bind,ro fs; (convert --to delimited -o fs/out); status=$?; "
+         "ls -A "
          "fs >&2; exit "
          "$status",
          "cannot write fs/out: Read-only file system\n"},
