@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <future>
 #include <map>
 #include <memory>
 #include <optional>
@@ -209,6 +210,29 @@ TEST_P(Recovery, ASilentAddressLeavesCallsAndSubscriptionsToTheNext) {
     EXPECT_EQ(controller.Peer(), server.address());
     EXPECT_TRUE(Eventually([&] { return subscriber.Heard("good"); }));
   }
+}
+
+TEST(DeadPeer, DoesNotHoldLongRequestsBeyondTheirTime) {
+  const TemporaryFolder folder;
+  RemoteServer server("frozen", "unix:" + folder.PathOf("socket"));
+  Rpc::Channel channel(server.address());
+  const InitiateReq request = RequestWith(std::string(16 << 20, 'x'));
+  // Until the server's window is larger than the buffers of the system.
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(Call(&channel, request).code, StatusCode::kOk);
+  server.Freeze();
+  Rpc::ClientController controllers[2];
+  for (auto& controller : controllers) controller.SetTimeout(milliseconds(1'000));
+  auto blocking =
+      std::async(std::launch::async, [&] { return Call(&channel, request, controllers).code; });
+  Signal ended;
+  InitiateRsp response;
+  Pb::Rpc::SvcQuery::Query_Stub(&channel).Initiate(controllers + 1, &request, &response,
+                                                   NewClosure([&] { ended.Set(); }));
+  EXPECT_TRUE(ended.Wait());
+  EXPECT_EQ(blocking.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+  server.Kill();  // What is still being written ends.
+  EXPECT_EQ(blocking.get(), StatusCode::kDeadlineExceeded);
+  EXPECT_EQ(controllers[1].Code(), StatusCode::kDeadlineExceeded);
 }
 
 TEST(DeadPeer, IsNoticedDuringCallsAndSubscriptions) {

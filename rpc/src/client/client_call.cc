@@ -5,6 +5,8 @@
 #include <grpcpp/impl/client_unary_call.h>
 #include <grpcpp/support/time.h>
 
+#include <system_error>
+#include <thread>
 #include <utility>
 
 #include "CmnSys/Rpc/ClientController.h"
@@ -25,7 +27,49 @@ ClientController::Impl* SettingsOf(RpcController* controller) {
   return ours == nullptr ? nullptr : ours->impl();
 }
 
+// A longer request may fill the buffers of a connection, and is written as the peer takes it.
+constexpr std::size_t kLongRequest = std::size_t{64} << 10;
+
+// False when the system has no thread left.
+bool DrainElsewhere(const std::shared_ptr<grpc::CompletionQueue>& queue) {
+  try {
+    std::thread([queue] { Drain(queue.get()); }).detach();
+    return true;
+  } catch (const std::system_error&) {
+    return false;
+  }
+}
+
 }  // namespace
+
+// What gRPC uses while it writes a long request. It does so until the connection has taken the
+// request or is given up; the call may have ended by then.
+class ClientCall::Writing final : public Tag {
+ public:
+  using Reader = grpc::ClientAsyncResponseReader<ByteBuffer>;
+
+  static std::shared_ptr<Writing> Start(std::shared_ptr<grpc::ClientContext> context,
+                                        std::unique_ptr<Reader> reader) {
+    auto writing = std::make_shared<Writing>();
+    writing->self_ = writing;
+    writing->context_ = std::move(context);
+    writing->reader_ = std::move(reader);
+    writing->reader_->StartCall();
+    writing->reader_->ReadInitialMetadata(writing->Post());
+    return writing;
+  }
+
+  Reader* reader() { return reader_.get(); }
+  // For the thread that completes the tag.
+  bool InProgress() const { return self_ != nullptr; }
+
+ private:
+  void Complete(bool /*ok*/) override { const std::shared_ptr<Writing> last = std::move(self_); }
+
+  std::shared_ptr<Writing> self_;
+  std::shared_ptr<grpc::ClientContext> context_;
+  std::unique_ptr<Reader> reader_;  // In the context's memory.
+};
 
 ClientCall::ClientCall(std::shared_ptr<ChannelCore> channel, const MethodDescriptor* method,
                        RpcController* controller, const Message* request, Message* response,
@@ -45,21 +89,40 @@ ClientCall::ClientCall(std::shared_ptr<ChannelCore> channel, const MethodDescrip
 }
 
 void ClientCall::Block() {
-  std::optional<grpc::CompletionQueue> queue;
-  if (channel_->connections().MayWait()) queue_ = &queue.emplace();
-  bool going = Prepare() && Advance();
+  bool going = Prepare();
+  std::shared_ptr<grpc::CompletionQueue> queue;
+  if (IsLong() || channel_->connections().MayWait()) {
+    queue = std::make_shared<grpc::CompletionQueue>();
+    queue_ = queue.get();
+  }
+  going = going && Advance();
   while (going) {
-    void* tag = nullptr;
     bool ok = true;
-    if (step_ == Step::kWaited) queue->Next(&tag, &ok);
+    if (step_ == Step::kWaited) {
+      ok = Wait();
+    } else if (IsLong()) {
+      const Poller::BlockingCall polling(channel_->connections().poller());
+      ok = Wait();
+    }
     going = !Ended(ok);
   }
   if (queue) {
     queue->Shutdown();
-    Drain(&*queue);
+    if (writing_ == nullptr || !writing_->InProgress() || !DrainElsewhere(queue)) {
+      Drain(queue.get());
+    }
   }
   Finish();
 }
+
+bool ClientCall::Wait() {
+  void* tag = nullptr;
+  bool ok = true;
+  while (queue_->Next(&tag, &ok) && tag != static_cast<Tag*>(this)) Tag::CompletePosted(tag, ok);
+  return ok;
+}
+
+bool ClientCall::IsLong() const { return request_bytes_ > kLongRequest; }
 
 void ClientCall::Start(std::unique_ptr<ClientCall> owned) {
   ClientCall* call = owned.release();  // From here on the completion threads may delete it.
@@ -125,10 +188,10 @@ bool ClientCall::Advance() {
 
 void ClientCall::Send() {
   static const Metadata kNone;
-  auto context = std::make_unique<grpc::ClientContext>();
+  auto context = std::make_shared<grpc::ClientContext>();
   channel_->PrepareContext(settings_ == nullptr ? kNone : settings_->metadata,
                            waiter_.wait_for_ready, deadline_, context.get());
-  if (done_ == nullptr) {
+  if (done_ == nullptr && !IsLong()) {
     SetContext(std::move(context));
     const Poller::BlockingCall polling(channel_->connections().poller());
     const grpc::internal::RpcMethod method(path_.c_str(), grpc::internal::RpcMethod::NORMAL_RPC);
@@ -137,12 +200,18 @@ void ClientCall::Send() {
     return;
   }
   reader_ = endpoint_->stub.PrepareUnaryCall(context.get(), path_, request_, queue_);
-  SetContext(std::move(context));
+  SetContext(context);
+  if (IsLong()) {
+    // Apart from the rest, which would wait for it also when the call has ended otherwise.
+    writing_ = Writing::Start(std::move(context), std::move(reader_));
+    writing_->reader()->Finish(&response_, &status_, Post());
+    return;
+  }
   reader_->StartCall();
   reader_->Finish(&response_, &status_, Post());
 }
 
-void ClientCall::SetContext(std::unique_ptr<grpc::ClientContext> context) {
+void ClientCall::SetContext(std::shared_ptr<grpc::ClientContext> context) {
   const std::lock_guard lock(mutex_);
   context_ = std::move(context);
   if (cancelled_) context_->TryCancel();

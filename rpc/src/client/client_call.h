@@ -40,6 +40,8 @@ class ClientCall final : private Tag {
   void Cancel();
 
  private:
+  class Writing;
+
   // What the next completion of the tag means.
   enum class Step { kFailed, kWaited, kReceived };
 
@@ -49,13 +51,16 @@ class ClientCall final : private Tag {
   bool Advance();
   // With a closure the tag completes when the call has ended; without one it waits for that.
   void Send();
-  void SetContext(std::unique_ptr<grpc::ClientContext> context);
+  // Waits for the tag.
+  bool Wait();
+  void SetContext(std::shared_ptr<grpc::ClientContext> context);
   // What to do when the tag completes: returns true when the call has ended.
   bool Ended(bool ok);
   bool Received();
   void Finish();
   void Report();
   bool Cancelled();
+  bool IsLong() const;
   void Complete(bool ok) override;
 
   const std::shared_ptr<ChannelCore> channel_;
@@ -85,8 +90,9 @@ class ClientCall final : private Tag {
 
   std::mutex mutex_;  // Of cancelled_, and of changes of context_.
   bool cancelled_ = false;
-  std::unique_ptr<grpc::ClientContext> context_;
+  std::shared_ptr<grpc::ClientContext> context_;
   std::unique_ptr<grpc::ClientAsyncResponseReader<grpc::ByteBuffer>> reader_;
+  std::shared_ptr<Writing> writing_;  // Of a long request.
   grpc::ByteBuffer response_;
   grpc::Status status_;
 };
