@@ -64,7 +64,9 @@ std::string HintAtBytes(const std::string& bytes, bool is_whole) {
     return "; the first five bytes are the ones that gRPC puts in front of each message: leave "
            "them out";
   }
-  const std::size_t records = DelimitedRecords(bytes, is_whole);
+  // Nothing but zeros are records without fields, too, but rather a file that was never written.
+  const bool is_blank = bytes.find_first_not_of('\0') == std::string::npos;
+  const std::size_t records = is_blank ? 0 : DelimitedRecords(bytes, is_whole);
   if (records == 0) return "";
   return "; it is a delimited stream of " + std::string(is_whole ? "" : "at least ") +
          std::to_string(records) + (records == 1 ? " record" : " records") +
