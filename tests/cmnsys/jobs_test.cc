@@ -137,7 +137,7 @@ TEST(Jobs, EndAsOneDoes) {
             "--from "
             "delimited --to jsonl --jobs 4 -o out & until grep -q 'Threads:.[2-9]' "
             "/proc/$!/status; do sleep "
-            ".01; done; kill -INT $!; wait $!",
+            ".01; done; kill -INT $!; wait $!; status=$?; kill %1; exit $status",
             128 + 2, ""},
        }) {
     const ProcessResult result = Shell(folder, commands);
