@@ -27,6 +27,7 @@ awk -v version="$2" -v date="$date" '
     next
   }
   !inside || /^$/ { next }
+  /^### / { item(); next }
   /^- / { item(); text = substr($0, 3); next }
   { sub(/^ +/, ""); text = text " " $0 }
   END { section() }
