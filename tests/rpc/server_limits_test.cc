@@ -30,7 +30,12 @@ std::atomic<int> accept_failures{0};
 // A client that speaks HTTP/2 by hand, to stop wherever it likes.
 class BareClient {
  public:
-  explicit BareClient(const std::string& address) : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
+  // `receive_buffer` is in bytes; 0 stands for the system's.
+  explicit BareClient(const std::string& address, int receive_buffer = 0)
+      : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
+    if (receive_buffer != 0) {
+      setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof receive_buffer);
+    }
     sockaddr_in to{};
     to.sin_family = AF_INET;
     to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -85,6 +90,11 @@ class BareClient {
     return Eventually([&] {
       return recv(fd_, block.data(), bytes, MSG_PEEK | MSG_DONTWAIT) == static_cast<ssize_t>(bytes);
     });
+  }
+  // False when they do not come.
+  bool Reads(std::size_t bytes) {
+    std::string block(bytes, '\0');
+    return recv(fd_, block.data(), bytes, MSG_WAITALL) == static_cast<ssize_t>(bytes);
   }
   // Reads until the server closes the connection; false when it does not.
   bool IsClosed() {
@@ -263,16 +273,36 @@ TEST(ServerLimits, PeersThatSayNothingAreGivenUp) {
   }
 }
 
+QueryService::Method AnswerLong() {
+  return [](Rpc::ServerController*, const InitiateReq&, InitiateRsp* response, Closure* done) {
+    response->mutable_query_result()->mutable_gid()->set_id(std::string(32 << 20, 'x'));
+    done->Run();
+  };
+}
+
+TEST(ServerLimits, ClientsThatReadSlowlyAreKept) {
+  Rpc::ServerOptions options;
+  options.keepalive = milliseconds(1'000);
+  options.keepalive_timeout = milliseconds(2'000);
+  LoopbackServer server(AnswerLong(), options);
+  BareClient client(server.address(), 4096);
+  client.BeginHttp2();
+  client.OpenWindows();
+  client.BeginCall(1);
+  client.EndCall(1, "");
+  // For longer than these two.
+  for (int i = 0; i < 60; ++i) {
+    ASSERT_TRUE(client.Reads(1000));
+    std::this_thread::sleep_for(milliseconds(100));
+  }
+  EXPECT_EQ(server->Counters().connections, 1);
+}
+
 TEST(ServerLimits, ClientsThatStopReadingHoldUpNeitherTheServerNorItsEnd) {
   for (const bool shut_down : {false, true}) {
     Rpc::ServerOptions options;
     if (!shut_down) options.keepalive = options.keepalive_timeout = milliseconds(1'000);
-    LoopbackServer server(
-        [](Rpc::ServerController*, const InitiateReq&, InitiateRsp* response, Closure* done) {
-          response->mutable_query_result()->mutable_gid()->set_id(std::string(32 << 20, 'x'));
-          done->Run();
-        },
-        options);
+    LoopbackServer server(AnswerLong(), options);
     auto client = std::make_unique<BareClient>(server.address());
     client->BeginHttp2();
     client->OpenWindows();

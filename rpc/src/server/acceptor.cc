@@ -1,9 +1,9 @@
 #include "server/acceptor.h"
 
 #include <fcntl.h>
+#include <linux/tcp.h>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/file.h>
@@ -14,7 +14,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -31,8 +30,8 @@ namespace CmnSys::Rpc {
 namespace {
 
 constexpr int kPauseMilliseconds = 50;
-// How often closed connections are looked for.
-constexpr std::chrono::seconds kForgetPeriod{1};
+// How often connections are looked at.
+constexpr std::chrono::seconds kLookPeriod{1};
 // An address family that has no free port where the first one has is tried again so often.
 constexpr int kPortAttempts = 20;
 // So many failures in a row to accept a connection are not those of single connections.
@@ -290,7 +289,8 @@ void Acceptor::Run() {
     const auto now = std::chrono::steady_clock::now();
     if (now >= next_look) {
       ForgetClosed();
-      next_look = now + kForgetPeriod;
+      CutStalled(now);
+      next_look = now + kLookPeriod;
     }
     if (ready <= 0) continue;
     if (fds.front().revents != 0 && !Wake()) return;
@@ -359,24 +359,37 @@ void Acceptor::Admit(int listener, int fd, const sockaddr_storage& from) {
   }
   struct stat file {};
   fstat(fd, &file);
-  connections_.push_back({fd, file.st_ino, peer, client});
+  connections_.push_back({fd, file.st_ino, peer, client, 0, std::chrono::steady_clock::now()});
   if (!client.empty()) ++of_client_[client];
   ++core_->connections;
   ++core_->connections_accepted;
   core_->Tell(Event::Kind::kConnected, peer, "");
   const int on = 1;
   setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  // gRPC's keepalive closes no connection while it waits for room to write; the system does.
-  const int silence = static_cast<int>(
-      std::min(std::int64_t{ToArgument(options.keepalive)} + ToArgument(options.keepalive_timeout),
-               std::int64_t{INT_MAX}));
-  setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &silence, sizeof silence);
   accepted_(listener, fd);
 }
 
 void Acceptor::ForgetClosed() {
   for (auto i = connections_.begin(); i != connections_.end();) {
     i = IsOpen(*i) ? std::next(i) : Forget(i);
+  }
+}
+
+void Acceptor::CutStalled(std::chrono::steady_clock::time_point now) {
+  const ServerOptions& options = core_->options;
+  const std::chrono::milliseconds longest(std::int64_t{ToArgument(options.keepalive)} +
+                                          ToArgument(options.keepalive_timeout));
+  for (Connection& connection : connections_) {
+    tcp_info info{};
+    socklen_t length = sizeof info;
+    const bool waiting = getsockopt(connection.fd, IPPROTO_TCP, TCP_INFO, &info, &length) == 0 &&
+                         (info.tcpi_unacked != 0 || info.tcpi_notsent_bytes != 0);
+    if (!waiting || info.tcpi_bytes_acked != connection.taken) {
+      connection.taken = info.tcpi_bytes_acked;
+      connection.seen_taking = now;
+    } else if (now - connection.seen_taking >= longest) {
+      Cut(connection);
+    }
   }
 }
 

@@ -6,6 +6,8 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <map>
@@ -73,7 +75,10 @@ class Acceptor {
     int fd;
     ino_t inode;
     std::string peer;
-    std::string client;  // What counts as one client; empty when none is counted.
+    std::string client;   // What counts as one client; empty when none is counted.
+    std::uint64_t taken;  // Bytes, over TCP.
+    // When it was last seen to take some, or nothing was waiting for it.
+    std::chrono::steady_clock::time_point seen_taking;
   };
 
   static bool IsOpen(const Connection& connection);
@@ -87,6 +92,10 @@ class Acceptor {
   // Whether to go on.
   bool Wake();
   void ForgetClosed();
+  // Closes TCP connections whose peers take nothing of what waits for them. gRPC's keepalive does
+  // not while there is no room to write. TCP_USER_TIMEOUT does, but also closes those that are read
+  // in small pieces: what Linux measures goes on after a piece.
+  void CutStalled(std::chrono::steady_clock::time_point now);
   std::list<Connection>::iterator Forget(std::list<Connection>::iterator which);
 
   ServerCore* const core_;
