@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <future>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
@@ -212,6 +214,11 @@ TEST_P(Recovery, ASilentAddressLeavesCallsAndSubscriptionsToTheNext) {
   }
 }
 
+int CountThreads() {
+  const std::filesystem::directory_iterator threads("/proc/self/task");
+  return static_cast<int>(std::distance(begin(threads), end(threads)));
+}
+
 TEST(DeadPeer, DoesNotHoldLongRequestsBeyondTheirTime) {
   const TemporaryFolder folder;
   RemoteServer server("frozen", "unix:" + folder.PathOf("socket"));
@@ -230,7 +237,15 @@ TEST(DeadPeer, DoesNotHoldLongRequestsBeyondTheirTime) {
                                                    NewClosure([&] { ended.Set(); }));
   EXPECT_TRUE(ended.Wait());
   EXPECT_EQ(blocking.wait_for(std::chrono::seconds(30)), std::future_status::ready);
-  server.Kill();  // What is still being written ends.
+  constexpr int kMore = 50;
+  const int threads = CountThreads();
+  for (int i = 0; i < kMore; ++i) {
+    Rpc::ClientController controller;
+    controller.SetTimeout(milliseconds(20));
+    Call(&channel, RequestWith(std::string(1 << 20, 'x')), &controller);
+  }
+  EXPECT_LT(CountThreads(), threads + kMore / 2);  // Some may be gRPC's.
+  server.Kill();                                   // What is still being written ends.
   EXPECT_EQ(blocking.get(), StatusCode::kDeadlineExceeded);
   EXPECT_EQ(controllers[1].Code(), StatusCode::kDeadlineExceeded);
 }

@@ -5,11 +5,10 @@
 #include <grpcpp/impl/client_unary_call.h>
 #include <grpcpp/support/time.h>
 
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "CmnSys/Rpc/ClientController.h"
+#include "client/leftover_queues.h"
 #include "common/payload.h"
 
 namespace CmnSys::Rpc {
@@ -29,16 +28,6 @@ ClientController::Impl* SettingsOf(RpcController* controller) {
 
 // A longer request may fill the buffers of a connection, and is written as the peer takes it.
 constexpr std::size_t kLongRequest = std::size_t{64} << 10;
-
-// False when the system has no thread left.
-bool DrainElsewhere(const std::shared_ptr<grpc::CompletionQueue>& queue) {
-  try {
-    std::thread([queue] { Drain(queue.get()); }).detach();
-    return true;
-  } catch (const std::system_error&) {
-    return false;
-  }
-}
 
 }  // namespace
 
@@ -108,7 +97,7 @@ void ClientCall::Block() {
   }
   if (queue) {
     queue->Shutdown();
-    if (writing_ == nullptr || !writing_->InProgress() || !DrainElsewhere(queue)) {
+    if (writing_ == nullptr || !writing_->InProgress() || !DrainLater(queue)) {
       Drain(queue.get());
     }
   }
