@@ -282,8 +282,8 @@ QueryService::Method AnswerLong() {
 
 TEST(ServerLimits, ClientsThatReadSlowlyAreKept) {
   Rpc::ServerOptions options;
-  options.keepalive = milliseconds(1'000);
-  options.keepalive_timeout = milliseconds(2'000);
+  options.keepalive = milliseconds(2'000);  // A busy server has begun to write before.
+  options.keepalive_timeout = milliseconds(1'000);
   LoopbackServer server(AnswerLong(), options);
   BareClient client(server.address(), 4096);
   client.BeginHttp2();
